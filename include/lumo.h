@@ -1,0 +1,301 @@
+/**
+ * @file lumo.h
+ * Image processing for 16-bit greyscale radiographic images: image records, their metadata and
+ * their files.
+ *
+ * A first program: LumoReadImage() a file, work on the raster that LumoGetBufferAddress() gives,
+ * LumoWriteImage() it, LumoDestroyImage() it. The older functions on plain rasters (measuring,
+ * mapping, filtering, raw files) are in lumo_legacy.h.
+ *
+ * Results are 0 or a negative ::LumoResult. Calls on different images may run in several threads at
+ * once; one image belongs to one thread at a time. File names are in the platform's own encoding.
+ */
+#ifndef LUMO_H
+#define LUMO_H
+
+#include <stdint.h>
+
+/** Version of these headers; LumoGetVersion() tells that of the library in use. @{ */
+#define LUMO_VERSION_MAJOR 2
+#define LUMO_VERSION_MINOR 2
+#define LUMO_VERSION_PATCH 1
+#define LUMO_VERSION "2.2.1"
+/** @} */
+
+#if defined(__GNUC__)
+#define LUMO_API __attribute__((visibility("default")))
+#else
+#define LUMO_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Result codes. Negative ones are failures; lmtErrorMessage() gives a sentence for each. */
+enum LumoResult {
+    LumoOk = 0,                    /**< success */
+    LumoSizeMismatch = 1,          /**< source and destination differ in size, or one has no raster */
+    LumoErrorOpen = -1,            /**< a file cannot be opened (or created, by the older functions) */
+    LumoErrorParameter = -2,       /**< a parameter is missing or outside its range */
+    LumoErrorMemory = -8,          /**< no memory, no place for the image, or no PNG write in progress */
+    LumoErrorFile = -11,           /**< a file cannot be removed, read to its end or positioned */
+    LumoErrorSlot = -14,           /**< a result slot is occupied or missing */
+    LumoErrorWrite = -16,          /**< a file cannot be created or completely written */
+    LumoErrorRange = -20,          /**< an angle or a compression level outside the allowed values */
+    LumoErrorImage = -50,          /**< no image, no raster, or pixel data that does not fit */
+    LumoErrorAccess = -102,        /**< a pixel outside the raster; a missing section or key name */
+    LumoErrorInfoMissing = -10004, /**< the information file of an XYZ image cannot be opened */
+    LumoErrorInfoInvalid = -10006  /**< the information file is too short or holds values out of range */
+};
+
+/** Image file formats. */
+enum ImageFormat {
+    FormatAuto = 0, /**< when writing: by the file name's extension */
+    FormatXyz = 1,  /**< XYZ with 16-bit pixels; whatever matches no signature */
+    FormatXyz8 = 2, /**< XYZ with square-root coded 8-bit pixels (lossy) */
+    FormatPng = 3,  /**< PNG, 16-bit greyscale when written */
+    FormatGif = 4,  /**< recognised, neither read nor written */
+    FormatRaw = 5,  /**< a raw pixel file, written like FormatXyz */
+    FormatTxt = 6   /**< the information file of an XYZ image, written alone */
+};
+
+/** An open row-by-row PNG write; belongs to its image. */
+struct PngWriteState;
+
+/**
+ * A 16-bit greyscale image with its pitch and metadata. Created by LumoCreateImage() or a reader,
+ * freed by LumoDestroyImage(); its first three fields are those of ::Image.
+ *
+ * `data` is null or holds `width` x `height` pixels, row by row from the top, in a block from
+ * malloc(). `metaData` is zero-terminated INI text of `metaSize` bytes, the zero counted.
+ */
+typedef struct lmImage {
+    uint16_t width;                  /**< pixels per row; 0 without raster */
+    uint16_t height;                 /**< rows; 0 without raster */
+    uint16_t* data;                  /**< the raster, or null */
+    uint32_t pixelsizeX;             /**< pitch along a row, nanometres; 100000 at creation */
+    uint32_t pixelsizeY;             /**< pitch between rows, nanometres; 100000 at creation */
+    uint16_t maxPix;                 /**< maximum pixel value as the file tells it; 0 at creation */
+    uint16_t avgPix;                 /**< average pixel value as the file tells it; 0 at creation */
+    uint16_t equivLow;               /**< lower dose-equivalent bound; 0 at creation */
+    uint16_t equivHigh;              /**< upper dose-equivalent bound; 65535 at creation */
+    uint16_t** rowPointers;          /**< cache of the rows' addresses, or null */
+    struct PngWriteState* pngWriter; /**< the PNG write in progress, or null */
+    int32_t metaSize;                /**< bytes of metadata, terminating zero counted */
+    char* metaData;                  /**< the metadata, INI text */
+} lmImage;
+
+/** @name Version and failures @{ */
+
+/**
+ * Version of the library and of the libpng it uses.
+ * @return a text that stays valid while the library is loaded; one buffer for all callers
+ */
+LUMO_API const char* LumoGetVersion(void);
+
+/**
+ * Records a failure code as the calling thread's last error. The library does so itself for the
+ * failures that it logs under a function's name; success does not reset it.
+ */
+LUMO_API void lmtSetLastError(int code);
+
+/** The calling thread's last error; 0 before the first one. */
+LUMO_API int lmtGetLastError(void);
+
+/** A sentence for a result code; never null. */
+LUMO_API const char* lmtErrorMessage(int code);
+
+/**
+ * A hook that a program may define, never called by the program itself: the folder in which the
+ * library writes its log when ORVEL_LOG_DIR is not set. Called once, while the library is loaded and
+ * before the program's own initialisation, so it may use nothing but the C library. Null means the
+ * current folder. Without the hook the log goes there too.
+ */
+const char* lumoLogDirectory(void);
+
+/** @} */
+/** @name Image life cycle @{ */
+
+/**
+ * Creates an image with the current time as its "Creation Time". Pixels are not initialised. A
+ * record that the place holds already is destroyed first.
+ * @param place   [out] the new record; null after a failure
+ * @param width   pixels per row
+ * @param height  rows; if either is 0 the image has no raster and both are 0
+ * @return 0; -8 without a place or memory
+ */
+LUMO_API int LumoCreateImage(lmImage** place, uint16_t width, uint16_t height);
+
+/**
+ * Gives the image a raster of another size. The raster's bytes are kept up to the smaller size and
+ * not moved to new row positions. The metadata is not touched.
+ * @param place  holds the record; null after a failure, which destroys the record
+ * @return 0; -50 for zero pixels or an empty place; -8 without memory or for 4 GiB and more
+ */
+LUMO_API int LumoResizeImageBuf(lmImage** place, uint16_t width, uint16_t height);
+
+/**
+ * Exchanges the raster for the caller's, which the image owns from now on.
+ * @param data  from malloc(), at least width x height pixels
+ * @return 0; -2 if the image or the raster is null
+ */
+LUMO_API int LumoChangeDataBuffer(lmImage* image, uint16_t* data);
+
+/**
+ * Frees an image and clears the place. An open PNG write is abandoned: its file stays unfinished.
+ * @return 0, also for an empty place; -50 if the place itself is null
+ */
+LUMO_API int LumoDestroyImage(lmImage** place);
+
+/**
+ * Removes an image file, and the information file beside it if the name ends in ".xyz" (any case).
+ * Never removes a folder. An information file that cannot be removed is only a warning in the log.
+ * @param fileName  at most 1023 characters
+ * @return 0; -11 if the image file cannot be removed
+ */
+LUMO_API int LumoDeleteImage(const char* fileName);
+
+/** @} */
+/**
+ * @name Pixels and metadata
+ * Texts are handed out by size: with a null buffer or a size of 0 the call stores the size needed,
+ * terminating zero counted; otherwise it copies at most the given size and stores the count copied.
+ * @{
+ */
+
+/** Sets a pixel. @return 0; -102 outside the raster or without image or raster */
+LUMO_API int LumoSetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t value);
+
+/** Reads a pixel. @return 0; -102 outside the raster or without image or raster; -2 without output */
+LUMO_API int LumoGetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t* value);
+
+/**
+ * Size in pixels and pitch in nanometres.
+ * @return 0; -50 without image; -2 if an output is null (nothing is written then)
+ */
+LUMO_API int LumoGetGeometry(lmImage* image, uint32_t* width, uint32_t* height,
+                             uint32_t* pixelsizeX, uint32_t* pixelsizeY);
+
+/**
+ * The raster itself, for reading and writing; null if there is none. Valid until the image is
+ * resized, turned, given another raster or destroyed.
+ * @return 0; -50 without image; -2 without output
+ */
+LUMO_API int LumoGetBufferAddress(lmImage* image, uint16_t** data);
+
+/**
+ * The whole metadata text.
+ * @param text  [out] buffer of *size bytes, or null to ask for the size
+ * @param size  [in, out] see above; a copy shorter than the text has no terminating zero
+ * @return 0; -50 without image; -2 without size
+ */
+LUMO_API int LumoGetMetaData(lmImage* image, char* text, int32_t* size);
+
+/**
+ * The value of one metadata entry, at most 1023 characters; a missing entry reads as the empty text.
+ * @return 0; -50 without image; -102 without section or key; -2 without size, or without buffer
+ * for a size that is not 0
+ */
+LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* key, char* value,
+                              int32_t* size);
+
+/**
+ * Creates, replaces or removes one metadata entry. Any text may be a value, line breaks included.
+ * @param value  null removes the entry
+ * @return 0; -50 without image; -102 without section or key; -8 without memory (nothing changed)
+ */
+LUMO_API int LumoSetMetaEntry(lmImage* image, const char* section, const char* key,
+                              const char* value);
+
+/**
+ * Appends a step to the image's processing history, section "PerformedSteps".
+ * @param step  a short text that names the operation and its arguments
+ * @return 0; -50 without image; -2 without step; -8 without memory (nothing changed)
+ */
+LUMO_API int LumoAddPerformedStep(lmImage* image, const char* step);
+
+/**
+ * The extended header block of an XYZ image, byte for byte; no terminating zero is added or counted.
+ * @param body  [out] buffer of *size bytes, or null to ask for the size
+ * @return 0; -50 without image; -2 without size; -8 without memory
+ */
+LUMO_API int LumoGetExtHeader(lmImage* image, char* body, int32_t* size);
+
+/**
+ * The four dose-equivalent values. Mind the order.
+ * @return 0; -50 without image; -2 if an output is null (nothing is written then)
+ */
+LUMO_API int LumoGetDoseEquiv(lmImage* image, uint16_t* avgPix, uint16_t* maxPix,
+                              uint16_t* equivLow, uint16_t* equivHigh);
+
+/** @} */
+/** @name Image files @{ */
+
+/**
+ * Reads an image file, recognised by its first bytes, into a new image in the place. A record that
+ * the place holds already is destroyed when the new one is created, and left alone by a failure
+ * before that. After a later failure the place is null (PNG) or holds what was read (XYZ).
+ * @return 0; -1 the file cannot be opened; -8 no memory; -11 a damaged PNG file; -50 no pixels, too
+ * few, or a side above 65535; -10004, -10006 the information file is missing or invalid
+ */
+LUMO_API int LumoReadImage(lmImage** place, const char* fileName);
+
+/**
+ * Writes an image file.
+ * @param format  an ::ImageFormat; FormatAuto chooses by the extension, in any case. FormatGif and an
+ *                unknown extension write nothing and give 0
+ * @return 0; -1 for a name without extension and FormatAuto, or an 8-bit file that cannot be created;
+ * -16 a file cannot be created or completely written; -50 no image, no raster, or (PNG) a pitch of 0
+ * or above 1000000000; -8 no memory
+ */
+LUMO_API int LumoWriteImage(lmImage* image, const char* fileName, int format);
+
+/**
+ * Sets the zlib level of all later PNG writes of the process; 6 at first.
+ * @param level  0 (none) to 9 (strongest)
+ * @return 0; -20 outside that range (the level stays)
+ */
+LUMO_API int LumoSetWriteCompressionLevel(int level);
+
+/**
+ * Opens a PNG file for writing row by row. An earlier write of this image that was never ended is
+ * abandoned.
+ * @return 0; -50 without image or with a pitch of 0 or above 1000000000; -8 no memory; -16 the file
+ * cannot be set up
+ */
+LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
+
+/**
+ * Writes the next row.
+ * @param row  `width` pixels, from anywhere
+ * @return 0; -50 without image; -8 without a write in progress or a row; -16 when libpng fails, the
+ * image's size has changed or all rows are written: the write then stays open but dead
+ */
+LUMO_API int LumoPngWriteRow(lmImage* image, const unsigned short* row);
+
+/** Writes all rows of the raster. @return as LumoPngWriteRow(); -8 also without memory */
+LUMO_API int LumoPngWriteRows(lmImage* image);
+
+/**
+ * Ends a PNG write: adds the metadata text, closes the file, releases the write on every path.
+ * @return 0; -50 without image; -8 without a write in progress; -16 if the file is not complete
+ */
+LUMO_API int LumoPngWriteEnd(lmImage* image);
+
+/** Writes a whole PNG file: start, all rows, end. @return their first failure */
+LUMO_API int LumoWriteImagePNG(lmImage* image, const char* fileName);
+
+/** @} */
+
+#ifdef __cplusplus
+} /* extern "C" */
+
+/**
+ * Writes all rows of the raster, one by one; stops at the first failure.
+ * @return 0; -8 without image or write in progress; -16 as LumoPngWriteRow()
+ */
+LUMO_API int LumoPngWriteRows2(lmImage* image);
+#endif
+
+#endif
