@@ -34,19 +34,20 @@ extern "C" {
 
 /** Result codes. Negative ones are failures; lmtErrorMessage() gives a sentence for each. */
 enum LumoResult {
-    LumoOk = 0,                    /**< success */
-    LumoSizeMismatch = 1,          /**< source and destination differ in size, or one has no raster */
-    LumoErrorOpen = -1,            /**< a file cannot be opened (or created, by the older functions) */
-    LumoErrorParameter = -2,       /**< a parameter is missing or outside its range */
-    LumoErrorMemory = -8,          /**< no memory, no place for the image, or no PNG write in progress */
-    LumoErrorFile = -11,           /**< a file cannot be removed, read to its end or positioned */
-    LumoErrorSlot = -14,           /**< a result slot is occupied or missing */
-    LumoErrorWrite = -16,          /**< a file cannot be created or completely written */
-    LumoErrorRange = -20,          /**< an angle or a compression level outside the allowed values */
-    LumoErrorImage = -50,          /**< no image, no raster, or pixel data that does not fit */
-    LumoErrorAccess = -102,        /**< a pixel outside the raster; a missing section or key name */
+    LumoOk = 0,              /**< success */
+    LumoSizeMismatch = 1,    /**< source and destination differ in size, or one has no raster */
+    LumoErrorOpen = -1,      /**< a file cannot be opened (or created, by the older functions) */
+    LumoErrorParameter = -2, /**< a parameter is missing or outside its range */
+    LumoErrorMemory = -8,    /**< no memory, no place for the image, or no PNG write in progress */
+    LumoErrorFile = -11,     /**< a file cannot be removed, read to its end or positioned */
+    LumoErrorSlot = -14,     /**< a result slot is occupied or missing */
+    LumoErrorWrite = -16,    /**< a file cannot be created or completely written */
+    LumoErrorRange = -20,    /**< an angle or a compression level outside the allowed values */
+    LumoErrorImage = -50,    /**< no image, no raster, or pixel data that does not fit */
+    LumoErrorAccess = -102,  /**< a pixel outside the raster; a missing section or key name */
     LumoErrorInfoMissing = -10004, /**< the information file of an XYZ image cannot be opened */
-    LumoErrorInfoInvalid = -10006  /**< the information file is too short or holds values out of range */
+    LumoErrorInfoInvalid =
+        -10006 /**< the information file is too short or holds values out of range */
 };
 
 /** Image file formats. */
@@ -108,9 +109,9 @@ LUMO_API const char* lmtErrorMessage(int code);
 
 /**
  * A hook that a program may define, never called by the program itself: the folder in which the
- * library writes its log when ORVEL_LOG_DIR is not set. Called once, while the library is loaded and
- * before the program's own initialisation, so it may use nothing but the C library. Null means the
- * current folder. Without the hook the log goes there too.
+ * library writes its log when ORVEL_LOG_DIR is not set. Called once, while the library is loaded
+ * and before the program's own initialisation, so it may use nothing but the C library. Null means
+ * the current folder. Without the hook the log goes there too.
  */
 const char* lumoLogDirectory(void);
 
@@ -167,7 +168,8 @@ LUMO_API int LumoDeleteImage(const char* fileName);
 /** Sets a pixel. @return 0; -102 outside the raster or without image or raster */
 LUMO_API int LumoSetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t value);
 
-/** Reads a pixel. @return 0; -102 outside the raster or without image or raster; -2 without output */
+/** Reads a pixel. @return 0; -102 outside the raster or without image or raster; -2 without output
+ */
 LUMO_API int LumoGetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t* value);
 
 /**
@@ -193,7 +195,8 @@ LUMO_API int LumoGetBufferAddress(lmImage* image, uint16_t** data);
 LUMO_API int LumoGetMetaData(lmImage* image, char* text, int32_t* size);
 
 /**
- * The value of one metadata entry, at most 1023 characters; a missing entry reads as the empty text.
+ * The value of one metadata entry, at most 1023 characters; a missing entry reads as the empty
+ * text.
  * @return 0; -50 without image; -102 without section or key; -2 without size, or without buffer
  * for a size that is not 0
  */
@@ -216,7 +219,8 @@ LUMO_API int LumoSetMetaEntry(lmImage* image, const char* section, const char* k
 LUMO_API int LumoAddPerformedStep(lmImage* image, const char* step);
 
 /**
- * The extended header block of an XYZ image, byte for byte; no terminating zero is added or counted.
+ * The extended header block of an XYZ image, byte for byte; no terminating zero is added or
+ * counted.
  * @param body  [out] buffer of *size bytes, or null to ask for the size
  * @return 0; -50 without image; -2 without size; -8 without memory
  */
@@ -243,11 +247,11 @@ LUMO_API int LumoReadImage(lmImage** place, const char* fileName);
 
 /**
  * Writes an image file.
- * @param format  an ::ImageFormat; FormatAuto chooses by the extension, in any case. FormatGif and an
- *                unknown extension write nothing and give 0
- * @return 0; -1 for a name without extension and FormatAuto, or an 8-bit file that cannot be created;
- * -16 a file cannot be created or completely written; -50 no image, no raster, or (PNG) a pitch of 0
- * or above 1000000000; -8 no memory
+ * @param format  an ::ImageFormat; FormatAuto chooses by the extension, in any case. FormatGif and
+ * an unknown extension write nothing and give 0
+ * @return 0; -1 for a name without extension and FormatAuto, or an 8-bit file that cannot be
+ * created; -16 a file cannot be created or completely written; -50 no image, no raster, or (PNG) a
+ * pitch of 0 or above 1000000000; -8 no memory
  */
 LUMO_API int LumoWriteImage(lmImage* image, const char* fileName, int format);
 

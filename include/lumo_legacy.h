@@ -16,7 +16,8 @@
 extern "C" {
 #endif
 
-/** A 16-bit raster, row by row from the top, in a block from malloc(); the record is the caller's. */
+/** A 16-bit raster, row by row from the top, in a block from malloc(); the record is the caller's.
+ */
 typedef struct Image {
     uint16_t width;  /**< pixels per row */
     uint16_t height; /**< rows */
@@ -32,17 +33,17 @@ typedef struct FImage {
 
 /** An 8-bit raster as WriteImage8Rot() takes it. Fields named `unused` are not read. */
 typedef struct Image8 {
-    int32_t width;         /**< pixels per row, 1 to 65535 */
-    int32_t height;        /**< rows, 1 to 65535 */
-    uint32_t unused2;      /**< 0 */
-    uint32_t unused3;      /**< 0 */
-    uint32_t unused4;      /**< 1 */
-    uint32_t whiteLevel;   /**< 16-bit level that the codes span; its low 16 bits are written */
-    uint32_t unused6;      /**< 0 */
-    uint32_t size;         /**< width x height x bytesPerPixel; not read */
+    int32_t width;          /**< pixels per row, 1 to 65535 */
+    int32_t height;         /**< rows, 1 to 65535 */
+    uint32_t unused2;       /**< 0 */
+    uint32_t unused3;       /**< 0 */
+    uint32_t unused4;       /**< 1 */
+    uint32_t whiteLevel;    /**< 16-bit level that the codes span; its low 16 bits are written */
+    uint32_t unused6;       /**< 0 */
+    uint32_t size;          /**< width x height x bytesPerPixel; not read */
     uint32_t bytesPerPixel; /**< 1; not read */
-    uint32_t unused9[8];   /**< not read */
-    uint8_t* pixels;       /**< width x height codes, row by row from the top */
+    uint32_t unused9[8];    /**< not read */
+    uint8_t* pixels;        /**< width x height codes, row by row from the top */
 } Image8;
 
 /**
@@ -107,7 +108,7 @@ LUMO_API int Destroy_FImage(FImage* image);
  * @param source  width x height codes
  * @param target  [out] width x height values
  * @param scale   the white level: code 255 stands for 65025 * scale / 65535
- * @return 0; -2 if an array is null; -8 without memory
+ * @return 0; -2 if an array is null
  */
 LUMO_API int Convert_Image8_16(const uint8_t* source, uint16_t* target, int32_t width,
                                int32_t height, uint16_t scale);
@@ -119,7 +120,7 @@ LUMO_API int Convert_Image8_16(const uint8_t* source, uint16_t* target, int32_t 
  * @param target    [out] width x height codes
  * @param reserved  no effect
  * @param maximum   [out] M, the white level for the way back
- * @return 0; -2 if an array or the output is null; -8 without memory
+ * @return 0; -2 if an array or the output is null
  */
 LUMO_API int Convert_Image16_8(const uint16_t* source, uint8_t* target, int32_t width,
                                int32_t height, int32_t reserved, uint16_t* maximum);
@@ -127,8 +128,8 @@ LUMO_API int Convert_Image16_8(const uint16_t* source, uint8_t* target, int32_t 
 /** @} */
 /**
  * @name Information file
- * A file of 101 bytes and an optional block, beside the image and named after it with the last three
- * characters replaced by "txt".
+ * A file of 101 bytes and an optional block, beside the image and named after it with the last
+ * three characters replaced by "txt".
  * @{
  */
 
@@ -165,16 +166,16 @@ LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
  * The pixel files of the XYZ format without an information file: width and height in two bytes each
  * and 16-bit pixels, or a 256-byte header and 8-bit codes. Little-endian.
  *
- * Rotations, in degrees: 90 or -270 turns against the clock, 270 or -90 with it, 180 or -180 by half;
- * any other value leaves the image as it is.
+ * Rotations, in degrees: 90 or -270 turns against the clock, 270 or -90 with it, 180 or -180 by
+ * half; any other value leaves the image as it is.
  * @{
  */
 
 /**
  * Reads a raw pixel file in either form; allocates the raster into the record, whose earlier one is
  * not released. A failure may leave a partly filled raster there: call Destroy_Image().
- * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 no pixels or
- * too few; -2 without record
+ * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 no pixels
+ * or too few; -2 without record
  */
 LUMO_API int Read_Image(const char* fileName, Image* image);
 

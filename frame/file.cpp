@@ -1,0 +1,65 @@
+// Files: opening, block reads and writes, checked closing.
+#include "frame/file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/write_signals.h"
+
+namespace lumo {
+namespace {
+
+/// The system takes a little less than 2 GiB a call.
+constexpr std::size_t largestTransfer = std::size_t{1} << 30;
+
+/// Repeats a transfer call until all is moved or it moves nothing; returns the bytes moved.
+template <class Byte, class Call>
+std::size_t transferAll(Byte* bytes, std::size_t size, Call call) noexcept {
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t count = call(bytes + done, std::min(size - done, largestTransfer));
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+}  // namespace
+
+FilePtr openFile(const char* name, const char* mode) noexcept {
+    if (name == nullptr || strnlen(name, longestFileName + 1) > longestFileName) return nullptr;
+    return FilePtr(fopen_ex(name, mode));
+}
+
+std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept {
+    const int descriptor = fileno(file);
+    return transferAll(static_cast<char*>(target), size,
+                       [=](char* to, std::size_t count) { return read(descriptor, to, count); });
+}
+
+bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept {
+    const WriteSignalGuard guard;
+    const int descriptor = fileno(file);
+    return transferAll(static_cast<const char*>(source), size,
+                       [=](const char* from, std::size_t count) {
+                           return write(descriptor, from, count);
+                       }) == size;
+}
+
+bool closeWritten(FilePtr file) noexcept {
+    const WriteSignalGuard guard;
+    return std::fclose(file.release()) == 0;
+}
+
+std::optional<std::uint64_t> fileSize(std::FILE* file) noexcept {
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+}  // namespace lumo

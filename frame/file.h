@@ -1,0 +1,46 @@
+// Files: owned streams that are closed on every path, and whole-block reads and writes past the
+// stream's buffer. Do not mix these with buffered calls on the same stream.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+
+#include "platform/file_open.h"
+
+namespace lumo {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
+
+struct FreeDeleter {
+    void operator()(void* block) const noexcept { std::free(block); }
+};
+/// A block from malloc().
+template <class Element>
+using MallocPtr = std::unique_ptr<Element[], FreeDeleter>;
+
+/// File names are handled up to this length; a longer one cannot be opened.
+constexpr std::size_t longestFileName = 1023;
+
+/// Opens a file; empty when it cannot, or the name is null or too long.
+[[nodiscard]] FilePtr openFile(const char* name, const char* mode) noexcept;
+
+/// Reads up to `size` bytes; fewer at the end of the file or after an error.
+[[nodiscard]] std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept;
+
+/// Writes all bytes or returns false.
+[[nodiscard]] bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept;
+
+/// Closes a written file; false if what it still held could not be written.
+[[nodiscard]] bool closeWritten(FilePtr file) noexcept;
+
+/// Size of a regular file; nothing for a pipe or device.
+[[nodiscard]] std::optional<std::uint64_t> fileSize(std::FILE* file) noexcept;
+
+}  // namespace lumo

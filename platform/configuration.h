@@ -1,0 +1,19 @@
+// Machine-wide settings and bounded text building.
+#pragma once
+
+#include <cstddef>
+
+/// The part of the machine's configuration to read; there is one.
+enum RegistryHive { HKEY_LOCAL_MACHINE };
+
+constexpr std::size_t settingSize = 1024;  ///< bytes of a setting's buffer
+
+/// Reads a text value of the machine's configuration: entry `name` in section `key` of the INI file
+/// that ORVEL_CONFIG names, else of /etc/orvel.ini. Values are taken as they stand.
+/// @param value  [out] settingSize bytes; the empty text when there is no such value, a longer
+/// value
+///               is cut
+void Get_RegStr(RegistryHive hive, const char* key, const char* name, char* value) noexcept;
+
+/// Appends a text, cut so that the result with its terminating zero fits in `limit` bytes.
+void strxcat(char* buffer, const char* text, std::size_t limit) noexcept;
