@@ -13,6 +13,10 @@ namespace lumo {
 [[noreturn]] inline void raise(int code) {
     throw code;
 }
+/// An exact match, so that the C library's raise() is never meant.
+[[noreturn]] inline void raise(LumoResult code) {
+    throw static_cast<int>(code);
+}
 
 /// Raises a nested call's code unless it is 0.
 inline void raiseFailure(int code) {

@@ -1,0 +1,145 @@
+// Decoding of PNG files to 16-bit grey rows.
+//
+// Functions that set a recovery point (setjmp) hold only plain pointers that do not change after
+// it.
+#include "io/png_decoder.h"
+
+#include <iterator>
+
+#include "io/png_support.h"
+#include "lumo.h"
+#include "platform/log.h"
+
+namespace lumo {
+namespace {
+
+constexpr std::uint32_t nanometresPerMetre = 1000000000;
+constexpr std::uint32_t defaultPitch = 352778;  ///< 25.4 mm / 72
+constexpr std::uint64_t bestDeflateRatio = 1032;
+
+int libpngFailed() {
+    slog(3, "libpng error");
+    return LumoErrorFile;
+}
+
+/// Widens 8-bit samples in place to 16-bit ones of 256 times the value, from the end of the row.
+void WidenRow8To16(png_structp, png_row_infop row, png_bytep bytes) {
+    for (std::size_t i = row->width; i-- > 0;) {
+        bytes[2 * i + 1] = bytes[i];
+        bytes[2 * i] = 0;
+    }
+}
+
+/// Grey values come from the samples alone: libpng would let these chunks change its grey weights
+/// or compute in linear light.
+void ignoreColourSpace(png_structp png) {
+    constexpr png_byte chunks[] = "cHRM\0gAMA\0iCCP\0sRGB";
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, chunks, 4);
+}
+
+/// Asks libpng for 16-bit grey samples without alpha.
+void requestConversions(png_structp png, int depth, int colourType) {
+    const bool palette = colourType == PNG_COLOR_TYPE_PALETTE;
+    if (palette) png_set_palette_to_rgb(png);
+    if (depth < 8 && !palette) png_set_expand_gray_1_2_4_to_8(png);
+    // A transparent palette becomes an alpha channel.
+    if (palette || (colourType & PNG_COLOR_MASK_ALPHA) != 0) png_set_strip_alpha(png);
+    if ((colourType & PNG_COLOR_MASK_COLOR) != 0)
+        png_set_rgb_to_gray_fixed(png, PNG_ERROR_ACTION_WARN, PNG_RGB_TO_GRAY_DEFAULT,
+                                  PNG_RGB_TO_GRAY_DEFAULT);
+    if (depth == 16) {
+        png_set_swap(png);
+    } else {
+        png_set_read_user_transform_fn(png, WidenRow8To16);
+        png_set_user_transform_info(png, nullptr, 16, 1);
+    }
+}
+
+/// Decodes all rows and the chunks behind them into `info`.
+int decode(png_structp png, png_infop info, png_bytepp rows, const PngProperties* properties) {
+    if (setjmp(png_jmpbuf(png)) != 0) return libpngFailed();
+    requestConversions(png, properties->depth, properties->colourType);
+    png_set_rows(png, info, rows);
+    png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+    if (png_get_rowbytes(png, info) != std::size_t{properties->width} * sizeof(std::uint16_t))
+        png_error(png, "rows of an unexpected size");
+    png_read_image(png, rows);
+    png_read_end(png, info);
+    return LumoOk;
+}
+
+std::uint32_t pitchOf(std::uint32_t pixelsPerMetre) {
+    return pixelsPerMetre == 0 ? defaultPitch : nanometresPerMetre / pixelsPerMetre;
+}
+
+struct Resolution {
+    png_uint_32 x = 0, y = 0;  ///< pixels per metre; 0 if the file does not tell
+};
+
+Resolution resolutionOf(png_const_structp png, png_infop info) {
+    Resolution resolution;
+    int unit = PNG_RESOLUTION_UNKNOWN;
+    const bool told = png_get_pHYs(png, info, &resolution.x, &resolution.y, &unit) != 0 &&
+                      unit == PNG_RESOLUTION_METER && resolution.x != 0 && resolution.y != 0;
+    return told ? resolution : Resolution{};
+}
+
+}  // namespace
+
+int PngDecoder::open(const char* fileName) noexcept {
+    file_ = openFile(fileName, "rb");
+    if (!file_) return LumoErrorOpen;
+    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning);
+    if (png_ == nullptr) return LumoErrorMemory;
+    info_ = png_create_info_struct(png_);
+    endInfo_ = info_ != nullptr ? png_create_info_struct(png_) : nullptr;
+    return endInfo_ != nullptr ? LumoOk : LumoErrorMemory;
+}
+
+int PngDecoder::readHeader(PngProperties& properties) noexcept {
+    if (setjmp(png_jmpbuf(png_)) != 0) return libpngFailed();
+    png_init_io(png_, file_.get());
+    ignoreColourSpace(png_);
+    png_read_info(png_, info_);
+    properties.width = png_get_image_width(png_, info_);
+    properties.height = png_get_image_height(png_, info_);
+    properties.depth = png_get_bit_depth(png_, info_);
+    properties.channels = png_get_channels(png_, info_);
+    properties.colourType = png_get_color_type(png_, info_);
+    return LumoOk;
+}
+
+bool PngDecoder::canHold(const PngProperties& properties) const noexcept {
+    const std::optional<std::uint64_t> size = fileSize(file_.get());
+    if (!size) return true;
+    const std::uint64_t bitsPerPixel = std::uint64_t{properties.depth} * properties.channels;
+    const std::uint64_t pixels = std::uint64_t{properties.width} * properties.height;
+    return pixels * bitsPerPixel / 8 <= *size * bestDeflateRatio;
+}
+
+std::uint32_t PngDecoder::pitchX() const noexcept {
+    return pitchOf(resolutionOf(png_, info_).x);
+}
+
+std::uint32_t PngDecoder::pitchY() const noexcept {
+    return pitchOf(resolutionOf(png_, info_).y);
+}
+
+int PngDecoder::readRows(std::uint16_t** rows, const PngProperties& properties) noexcept {
+    return decode(png_, info_, reinterpret_cast<png_bytepp>(rows), &properties);
+}
+
+std::span<const png_text> PngDecoder::texts() const noexcept {
+    png_textp entries = nullptr;
+    int count = 0;
+    png_get_text(png_, info_, &entries, &count);
+    return {entries, static_cast<std::size_t>(count)};
+}
+
+void PngDecoder::close() noexcept {
+    file_.reset();
+    if (png_ != nullptr) png_destroy_read_struct(&png_, &info_, &endInfo_);
+}
+
+}  // namespace lumo

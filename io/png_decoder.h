@@ -1,0 +1,49 @@
+// One PNG file being decoded by libpng. Each step has its recovery point, at which a libpng error
+// becomes a result.
+#pragma once
+
+#include <png.h>
+
+#include <cstdint>
+#include <span>
+
+#include "frame/file.h"
+#include "image/view.h"
+
+namespace lumo {
+
+struct PngProperties {
+    std::uint32_t width, height;
+    std::uint8_t depth, channels, colourType;
+};
+
+class PngDecoder {
+public:
+    PngDecoder() = default;
+    ~PngDecoder() { close(); }
+    PngDecoder(const PngDecoder&) = delete;
+    PngDecoder& operator=(const PngDecoder&) = delete;
+
+    /// @return 0; -1 the file cannot be opened; -8 no memory for libpng's structures
+    [[nodiscard]] int open(const char* fileName) noexcept;
+    /// Reads what precedes the image data. @return 0; -11
+    [[nodiscard]] int readHeader(PngProperties& properties) noexcept;
+    /// Whether the file is large enough to hold the raster even at deflate's best ratio.
+    [[nodiscard]] bool canHold(const PngProperties& properties) const noexcept;
+    /// Pitch in nanometres; that of 72 pixels per inch if the file tells none.
+    [[nodiscard]] std::uint32_t pitchX() const noexcept;
+    [[nodiscard]] std::uint32_t pitchY() const noexcept;
+    /// Decodes into rows of 16-bit grey pixels, then reads the rest of the file. @return 0; -11
+    [[nodiscard]] int readRows(std::uint16_t** rows, const PngProperties& properties) noexcept;
+    /// The text chunks of the whole file, in its order.
+    [[nodiscard]] std::span<const png_text> texts() const noexcept;
+    void close() noexcept;
+
+private:
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    png_infop endInfo_ = nullptr;
+    FilePtr file_;
+};
+
+}  // namespace lumo

@@ -1,0 +1,103 @@
+// The older raw pixel files: reading, writing, writing turned.
+#include "frame/call_frame.h"
+#include "image/turned_row.h"
+#include "io/pixel_file.h"
+#include "lumo_legacy.h"
+
+namespace {
+
+using lumo::FilePtr;
+using lumo::QuarterTurn;
+using lumo::View;
+
+/// Writes the raster row by row through a buffer of one turned row.
+template <class Pixel>
+int writeTurnedRows(std::FILE* file, View<const Pixel> raster, QuarterTurn turn) {
+    const int width = swapsSides(turn) ? raster.height : raster.width;
+    const int height = swapsSides(turn) ? raster.width : raster.height;
+    const std::size_t size = static_cast<std::size_t>(width) * sizeof(Pixel);
+    const lumo::MallocPtr<Pixel> row(static_cast<Pixel*>(std::malloc(size > 0 ? size : 1)));
+    if (!row) return LumoErrorMemory;
+    for (int y = 0; y < height; ++y) {
+        lumo::turnedRow(raster, turn, y, row.get());
+        if (!lumo::writeBytes(file, row.get(), size)) return LumoErrorWrite;
+    }
+    return LumoOk;
+}
+
+template <class Pixel>
+int writePixels(std::FILE* file, View<const Pixel> raster, QuarterTurn turn) {
+    if (turn != QuarterTurn::None) return writeTurnedRows(file, raster, turn);
+    return lumo::writeBytes(file, raster.pixels, raster.count() * sizeof(Pixel)) ? LumoOk
+                                                                                 : LumoErrorWrite;
+}
+
+/// Creates the file and writes header and pixels; `headerOf` makes the header of the written size.
+template <class Pixel, class HeaderOf>
+int writeFile(const char* fileName, View<const Pixel> raster, QuarterTurn turn, HeaderOf headerOf) {
+    FilePtr file = lumo::openFile(fileName, "wb");
+    if (!file) return LumoErrorOpen;
+    const bool turned = swapsSides(turn);
+    const auto header =
+        headerOf(turned ? raster.height : raster.width, turned ? raster.width : raster.height);
+    int code = LumoErrorWrite;
+    if (lumo::writeBytes(file.get(), header.data(), header.size()))
+        code = writePixels(file.get(), raster, turn);
+    const bool closed = lumo::closeWritten(std::move(file));
+    return code == LumoOk && !closed ? LumoErrorWrite : code;
+}
+
+int writeImage16(const char* fileName, const Image& image, QuarterTurn turn) {
+    if (image.data == nullptr) return LumoErrorImage;
+    return writeFile(fileName, lumo::asSource(lumo::viewOf(image)), turn, lumo::header16);
+}
+
+int read8(std::FILE* file, const lumo::PixelFileHeader& header, Image* image) {
+    lumo::Pixel8Reader reader(header.width);
+    if (!reader.hasMemory()) return LumoErrorMemory;
+    const int code = Create_Image(header.width, header.height, image);
+    return code != LumoOk ? code : reader.read(file, header.whiteLevel, lumo::viewOf(*image));
+}
+
+int read16(std::FILE* file, const lumo::PixelFileHeader& header, Image* image) {
+    const int code = Create_Image(header.width, header.height, image);
+    return code != LumoOk ? code : lumo::readPixels16(file, lumo::viewOf(*image));
+}
+
+constexpr bool isSide(std::int32_t length) {
+    return 0 <= length && length <= 65535;
+}
+
+}  // namespace
+
+extern "C" {
+
+int Read_Image(const char* fileName, Image* image) {
+    if (image == nullptr) return LumoErrorParameter;
+    *image = {};
+    const FilePtr file = lumo::openFile(fileName, "rb");
+    if (!file) return LumoErrorOpen;
+    lumo::PixelFileHeader header;
+    if (!lumo::readHeader(file.get(), false, header)) return LumoErrorImage;
+    return header.eightBit ? read8(file.get(), header, image) : read16(file.get(), header, image);
+}
+
+int Write_Image(const char* fileName, Image image) {
+    return writeImage16(fileName, image, QuarterTurn::None);
+}
+
+int WriteImage8Rot(Image8 image, const char* fileName, int rotation) {
+    slog(8, "WriteImage8Rot entry");
+    if (image.pixels == nullptr || !isSide(image.width) || !isSide(image.height))
+        return LumoErrorImage;
+    const View<const std::uint8_t> raster{image.pixels, image.width, image.height};
+    return writeFile(fileName, raster, lumo::quarterTurn(rotation), [&](int width, int height) {
+        return lumo::header8(width, height, static_cast<std::uint16_t>(image.whiteLevel));
+    });
+}
+
+}  // extern "C"
+
+int WriteImageRot(Image image, char* fileName, int rotation) {
+    return writeImage16(fileName, image, lumo::quarterTurn(rotation));
+}
