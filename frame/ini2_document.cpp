@@ -222,9 +222,7 @@ void Document::endLastLine(Block& block) {
     std::vector<Piece>& pieces = contentOf(block).pieces;
     while (!pieces.empty() && pieces.back().text.empty()) pieces.pop_back();
     const std::string_view text = pieces.empty() ? block.unread : pieces.back().text;
-    std::string_view inside = text;
-    for (const char end : {'\n', '\r'})
-        if (inside.ends_with(end)) inside.remove_suffix(1);
+    const std::string_view inside = withoutEnd(text);
     if (!inside.ends_with('%')) return;
     const std::string_view line = text.substr(inside.rfind('\n') + 1);
     if (!isOpenLine(line)) return;

@@ -113,7 +113,8 @@ private:
     Piece& append(Section section);
     void endLastLine(Block& block);
 
-    void copyBlock(Section section, std::string_view name, const Block& block);
+    void mergePreamble(Document& other);
+    void copyBlock(std::string_view name, const Block& block);
     void mergeBlock(Section section, Section from, Block& block, Document& other);
     void mergeEntry(Section section, std::string_view key, std::string_view value,
                     const Piece& piece);

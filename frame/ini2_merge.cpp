@@ -6,8 +6,7 @@ namespace lumo::ini {
 
 void Document::merge(Document& other) {
     const std::size_t known = blocks_.size();
-    mergeBlock({&blocks_[0], &blocks_[0]}, {&other.blocks_[0], &other.blocks_[0]}, other.blocks_[0],
-               other);
+    mergePreamble(other);
     std::string scratch;
     for (std::size_t i = 1; i < other.blocks_.size(); ++i) {
         Block& block = other.blocks_[i];
@@ -15,20 +14,28 @@ void Document::merge(Document& other) {
         const std::string_view name = plain(headerName(block.header), scratch);
         const Section section = find(name);
         if (!section || section.first->order >= known) {
-            copyBlock(section, name, block);
+            copyBlock(name, block);
         } else {
             mergeBlock(section, other.find(name), block, other);
         }
     }
 }
 
+void Document::mergePreamble(Document& other) {
+    Block &mine = blocks_[0], &from = other.blocks_[0];
+    if (mine.unread.empty() && !mine.content) {
+        mine.unread = keep(belowHeader(from));
+    } else {
+        mergeBlock({&mine, &mine}, {&from, &from}, from, other);
+    }
+}
+
 /// A section that is new here keeps every byte.
-void Document::copyBlock(Section section, std::string_view name, const Block& block) {
+void Document::copyBlock(std::string_view name, const Block& block) {
     const std::string_view header = keep(ended(block.header));
     const std::string_view unread = keep(belowHeader(block));
     addBlock(name, header);
     blocks_.back().unread = unread;
-    if (section) section.first->content.reset();  // its trees lack this block
 }
 
 void Document::mergeBlock(Section section, Section from, Block& block, Document& other) {

@@ -15,7 +15,7 @@ bool isControl(char c) {
 
 std::string_view trim(std::string_view text) {
     const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos) return {};
+    if (begin == text.npos) return text.substr(text.size());
     return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
 }
 
@@ -84,6 +84,16 @@ std::string encodeName(std::string_view name) {
 
 }  // namespace
 
+std::string_view withoutEnd(std::string_view line) {
+    for (const char end : {'\n', '\r'})
+        if (line.ends_with(end)) line.remove_suffix(1);
+    return line;
+}
+
+bool isOpenLine(std::string_view line) {
+    return line.starts_with(lineMark) && withoutEnd(line).ends_with('%');
+}
+
 std::size_t findHeader(std::string_view text, std::size_t from) {
     for (std::size_t at = from; (at = text.find('[', at)) != text.npos;) {
         if (at > from && text[at - 1] != '\n') {
@@ -140,9 +150,8 @@ std::string_view findEntry(std::string_view text, std::string_view key) {
 }
 
 BodyLine decodeLine(std::string_view line) {
-    line.remove_prefix(lineMark.size());
-    while (line.ends_with('\n') || line.ends_with('\r')) line.remove_suffix(1);
-    BodyLine decoded{{}, !line.ends_with('%')};
+    BodyLine decoded{{}, !isOpenLine(line)};
+    line = withoutEnd(line.substr(lineMark.size()));
     if (!decoded.ended) line.remove_suffix(1);
     unescape(decoded.bytes, line);
     return decoded;
@@ -159,10 +168,6 @@ void encodeLine(std::string& text, std::string_view bytes, bool ended) {
         if (!ended) text.push_back('%');
     }
     text.push_back('\n');
-}
-
-bool isOpenLine(std::string_view line) {
-    return line.starts_with(lineMark) && !decodeLine(line).ended;
 }
 
 std::string entryLine(std::string_view key, std::string_view value) {

@@ -33,6 +33,12 @@ inline std::string_view takeLine(std::string_view& text) {
     return taken;
 }
 
+/// The line's text without its line end.
+std::string_view withoutEnd(std::string_view line);
+
+/// An escaped line without line end, which may stand only at the end of a section.
+bool isOpenLine(std::string_view line);
+
 /// Where the next section header begins, seen from a line start; npos if there is none.
 std::size_t findHeader(std::string_view text, std::size_t from);
 
@@ -53,8 +59,6 @@ bool mayBegin(std::string_view line, std::string_view key);
 
 BodyLine decodeLine(std::string_view line);
 void encodeLine(std::string& text, std::string_view bytes, bool ended);
-/// An escaped line without line end, which may stand only at the end of a section.
-bool isOpenLine(std::string_view line);
 
 std::string entryLine(std::string_view key, std::string_view value);
 std::string commentLine(std::string_view comment);

@@ -84,7 +84,7 @@ std::string Document::body(std::string_view section) {
             }
             const BodyLine decoded = decodeLine(line);
             bytes.append(decoded.bytes);
-            if (decoded.ended) bytes.push_back('\n');
+            if (decoded.ended && line.ends_with('\n')) bytes.push_back('\n');
         }
     };
     Joiner<decltype(decode)> join{decode};
