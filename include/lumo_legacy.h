@@ -192,6 +192,113 @@ LUMO_API int WriteImage8Rot(Image8 image, const char* fileName, int rotation);
 /** @} */
 
 /**
+ * @name Filters
+ * A kernel is an ::FImage of weights, used as they stand: weight (i, j) of a kernel of kw x kh lies
+ * on pixel (x + i - lo, y + j - loY), lo = kw - 1 - kw / 2, loY = kh - 1 - kh / 2 (integer
+ * division), so a kernel of even size reaches one pixel further to the right and down. Pixels from
+ * which it would leave the image, all of them if it is larger than the image, are the border. Each
+ * sum begins at 0 and takes one fused multiply-add in single precision per weight, column after
+ * column, each from the top.
+ *
+ * Source and destination may be the same raster. Images of zero pixels: nothing is done. After a
+ * failure the destination is as it was. Any thread; not while another one writes to the rasters.
+ * @{
+ */
+
+/**
+ * Convolution (correlation): the sums, clamped to 0..65535 and truncated, 0 for NaN; the border is
+ * copied. Logs in place, where it creates a temporary image.
+ * @param source       width x height pixels
+ * @param destination  [out] as large as the source
+ * @param kernel       weights, only read
+ * @return 0; -50 if the images differ in size or a raster is missing; -2 if the kernel has no
+ * raster or a side of 0; -8 without memory
+ */
+LUMO_API int Convol_Image(Image source, Image destination, FImage kernel);
+
+/**
+ * Unsharp masking: T = (1 + strength) * source - strength * blur, the blur being the sums, not
+ * clamped, and the source's values on the border; then T's range is stretched over 0..65535:
+ * (T - min) * (65535 / (max - min)), truncated. An image of one value becomes zeros.
+ * T and the gain are computed in double and rounded to single precision once.
+ * @param source       width x height pixels
+ * @param destination  [out] as large as the source
+ * @param kernel       weights, only read
+ * @param strength     0 leaves the source, but for the stretching
+ * @return as Convol_Image()
+ */
+LUMO_API int UnsharpMask(Image source, Image destination, FImage kernel, float strength);
+
+/** @} */
+
+/**
+ * @name Filter commands
+ * One operation on a raster, chosen and parameterised by a text such as
+ * "type=unsharp_mask radius=0.5 value=2".
+ *
+ * A key is searched anywhere in the text (at most 255 characters are used, upper case counts as
+ * lower case); its value starts directly after the "=". Reals are decimal numbers; integers may
+ * begin with 0x (hexadecimal) or 0 (octal). No number there means 0, no key the default; what
+ * matches no key is passed over. Radii are in millimetres, frequencies in cycles per millimetre.
+ *
+ * | type= | keys and defaults | operation |
+ * |---|---|---|
+ * | gauss_fd | al0=1 al1=1 ftp=10 ah0=1 ah1=1 fhp=10 ab0=1 ab1=1 fbp0=5 fbp=2 preservezerofreq=0 |
+ * band filter, the result spread between its darkest and brightest per cent | | gauss_fd2 | the
+ * same | band filter, grey values on the image's own scale | | unsharp_mask | radius=1 value=1 |
+ * UnsharpMask() with a square of 2 * trunc(radius in pixels) + 1 equal weights | | unsharp_mask2 |
+ * radius=1 value=1 | unsharp mask by the mean of trunc(radius in pixels), clamped, then smoothed by
+ * half of that | | mean_filter, median_filter | size=3 | mean, median of the size x size window
+ * that begins at each pixel (the last rows and columns are kept) | | histogramm_equal | low=3
+ * high=3 | Equal_Histo(), limits in per cent | | histogramm_equal3 | np=50 lp=0 rp=65535 lf=0 rf=0
+ * gew=0 | Equal_Histo3(); the range it used is handed back as "lp" and "rp" in section "return" |
+ *
+ * The band filter multiplies the spectrum at the frequency f by L * P * B, where with
+ * G(x, m, s) = exp(-((x - m) / s)^2 / 2)
+ * L = al0 + (al1 - al0) * G(f, 0, ftp), P = ah0 + (ah1 - ah0) * (1 - G(f, 0, fhp)) and
+ * B = ab0 + (ab1 - ab0) * G(f, fbp0, fbp / 2); preservezerofreq=1 keeps the image's mean. The image
+ * is padded with its edge pixels; it runs on as many threads as the process may use processors.
+ * @{
+ */
+
+/** Values that a filter command hands back: INI text. */
+typedef struct IniReturn IniReturn;
+
+/**
+ * Runs a filter command. Logs. Afterwards the process's LC_NUMERIC is "C"; numbers are read with a
+ * decimal point in any locale. Calls from several threads on different images are safe.
+ *
+ * An operation that refuses its parameters (a size outside the image, say) leaves the destination
+ * as it was and its code as the last error, see lmtGetLastError(); the call's own result is 0.
+ * Memory that cannot be had gives -8, with one exception: the transform library ends the process
+ * when the few small blocks of its planner cannot be had.
+ * @param source       width x height pixels
+ * @param destination  [out] as large as the source, or the same raster
+ * @param pixelsizeX   pitch along a row, nanometres; below 1000 stands for 100000
+ * @param pixelsizeY   pitch between rows
+ * @param command      the command
+ * @param result       [out] null, or a place holding null that receives a store, empty unless the
+ *                     operation hands values back, also after a failure; free it with
+ *                     Destroy_IniReturn()
+ * @param text         [out] null, or receives the store's text, which belongs to it
+ * @param size         [out] null, or receives the length of that text
+ * @return 0; -2 no known operation, no command, or ftp * fhp * fbp is 0; -14 the place holds a
+ * store; -50 the images differ in size or a raster is missing; -8 without memory
+ */
+LUMO_API int SC_Filter_ImageEx(Image source, Image destination, int32_t pixelsizeX,
+                               int32_t pixelsizeY, const char* command, IniReturn** result,
+                               char** text, uint32_t* size);
+
+/** SC_Filter_ImageEx() without results. */
+LUMO_API int SC_Filter_Image(Image source, Image destination, int32_t pixelsizeX,
+                             int32_t pixelsizeY, const char* command);
+
+/** Frees a result store and clears the place. @return 0, also for an empty place; -14 if null */
+LUMO_API int Destroy_IniReturn(IniReturn** result);
+
+/** @} */
+
+/**
  * Completes the bare name of a filter script to a path in the workstation's script folder (entry
  * ScriptDir, section Software\Orvel\scripts of the configuration file that ORVEL_CONFIG names, else
  * of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.

@@ -1,0 +1,124 @@
+// Blending and stretching of float and 16-bit rasters: the steps of the unsharp masks.
+// The formulas keep the written order of operations.
+#include "filters/blend.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "filters/filters.h"
+#include "image/size_check.h"
+#include "image/view.h"
+#include "platform/cpu_level.h"
+
+namespace lumo {
+namespace {
+
+LUMO_INLINE std::uint16_t clampToPixel(double value) {
+    // The first comparison is false for NaN, which gives 0.
+    const double positive = value > 0.0 ? value : 0.0;
+    return static_cast<std::uint16_t>(
+        static_cast<std::int32_t>(positive < 65535.0 ? positive : 65535.0));
+}
+
+LUMO_INLINE float blend(double first, double second, double a, double b) {
+    return static_cast<float>(a * first + b * second);
+}
+
+LUMO_INLINE void blendFloatsBody(const float* first, const std::uint16_t* second, float a, float b,
+                                 float* to, int n, Range* range) {
+    constexpr int lanes = 16;
+    float low[lanes], high[lanes];
+    std::fill_n(low, lanes, range->low);
+    std::fill_n(high, lanes, range->high);
+    const auto step = [&](int x, int lane) __attribute__((always_inline)) {
+        const float value = blend(first[x], second[x], a, b);
+        low[lane] = value < low[lane] ? value : low[lane];
+        high[lane] = value > high[lane] ? value : high[lane];
+        to[x] = value;
+    };
+    int x = 0;
+    for (; x + lanes <= n; x += lanes)
+        for (int lane = 0; lane < lanes; ++lane) step(x + lane, lane);
+    for (; x < n; ++x) step(x, 0);
+    range->low = *std::min_element(low, low + lanes);
+    range->high = *std::max_element(high, high + lanes);
+}
+LUMO_LEVELS(void, blendFloats, blendFloatsBody,
+            (const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+             Range* range),
+            (first, second, a, b, to, n, range))
+
+LUMO_INLINE void blendPixelsBody(const std::uint16_t* first, const std::uint16_t* second, float a,
+                                 float b, std::uint16_t* to, int n) {
+    for (int x = 0; x < n; ++x)
+        to[x] = clampToPixel(static_cast<double>(blend(first[x], second[x], a, b)));
+}
+LUMO_LEVELS(void, blendPixels, blendPixelsBody,
+            (const std::uint16_t* first, const std::uint16_t* second, float a, float b,
+             std::uint16_t* to, int n),
+            (first, second, a, b, to, n))
+
+LUMO_INLINE void stretchBody(const float* values, float low, float gain, std::uint16_t* to, int n) {
+    for (int x = 0; x < n; ++x)
+        to[x] = clampToPixel((static_cast<double>(values[x]) - static_cast<double>(low)) *
+                             static_cast<double>(gain));
+}
+LUMO_LEVELS(void, stretch, stretchBody,
+            (const float* values, float low, float gain, std::uint16_t* to, int n),
+            (values, low, gain, to, n))
+
+}  // namespace
+
+void blendRow(const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+              Range* range) {
+    blendFloats(first, second, a, b, to, n, range);
+}
+
+void blendRow(const std::uint16_t* first, const std::uint16_t* second, float a, float b,
+              std::uint16_t* to, int n) {
+    blendPixels(first, second, a, b, to, n);
+}
+
+void stretchImage(View<const float> source, Range range, Target target) {
+    if (!(range.high > range.low)) {
+        std::fill_n(target.pixels, target.count(), std::uint16_t{0});
+        return;
+    }
+    const auto gain = static_cast<float>(
+        65535.0 / (static_cast<double>(range.high) - static_cast<double>(range.low)));
+    for (int y = 0; y < source.height; ++y)
+        stretch(source.row(y), range.low, gain, target.row(y), source.width);
+}
+
+int Blend_FImage(FImage destination, FImage first, Image second, float a, float b) {
+    if (Check_SameSize(destination, first) != LumoOk || Check_SameSize(first, second) != LumoOk)
+        return LumoErrorImage;
+    Range ignored = emptyRange;
+    for (int y = 0; y < destination.height; ++y)
+        blendRow(viewOf(first).row(y), viewOf(second).row(y), a, b, viewOf(destination).row(y),
+                 destination.width, &ignored);
+    return LumoOk;
+}
+
+int Blend_Image(Image destination, Image first, Image second, float a, float b) {
+    if (Check_SameSize(destination, first) != LumoOk || Check_SameSize(first, second) != LumoOk)
+        return LumoErrorImage;
+    for (int y = 0; y < destination.height; ++y)
+        blendPixels(viewOf(first).row(y), viewOf(second).row(y), a, b, viewOf(destination).row(y),
+                    destination.width);
+    return LumoOk;
+}
+
+int Stretch_FImage(Image destination, FImage source) {
+    if (Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
+    const View<const float> from = {source.data, source.width, source.height};
+    Range range = emptyRange;
+    for (const float* value = from.pixels; value != from.pixels + from.count(); ++value) {
+        if (*value < range.low) range.low = *value;
+        if (*value > range.high) range.high = *value;
+    }
+    stretchImage(from, range, viewOf(destination));
+    return LumoOk;
+}
+
+}  // namespace lumo

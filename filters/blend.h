@@ -1,0 +1,26 @@
+// Steps of the unsharp masks on rows and views.
+#pragma once
+
+#include <limits>
+
+#include "image/view.h"
+
+namespace lumo {
+
+/// The smallest and the largest value seen; NaN is passed over.
+struct Range {
+    float low, high;
+};
+constexpr Range emptyRange = {std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity()};
+
+/// to = a * first + b * second in double, rounded to single precision; widens the range by the
+/// results.
+void blendRow(const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+              Range* range);
+
+/// target = (source - low) * gain with gain = 65535 / (high - low) rounded to single precision,
+/// clamped and truncated; zeros for a range of one value or none.
+void stretchImage(View<const float> source, Range range, Target target);
+
+}  // namespace lumo

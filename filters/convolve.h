@@ -1,0 +1,51 @@
+// Convolution of a whole raster, row by row, border included.
+#pragma once
+
+#include "filters/weighted_sums.h"
+#include "image/view.h"
+
+namespace lumo {
+
+/// The 16-bit pixels of a row of sums: clamped, truncated, 0 for NaN.
+void storeSums(const float* sums, std::uint16_t* to, int n);
+/// The sums as they are.
+void storeSums(const float* sums, float* to, int n);
+
+/// @return 0; -2 kernel without weights
+[[nodiscard]] inline int checkKernel(FImage kernel) {
+    const bool usable = kernel.data != nullptr && kernel.width > 0 && kernel.height > 0;
+    return usable ? LumoOk : LumoErrorParameter;
+}
+
+/// Fills the target with the sums where the kernel lies inside the raster and with the source's
+/// values elsewhere, everywhere if it does not fit; its weights are then not read. Calls done(y)
+/// once for every row, in any order, when the row is complete. Throws std::bad_alloc before
+/// anything is written.
+template <class Pixel, class Done>
+void convolve(Source source, View<Pixel> target, View<const float> kernel, Done&& done) {
+    const auto copy = [&](int y, int from, int to) {
+        for (int x = from; x < to; ++x) target.row(y)[x] = source.row(y)[x];
+    };
+    const auto copyRows = [&](int from, int to) {
+        for (int y = from; y < to; ++y) {
+            copy(y, 0, source.width);
+            done(y);
+        }
+    };
+    if (kernel.width > source.width || kernel.height > source.height)
+        return copyRows(0, source.height);
+
+    const Reach x(kernel.width), y(kernel.height);
+    WeightedSums sums(source, kernel);
+    copyRows(0, y.before);
+    sums.forEachRow([&](int row, const float* values) {
+        row += y.before;
+        copy(row, 0, x.before);
+        storeSums(values, target.row(row) + x.before, sums.width());
+        copy(row, source.width - x.after, source.width);
+        done(row);
+    });
+    copyRows(source.height - y.after, source.height);
+}
+
+}  // namespace lumo

@@ -1,0 +1,124 @@
+// Box mean of the window that begins at each pixel: running sums down the columns, prefix sums
+// along the row, an exact reciprocal for the division. The time does not depend on n.
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <vector>
+
+#include "filters/filters.h"
+#include "frame/call_frame.h"
+#include "image/size_check.h"
+#include "image/view.h"
+#include "platform/cpu_level.h"
+
+namespace lumo {
+namespace {
+
+/// Windows up to here have sums below 2^31: 181 * 181 * 65535.
+constexpr int widestNarrow = 181;
+
+LUMO_INLINE void addRowBody(const std::uint16_t* row, std::uint32_t* columns, int width) {
+    for (int x = 0; x < width; ++x) columns[x] += row[x];
+}
+LUMO_LEVELS(void, addRow, addRowBody, (const std::uint16_t* row, std::uint32_t* columns, int width),
+            (row, columns, width))
+
+LUMO_INLINE void moveDownBody(const std::uint16_t* leaving, const std::uint16_t* entering,
+                              std::uint32_t* columns, int width) {
+    for (int x = 0; x < width; ++x)
+        columns[x] += static_cast<std::uint32_t>(entering[x]) - leaving[x];
+}
+LUMO_LEVELS(void, moveDown, moveDownBody,
+            (const std::uint16_t* leaving, const std::uint16_t* entering, std::uint32_t* columns,
+             int width),
+            (leaving, entering, columns, width))
+
+/// sums[x] = columns[0] + ... + columns[x - 1]; 32-bit sums may wrap, their differences are exact.
+template <class Sum>
+LUMO_INLINE void prefixSums(const std::uint32_t* columns, Sum* sums, int width) {
+    Sum sum = 0;
+    for (int x = 0; x < width; ++x) {
+        sums[x] = sum;
+        sum += columns[x];
+    }
+    sums[width] = sum;
+}
+
+/// Division by the window's area as a multiplication, exact for every sum of `area` pixels: with
+/// multiplier = ceil(2^shift / area) the product is too large by less than
+/// sum / 2^shift < 1 / area, because 2^shift >= 65536 * area^2 > sum * area. Up to n = 181 the
+/// multiplier has 32 bits and the product 64.
+struct Reciprocal {
+    std::uint32_t multiplier;
+    int shift;
+
+    explicit Reciprocal(std::uint32_t area)
+        : shift(16 + 2 * static_cast<int>(std::bit_width(area - 1))) {
+        multiplier = static_cast<std::uint32_t>(((std::uint64_t{1} << shift) + area - 1) / area);
+    }
+};
+
+LUMO_INLINE void meansBody(const std::uint32_t* columns, std::uint32_t* sums, int width, int n,
+                           Reciprocal reciprocal, std::uint16_t* means) {
+    prefixSums(columns, sums, width);
+    for (int x = 0; x < width - n; ++x)
+        means[x] = static_cast<std::uint16_t>(
+            std::uint64_t{sums[x + n] - sums[x]} * reciprocal.multiplier >> reciprocal.shift);
+}
+LUMO_LEVELS(void, means, meansBody,
+            (const std::uint32_t* columns, std::uint32_t* sums, int width, int n,
+             Reciprocal reciprocal, std::uint16_t* means),
+            (columns, sums, width, n, reciprocal, means))
+
+/// The same for windows whose sums need 64 bits.
+void wideMeans(const std::uint32_t* columns, std::uint64_t* sums, int width, int n,
+               std::uint16_t* means) {
+    prefixSums(columns, sums, width);
+    const auto area = static_cast<std::uint64_t>(n) * static_cast<std::uint64_t>(n);
+    for (int x = 0; x < width - n; ++x)
+        means[x] = static_cast<std::uint16_t>((sums[x + n] - sums[x]) / area);
+}
+
+void copyTail(Source source, Target target, int y, int from) {
+    // In place both ranges are the same.
+    std::memmove(target.row(y) + from, source.row(y) + from,
+                 static_cast<std::size_t>(source.width - from) * sizeof(std::uint16_t));
+}
+
+void mean(Source source, Target target, int n) {
+    const int width = source.width, rows = source.height - n;
+    const auto count = static_cast<std::size_t>(width);
+    const bool wide = n > widestNarrow;
+    std::vector<std::uint32_t> columns(count), sums(wide ? 0 : count + 1);
+    std::vector<std::uint64_t> wideSums(wide ? count + 1 : 0);
+    std::vector<std::uint16_t> line(count);
+    const Reciprocal reciprocal(
+        static_cast<std::uint32_t>(std::min(n, widestNarrow) * std::min(n, widestNarrow)));
+
+    for (int y = 0; y < n; ++y) addRow(source.row(y), columns.data(), width);
+    for (int y = 0; y < rows; ++y) {
+        if (wide)
+            wideMeans(columns.data(), wideSums.data(), width, n, line.data());
+        else
+            means(columns.data(), sums.data(), width, n, reciprocal, line.data());
+        // In place row y is about to be overwritten: it leaves the columns first.
+        moveDown(source.row(y), source.row(y + n), columns.data(), width);
+        std::copy_n(line.data(), width - n, target.row(y));
+        copyTail(source, target, y, width - n);
+    }
+    for (int y = rows; y < source.height; ++y) copyTail(source, target, y, 0);
+}
+
+}  // namespace
+
+int Mean_Image(Image destination, Image source, int n) {
+    return guarded([&] {
+        raiseFailure(Check_SameSize(destination, source));
+        const Source from = asSource(viewOf(source));
+        if (from.count() == 0) return;
+        if (n < 1 || n > std::min(from.width, from.height)) raise(LumoErrorParameter);
+        mean(from, viewOf(destination), n);
+    });
+}
+
+}  // namespace lumo

@@ -1,0 +1,124 @@
+// One run of the band filter: transform, workers, transform back.
+#include "scripts/band_filter.h"
+
+#include <fftw3.h>
+
+#include <algorithm>
+#include <system_error>
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include "frame/call_frame.h"
+#include "platform/processors.h"
+
+namespace lumo {
+namespace {
+
+constexpr const char* caller = "SC_Filter_ImageEx";
+
+struct PlanRelease {
+    void operator()(fftwf_plan plan) const noexcept { fftwf_destroy_plan(plan); }
+};
+using Plan = std::unique_ptr<std::remove_pointer_t<fftwf_plan>, PlanRelease>;
+
+/// The transform in the buffer, there and back; the planning leaves the buffer's contents alone.
+struct Transforms {
+    Plan forward, reverse;
+
+    Transforms(float* buffer, const FftLayout& layout) {
+        auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
+        forward.reset(fftwf_plan_dft_r2c_2d(layout.paddedWidth, layout.paddedHeight, buffer,
+                                            spectrum, FFTW_ESTIMATE));
+        reverse.reset(fftwf_plan_dft_c2r_2d(layout.paddedWidth, layout.paddedHeight, spectrum,
+                                            buffer, FFTW_ESTIMATE));
+        if (forward == nullptr || reverse == nullptr) {
+            slog(3, "%s unable to plan the transform", caller);
+            raise(LumoErrorMemory);
+        }
+    }
+};
+
+int workerCount() {
+    const int processors = processorCount();
+    if (processors > 0) return processors;
+    slog(4,
+         "GetSystemInfo returned no available processors. LUMO will use one thread for further "
+         "processing");
+    return 1;
+}
+
+/// Runs the jobs, each on a thread of its own; one whose thread cannot be had runs here.
+void runJobs(const std::vector<FreqFilterJob>& jobs) {
+    std::vector<std::thread> threads;
+    threads.reserve(jobs.size());
+    for (const FreqFilterJob& job : jobs) {
+        try {
+            threads.emplace_back([job] { Filter_FreqColumns(job); });
+        } catch (const std::system_error&) {
+            Filter_FreqColumns(job);
+        }
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+void filterSpectrum(FreqFilterJob job) {
+    const float zeroFrequency = job.buffer[0];
+    const int workers = workerCount();
+    slog(8, "%s filtering frequency data with %i thread(s)/processor(s)", caller, workers);
+    const int count = job.layout.rowStride / 2;
+    std::vector<FreqFilterJob> jobs;
+    for (int worker = 0; worker < workers; ++worker) {
+        job.first = worker > 0 ? jobs.back().end : 0;
+        job.end = chunkEnd(worker, workers, count);
+        jobs.push_back(job);
+    }
+    runJobs(jobs);
+    if (!job.parameters.preserveZeroFrequency) return;
+    slog(8, "%s preserving the zero frequency", caller);
+    job.buffer[0] = zeroFrequency;
+}
+
+void run(Source source, Target destination, int pixelsizeX, int pixelsizeY,
+         const BandParameters& parameters, bool automaticWindow) {
+    Init_FftThreads();
+    FftLayout layout;
+    const FftBuffer buffer = Make_FftBuffer(source, &layout);
+    if (buffer == nullptr) {
+        slog(3, "%s unable to alloc FFTW-inplace-buffer", caller);
+        raise(LumoErrorMemory);
+    }
+    slog(8, "%s before fftwf_plan_dft_r2c_2d", caller);
+    Transforms transforms(buffer.get(), layout);
+    slog(8, "%s before fftwf_execute(planForward)", caller);
+    fftwf_execute(transforms.forward.get());
+    slog(8, "%s before filtering", caller);
+    filterSpectrum({0, 0, buffer.get(), layout, pixelsizeX, pixelsizeY, parameters});
+    slog(8, "%s before fftwf_execute(planReverse)", caller);
+    fftwf_execute(transforms.reverse.get());
+    slog(8, "%s before fftw_real2LUMO", caller);
+    const double count = static_cast<double>(layout.paddedWidth) * layout.paddedHeight;
+    fftw_real2LUMO(destination, buffer.get(), layout,
+                   automaticWindow ? 0.0F : static_cast<float>(1.0 / count));
+    slog(8, "%s before fftwf_destroy_plan", caller);
+}
+
+}  // namespace
+
+int chunkEnd(int worker, int workers, int count) {
+    const auto chunk = static_cast<std::int64_t>(count) / workers + 1;
+    return static_cast<int>(std::min<std::int64_t>((worker + 1) * chunk, count));
+}
+
+int bandFilter(Source source, Target destination, int pixelsizeX, int pixelsizeY,
+               const BandParameters& parameters, bool automaticWindow) {
+    slog(8, "%s ftp=%f fhp=%f fbp=%f", caller, parameters.ftp, parameters.fhp, parameters.fbp);
+    if (parameters.ftp * parameters.fhp * parameters.fbp == 0.0) return LumoErrorParameter;
+    if (source.count() == 0) return LumoOk;
+    const int code = guarded(
+        [&] { run(source, destination, pixelsizeX, pixelsizeY, parameters, automaticWindow); });
+    if (code == LumoOk) slog(7, "%s SUCCESS", caller);
+    return code;
+}
+
+}  // namespace lumo

@@ -1,0 +1,36 @@
+// The transform library's threads, set up once per process and told the processor count per run.
+#include <dlfcn.h>
+#include <fftw3.h>
+
+#include "platform/processors.h"
+#include "scripts/band_filter.h"
+
+namespace lumo {
+namespace {
+
+/// The transform library keeps its threads between runs. Its code is held in the process, so that
+/// unloading this library leaves no thread in unmapped code.
+void holdInProcess() {
+    Dl_info info;
+    if (dladdr(reinterpret_cast<const void*>(&fftwf_init_threads), &info) != 0)
+        dlopen(info.dli_fname, RTLD_NOW | RTLD_NODELETE);  // the handle is kept on purpose
+}
+
+bool setUp() {
+    holdInProcess();
+    fftwf_init_threads();
+    fftwf_make_planner_thread_safe();
+    return true;
+}
+
+}  // namespace
+
+void Init_FftThreads() {
+    static const bool ready = setUp();
+    const int processors = processorCount();
+    if (!ready || processors <= 1) return;
+    fftwf_init_threads();
+    fftwf_plan_with_nthreads(processors);
+}
+
+}  // namespace lumo
