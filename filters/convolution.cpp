@@ -38,7 +38,7 @@ constexpr auto nothing = [](int) {};
 void convolveInPlace(Image image, FImage kernel) {
     const Owned<Image> temporary(image.width, image.height);
     convolve(asSource(viewOf(image)), viewOf(temporary.get()), weightsOf(kernel), nothing);
-    std::memcpy(image.data, temporary.get().data, viewOf(image).count() * sizeof *image.data);
+    raiseFailure(Copy_Image(temporary.get(), image));
 }
 
 }  // namespace
