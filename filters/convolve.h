@@ -3,6 +3,7 @@
 
 #include "filters/weighted_sums.h"
 #include "image/view.h"
+#include "lumo_legacy.h"
 
 namespace lumo {
 

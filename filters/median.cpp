@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "filters/filters.h"
+#include "filters/median_network.h"
 #include "frame/call_frame.h"
 #include "image/size_check.h"
 #include "image/view.h"
@@ -32,7 +33,12 @@ int Median_Image(Image destination, Image source, int n) {
         const Target to = viewOf(destination);
         if (from.count() == 0) return;
         if (n < 1 || n > std::min({from.width, from.height, 256})) raise(LumoErrorParameter);
-        median(from, to, n);
+        if (n == 1)
+            std::memmove(to.pixels, from.pixels, from.count() * sizeof *to.pixels);
+        else if (n <= largestNetworkWindow)
+            medianByNetwork(from, to, n);
+        else
+            median(from, to, n);
         for (int y = 0; y < from.height; ++y) {
             const int begin = y < from.height - n ? from.width - n : 0;
             std::memmove(to.row(y) + begin, from.row(y) + begin,
