@@ -33,15 +33,23 @@ LUMO_LEVELS(void, moveDown, moveDownBody,
              int width),
             (leaving, entering, columns, width))
 
-/// sums[x] = columns[0] + ... + columns[x - 1]; 32-bit sums may wrap, their differences are exact.
-template <class Sum>
-LUMO_INLINE void prefixSums(const std::uint32_t* columns, Sum* sums, int width) {
-    Sum sum = 0;
-    for (int x = 0; x < width; ++x) {
-        sums[x] = sum;
-        sum += columns[x];
+/// sums[x] = columns[0] + ... + columns[x - 1], for x up to the width. 32-bit sums may wrap; their
+/// differences are exact. Both arrays have room for `lanes` more.
+constexpr int lanes = 4;
+LUMO_INLINE void prefixSums(const std::uint32_t* columns, std::uint32_t* sums, int width) {
+    using Vector [[gnu::vector_size(lanes * sizeof(std::uint32_t))]] = std::uint32_t;
+    constexpr Vector zero = {};
+    Vector before = {};  // the sum so far, in every lane
+    sums[0] = 0;
+    for (int x = 0; x < width; x += lanes) {
+        Vector sum;
+        std::memcpy(&sum, columns + x, sizeof sum);
+        sum += __builtin_shufflevector(sum, zero, 4, 0, 1, 2);
+        sum += __builtin_shufflevector(sum, zero, 4, 4, 0, 1);
+        sum += before;
+        std::memcpy(sums + x + 1, &sum, sizeof sum);
+        before = __builtin_shufflevector(sum, sum, 3, 3, 3, 3);
     }
-    sums[width] = sum;
 }
 
 /// Division by the window's area as a multiplication, exact for every sum of `area` pixels: with
@@ -73,7 +81,8 @@ LUMO_LEVELS(void, means, meansBody,
 /// The same for windows whose sums need 64 bits.
 void wideMeans(const std::uint32_t* columns, std::uint64_t* sums, int width, int n,
                std::uint16_t* means) {
-    prefixSums(columns, sums, width);
+    sums[0] = 0;
+    for (int x = 0; x < width; ++x) sums[x + 1] = sums[x] + columns[x];
     const auto area = static_cast<std::uint64_t>(n) * static_cast<std::uint64_t>(n);
     for (int x = 0; x < width - n; ++x)
         means[x] = static_cast<std::uint16_t>((sums[x + n] - sums[x]) / area);
@@ -89,7 +98,7 @@ void mean(Source source, Target target, int n) {
     const int width = source.width, rows = source.height - n;
     const auto count = static_cast<std::size_t>(width);
     const bool wide = n > widestNarrow;
-    std::vector<std::uint32_t> columns(count), sums(wide ? 0 : count + 1);
+    std::vector<std::uint32_t> columns(count + lanes), sums(wide ? 0 : count + 1 + lanes);
     std::vector<std::uint64_t> wideSums(wide ? count + 1 : 0);
     std::vector<std::uint16_t> line(count);
     const Reciprocal reciprocal(

@@ -175,8 +175,10 @@ LUMO_INLINE void select(const std::uint16_t* candidates, const std::uint16_t* ro
             }
             median = value < median ? value : median;
         }
-        std::memcpy(medians + x, &median,
-                    static_cast<std::size_t>(std::min(lanes, count - x)) * sizeof *medians);
+        if (count - x >= lanes)
+            std::memcpy(medians + x, &median, sizeof median);
+        else
+            std::memcpy(medians + x, &median, static_cast<std::size_t>(count - x) * 2);
     }
 }
 

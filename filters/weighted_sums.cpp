@@ -1,9 +1,12 @@
 // Sums of neighbourhoods with one fused multiply-add per weight, four rows of sums at a time.
 #include "filters/weighted_sums.h"
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 #include "platform/cpu_level.h"
 
@@ -18,49 +21,78 @@ constexpr int bandRows = WeightedSums::bandRows;
 // which change no sum: v * 0 adds +0, and no sum is ever -0.
 constexpr int leastHeight = bandRows - 1;
 
-using Vector [[gnu::vector_size(lanes * sizeof(float))]] = float;
-using Block = Vector[bandRows][blockVectors];
+/// The sums of a band: bandRows rows of `width` sums from the rows below it.
+struct Band {
+    const float* const* rows;  ///< the source's, kernelHeight + bandRows - 1 of them
+    const float* weights;      ///< column by column
+    int kernelWidth, kernelHeight, width;
+    float* sums;
+    int stride;
+};
+
+void sumBandPlainly(const Band& band) {
+    for (int k = 0; k < bandRows; ++k)
+        for (int x = 0; x < band.width; ++x) {
+            float sum = 0.0F;
+            const float* weight = band.weights;
+            for (int i = 0; i < band.kernelWidth; ++i)
+                for (int j = 0; j < band.kernelHeight; ++j)
+                    sum = std::fma(band.rows[k + j][x + i], *weight++, sum);
+            band.sums[std::ptrdiff_t{k} * band.stride + x] = sum;
+        }
+}
+
+#if defined(__x86_64__)
+// Twelve sums in registers; compilers do not keep them there unless the instructions are named.
+#define LUMO_INLINE_AVX2 [[gnu::always_inline, gnu::target("avx2,fma,bmi,bmi2")]] static inline
 
 /// Adds source row `row` to the sums [from, to) of the band; sum k takes the weight of kernel row
 /// row - k. The order of the calls gives each sum its kernel rows from the top down.
 template <int from, int to>
-LUMO_INLINE void addRow(Block& sums, const float* pixels, const float* weights, int row) {
-    Vector values[blockVectors];
-    std::memcpy(values, pixels, sizeof values);
+LUMO_INLINE_AVX2 void addRow(__m256 (&sums)[bandRows][blockVectors], const float* pixels,
+                             const float* weights, int row) {
+    const __m256 first = _mm256_loadu_ps(pixels), second = _mm256_loadu_ps(pixels + lanes),
+                 third = _mm256_loadu_ps(pixels + 2 * lanes);
 #pragma GCC unroll 4
     for (int k = from; k < to; ++k) {
-        const float weight = weights[row - k];
-#pragma GCC unroll 3
-        for (int v = 0; v < blockVectors; ++v)
-#pragma GCC unroll 8
-            for (int lane = 0; lane < lanes; ++lane)
-                sums[k][v][lane] = std::fma(values[v][lane], weight, sums[k][v][lane]);
+        const __m256 weight = _mm256_broadcast_ss(weights + (row - k));
+        sums[k][0] = _mm256_fmadd_ps(first, weight, sums[k][0]);
+        sums[k][1] = _mm256_fmadd_ps(second, weight, sums[k][1]);
+        sums[k][2] = _mm256_fmadd_ps(third, weight, sums[k][2]);
     }
 }
 
-LUMO_INLINE void sumBandBody(const float* const* rows, const float* weights, int kernelWidth,
-                             int kernelHeight, int width, float* sums, int stride) {
-    for (int x = 0; x < width; x += blockColumns) {
-        Block block = {};
-        const float* column = weights;
-        for (int i = 0; i < kernelWidth; ++i, column += kernelHeight) {
-            const int at = x + i;
-            addRow<0, 1>(block, rows[0] + at, column, 0);
-            addRow<0, 2>(block, rows[1] + at, column, 1);
-            addRow<0, 3>(block, rows[2] + at, column, 2);
-            for (int r = 3; r < kernelHeight; ++r) addRow<0, 4>(block, rows[r] + at, column, r);
-            addRow<1, 4>(block, rows[kernelHeight] + at, column, kernelHeight);
-            addRow<2, 4>(block, rows[kernelHeight + 1] + at, column, kernelHeight + 1);
-            addRow<3, 4>(block, rows[kernelHeight + 2] + at, column, kernelHeight + 2);
+LUMO_TARGET_AVX2 void sumBandAvx2(const Band& band) {
+    const int height = band.kernelHeight;
+    for (int x = 0; x < band.width; x += blockColumns) {
+        __m256 sums[bandRows][blockVectors];
+        for (auto& row : sums)
+            for (__m256& sum : row) sum = _mm256_setzero_ps();
+        const float* column = band.weights;
+        for (int at = x; at < x + band.kernelWidth; ++at, column += height) {
+            const float* const* rows = band.rows;
+            addRow<0, 1>(sums, rows[0] + at, column, 0);
+            addRow<0, 2>(sums, rows[1] + at, column, 1);
+            addRow<0, 3>(sums, rows[2] + at, column, 2);
+            for (int r = 3; r < height; ++r) addRow<0, 4>(sums, rows[r] + at, column, r);
+            addRow<1, 4>(sums, rows[height] + at, column, height);
+            addRow<2, 4>(sums, rows[height + 1] + at, column, height + 1);
+            addRow<3, 4>(sums, rows[height + 2] + at, column, height + 2);
         }
         for (int k = 0; k < bandRows; ++k)
-            std::memcpy(sums + std::ptrdiff_t{k} * stride + x, block[k], sizeof block[k]);
+            for (int v = 0; v < blockVectors; ++v)
+                _mm256_storeu_ps(band.sums + std::ptrdiff_t{k} * band.stride + x + v * lanes,
+                                 sums[k][v]);
     }
 }
-LUMO_LEVELS(void, sumBand, sumBandBody,
-            (const float* const* rows, const float* weights, int kernelWidth, int kernelHeight,
-             int width, float* sums, int stride),
-            (rows, weights, kernelWidth, kernelHeight, width, sums, stride))
+#endif
+
+void sumBand(const Band& band) {
+#if defined(__x86_64__)
+    if (cpuLevel() >= CpuLevel::Avx2) return sumBandAvx2(band);
+#endif
+    sumBandPlainly(band);
+}
 
 LUMO_INLINE void toFloatsBody(const std::uint16_t* from, float* to, int n) {
     for (int x = 0; x < n; ++x) to[x] = from[x];
@@ -107,7 +139,8 @@ void WeightedSums::sumRows(int first) {
     for (int r = 0; r < ringRows_; ++r)
         rows_[static_cast<std::size_t>(r)] =
             ring_.get() + std::ptrdiff_t{(first + r) % ringRows_} * stride_;
-    sumBand(rows_.get(), weights_.get(), kernelWidth_, kernelHeight_, width_, sums_.get(), stride_);
+    sumBand(
+        {rows_.get(), weights_.get(), kernelWidth_, kernelHeight_, width_, sums_.get(), stride_});
 }
 
 }  // namespace lumo

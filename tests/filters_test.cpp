@@ -213,21 +213,19 @@ TEST(Mean, DividesExactlyForEveryWindow) {
 
 TEST(Median, EqualsSorting) {
     for (const Raster& source : manySizes())
-        for (int n = 1; n <= std::min(source.width, source.height); ++n)
+        for (int n = 1; n <= std::min(source.width, source.height); n += n < 18 ? 1 : 9)
             expectFiltered(medianOf(n), source, medianSlowly(source, n), std::to_string(n));
 }
 
 TEST(Median, EqualsSortingForLargeWindows) {
     // Several tiles of the largest windows; plateaus, full range and single outliers.
     for (const int n : {2, 5, 9, 16, 33, 64, 100, 255, 256}) {
-        Raster source = noise(n + 150, n + 9, static_cast<std::uint64_t>(n));
+        Raster source = noise(n + (n < 64 ? 150 : 40), n + 9, static_cast<std::uint64_t>(n));
         const Raster ramp = radiograph(source.width, source.height);
         for (int y = 0; y < source.height; ++y)
             for (int x = 0; x < source.width; ++x)
                 if (x % 90 < 45) source.at(x, y) = x % 60 < 10 ? 65535 : ramp.at(x, y);
-        const int part = n > 64 ? 7 : 1;
         const Raster expected = medianSlowly(source, n);
-        static_cast<void>(part);
         expectFiltered(medianOf(n), source, expected, std::to_string(n));
     }
 }
