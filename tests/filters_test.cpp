@@ -201,8 +201,8 @@ TEST(Mean, DividesExactlyForEveryWindow) {
     // Windows whose sums lie just below, at and above a multiple of the area.
     for (int n = 1; n <= 181; ++n) {
         Raster source(n + 1, n + 1, 0);
-        for (const std::uint16_t value : {1, 2, 255, 32768, 65534, 65535}) {
-            std::ranges::fill(source.pixels, value);
+        for (const int value : {1, 2, 255, 32768, 65534, 65535}) {
+            std::ranges::fill(source.pixels, static_cast<std::uint16_t>(value));
             source.at(0, 0) = static_cast<std::uint16_t>(value - 1);
             Raster out = source;
             ASSERT_EQ(Mean_Image(out.image(), source.image(), n), 0);
