@@ -105,8 +105,7 @@ TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
           {0, 200, 100, 50},
           {chunk("gAMA", {0, 0, 0x1F, 0x1F}), chunk("cHRM", Bytes(32, 1))},
           {}},
-         {static_cast<std::uint16_t>(((6968 * 200 + 23434 * 100 + 2366 * 50 / 32768) *
-                                     256)}},
+         {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}},
     };
     for (const auto& one : cases) {
         ImageOwner owner;
