@@ -70,6 +70,9 @@ std::vector<std::uint8_t> readFile(const std::string& name) {
 }
 
 void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    std::error_code ignored;
+    // Some file systems flush a file that is cut and written anew to the disk.
+    std::filesystem::remove(name, ignored);
     std::ofstream file(name, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
