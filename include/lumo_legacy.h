@@ -48,8 +48,11 @@ typedef struct ImageValue {
     double sigma;  /**< standard deviation of the population; 0 between limits */
 } ImageValue;
 
-/** Curves of a greyscale window: the low 8 bits of a mode. Any other number is the identity. */
-enum LutCurve {
+/**
+ * The mode of a look-up table: the number of a curve in the low 8 bits (one that is not listed is
+ * the identity), combined with flags.
+ */
+enum LutMode {
     CurveLinear = 0,                 /**< proportional */
     CurveSquareRoot = 1,             /**< square root of the distance from lo */
     CurveLogarithm = 2,              /**< logarithm of the distance from lo */
@@ -60,14 +63,10 @@ enum LutCurve {
     CurveThresholdThreeQuarters = 7, /**< the same at three quarters */
     CurveSigmoid = 8,                /**< arctangent over the logarithm of the grey value */
     CurveShiftedSquareRoot = 9,      /**< difference of the square roots of v and lo */
-    CurveIdentity = 10               /**< every grey value as it is */
-};
-
-/** Flags of a mode, combined with a curve. */
-enum LutFlag {
-    LutCurveMask = 0x00FF, /**< the bits that hold the curve */
-    LutMirror = 0x4000,    /**< then entry v is that of 65535 - v */
-    LutInvert = 0x8000     /**< every entry e becomes 65535 - e */
+    CurveIdentity = 10,              /**< every grey value as it is */
+    LutCurveMask = 0x00FF,           /**< the bits that hold the curve */
+    LutMirror = 0x4000,              /**< flag: entry v is that of 65535 - v, after an inversion */
+    LutInvert = 0x8000               /**< flag: every entry e becomes 65535 - e */
 };
 
 /** An 8-bit raster as WriteImage8Rot() takes it. Fields named `unused` are not read. */
@@ -371,8 +370,8 @@ LUMO_API int DeFlash(Image image, uint16_t threshold);
 /** @} */
 /**
  * @name Greyscale mapping
- * A look-up table holds 65536 entries: entry v is what grey value v becomes. A mode is a ::LutCurve
- * with ::LutFlag flags; its other bits have no effect. Source and destination may be one image.
+ * A look-up table holds 65536 entries: entry v is what grey value v becomes. Modes are those of
+ * ::LutMode; other bits have no effect. Source and destination may be one image.
  * @{
  */
 
