@@ -1,20 +1,11 @@
 // Look-up tables, greyscale windows, equalisation, deflash.
-#include <cmath>
 #include <memory>
 
-#include "harness.h"
-
-#ifdef LUMO_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
+#include "opencv_peers.h"
 
 namespace {
 
-using lumo::bench::Group;
-using lumo::bench::Peer;
-using lumo::bench::Suite;
-using lumo::bench::Work;
+using namespace lumo::bench;
 
 using Table = std::shared_ptr<std::vector<std::uint16_t>>;
 
@@ -27,32 +18,6 @@ Table tableOf(std::uint16_t mode) {
 void mapPlainly(const Image& from, const Image& to, const std::uint16_t* lut) {
     const std::size_t count = std::size_t{from.width} * from.height;
     for (std::size_t i = 0; i < count; ++i) to.data[i] = lut[from.data[i]];
-}
-
-/// An equalisation as one would write it: OpenCV's histogram, a cumulative sum, a plain loop.
-std::vector<Peer> equalisationPeers([[maybe_unused]] const Image& image,
-                                    [[maybe_unused]] const Image& to) {
-#ifdef LUMO_PEER_OPENCV
-    return {{"OpenCV + loop",
-             [=] {
-                 const cv::Mat mat(image.height, image.width, CV_16UC1, image.data);
-                 const int channel = 0, size = 65536;
-                 const float range[] = {0, 65536};
-                 const float* ranges = range;
-                 cv::Mat counts;
-                 cv::calcHist(&mat, 1, &channel, {}, counts, 1, &size, &ranges);
-                 static std::uint16_t lut[65536];
-                 double sum = 0;
-                 for (int v = 0; v < size; ++v) {
-                     sum += double{counts.at<float>(v)} * 65535.0 / double(mat.total());
-                     lut[v] = static_cast<std::uint16_t>(std::min(sum, 65535.0));
-                 }
-                 mapPlainly(image, to, lut);
-             },
-             4}};
-#else
-    return {};
-#endif
 }
 
 const Group tables([](Suite& suite) {
@@ -71,7 +36,7 @@ const Group tables([](Suite& suite) {
                0,
                {{"plain loop", [=] { mapPlainly(noise, to, lut->data()); }, 1}}});
     const Table built = tableOf(CurveLinear);
-    for (const std::uint16_t curve : {4, 8})
+    for (const std::uint16_t curve : {std::uint16_t{CurveExponential}, std::uint16_t{CurveSigmoid}})
         suite.add({"Make_LutAbs16, curve " + std::to_string(curve),
                    [=] { Make_LutAbs16(built->data(), 0, 65535, curve); }, 0.7});
 });
@@ -88,7 +53,7 @@ const Group mapping([](Suite& suite) {
                [=] { Opt_GreyscaleLim(image, to, 10000, 10000, CurveLogarithm); },
                0,
                {{"histogram, table", countAndMap, 0, 0.3}}});
-    const auto peers = equalisationPeers(image, to);
+    const Peers peers = cvEqualise(image, to, 4);
     suite.add({"Equal_Histo", [=] { Equal_Histo(to, image, 10000, 10000); }, 4.5, peers});
     suite.add({"Equal_Histo3",
                [=] {

@@ -6,19 +6,11 @@
 #include <memory>
 #include <random>
 
-#include "harness.h"
-
-#ifdef LUMO_PEER_OPENCV
-#include <opencv2/core.hpp>
-#include <opencv2/imgproc.hpp>
-#endif
+#include "opencv_peers.h"
 
 namespace {
 
-using lumo::bench::Group;
-using lumo::bench::Peer;
-using lumo::bench::Suite;
-using lumo::bench::Work;
+using namespace lumo::bench;
 
 /// Results that more than one call writes to; alive as long as the program.
 std::uint32_t histogram[65536];
@@ -39,64 +31,13 @@ Work plainHistogram(Image image) {
     };
 }
 
-#ifdef LUMO_PEER_OPENCV
-cv::Mat matOf(const Image& image) {
-    return {image.height, image.width, CV_16UC1, image.data};
-}
-
-cv::Mat matOf(const Image& image, const Roi& roi) {
-    return matOf(image)(cv::Range(roi.y1, roi.y2 + 1), cv::Range(roi.x1, roi.x2 + 1));
-}
-
-std::vector<Peer> openCv(double timesFaster, Work run) {
-    cv::setNumThreads(1);
-    return {{"OpenCV", std::move(run), timesFaster}};
-}
-
-Work cvStatistics(const cv::Mat& mat) {
-    return [=] {
-        double smallest = 0, largest = 0;
-        cv::Scalar mean, sigma;
-        cv::minMaxLoc(mat, &smallest, &largest);
-        cv::meanStdDev(mat, mean, sigma);
-    };
-}
-
-Work cvHistogram(const cv::Mat& mat) {
-    return [=] {
-        const int channel = 0, size = 65536;
-        const float range[] = {0, 65536};
-        const float* ranges = range;
-        cv::Mat counts;
-        cv::calcHist(&mat, 1, &channel, {}, counts, 1, &size, &ranges);
-    };
-}
-
-Work cvReduce(const cv::Mat& mat, int dimension) {
-    return [=] {
-        cv::Mat means;
-        cv::reduce(mat, means, dimension, cv::REDUCE_AVG, CV_32F);
-    };
-}
-
-Work cvResize(const cv::Mat& mat, int factor) {
-    return [=, target = std::make_shared<cv::Mat>()] {
-        cv::resize(mat, *target, {mat.cols / factor, mat.rows / factor}, 0, 0, cv::INTER_AREA);
-    };
-}
-#define OPENCV_PEER(timesFaster, work) openCv(timesFaster, work)
-#else
-#define OPENCV_PEER(timesFaster, work) \
-    {}
-#endif
-
 const Group statistics([](Suite& suite) {
     const Image image = suite.radiograph();
     const Roi roi = regionOf(suite);
     suite.add({"Get_ImageValue", [=] { Get_ImageValue(image, &value); }, 0.6,
-               OPENCV_PEER(14, cvStatistics(matOf(image)))});
+               cvStatistics(wholeOf(image), 14)});
     suite.add({"Get_ImageValueRoi", [=] { Get_ImageValueRoi(image, roi, &value); }, 0.35,
-               OPENCV_PEER(14, cvStatistics(matOf(image, roi)))});
+               cvStatistics({image, roi}, 14)});
     const Peer count{"Make_Histogram", [=] { Make_Histogram(image, histogram); }, 0, 0.2};
     suite.add(
         {"Get_ImageValueLim", [=] { Get_ImageValueLim(image, &value, 10000, 10000); }, 0, {count}});
@@ -118,11 +59,11 @@ const Group statistics([](Suite& suite) {
 const Group histograms([](Suite& suite) {
     const Image image = suite.radiograph();
     const Roi roi = regionOf(suite);
-    auto peers = std::vector<Peer> OPENCV_PEER(6, cvHistogram(matOf(image)));
+    Peers peers = cvHistogram(wholeOf(image), 6);
     peers.push_back({"plain loop", plainHistogram(image), 1});
     suite.add({"Make_Histogram", [=] { Make_Histogram(image, histogram); }, 2.6, peers});
     suite.add({"Make_HistogramRoi", [=] { Make_HistogramRoi(image, roi, histogram); }, 1.6,
-               OPENCV_PEER(5, cvHistogram(matOf(image, roi)))});
+               cvHistogram({image, roi}, 5)});
     const Image flat = suite.filled([](std::size_t) { return std::uint16_t{20000}; });
     suite.add({"Make_Histogram, flat image",
                [=] { Make_Histogram(flat, histogram); },
@@ -140,19 +81,16 @@ const Group histograms([](Suite& suite) {
 const Group profiles([](Suite& suite) {
     const Image image = suite.radiograph();
     const Roi whole{0, 0, image.width - 1, image.height - 1};
-    suite.add({"Make_XScan", [=] { Make_XScan(image, whole, profile); }, 0.6,
-               OPENCV_PEER(2, cvReduce(matOf(image), 0))});
-    suite.add({"Make_YScan", [=] { Make_YScan(image, whole, profile); }, 0.5,
-               OPENCV_PEER(6, cvReduce(matOf(image), 1))});
+    suite.add(
+        {"Make_XScan", [=] { Make_XScan(image, whole, profile); }, 0.6, cvReduce(image, 0, 2)});
+    suite.add(
+        {"Make_YScan", [=] { Make_YScan(image, whole, profile); }, 0.5, cvReduce(image, 1, 6)});
 });
 
 const Group moving([](Suite& suite) {
     const Image image = suite.radiograph(), to = suite.scratch();
     const Roi roi = regionOf(suite);
-    suite.add({"Invert_Image", [=] { Invert_Image(image, to); }, 0.65, OPENCV_PEER(1.3, [=] {
-                   cv::Mat target = matOf(to);
-                   cv::bitwise_not(matOf(image), target);
-               })});
+    suite.add({"Invert_Image", [=] { Invert_Image(image, to); }, 0.65, cvInvert(image, to, 1.3)});
     suite.add({"Invert_Image in place", [=] { Invert_Image(to, to); }, 0.55});
     suite.add({"Crop_Image 2400 x 2000",
                [=] {
@@ -160,10 +98,7 @@ const Group moving([](Suite& suite) {
                    Crop_Image(&source, &target, roi);
                    Destroy_Image(&target);
                },
-               0.45, OPENCV_PEER(1, [=] {
-                   cv::Mat target;
-                   matOf(image, roi).copyTo(target);
-               })});
+               0.45, cvCopy({image, roi}, 1)});
 });
 
 const Group binning([](Suite& suite) {
@@ -180,7 +115,7 @@ const Group binning([](Suite& suite) {
                        Bin_Image(image, &target, factor, factor);
                        Destroy_Image(&target);
                    },
-                   copies, OPENCV_PEER(timesFaster, cvResize(matOf(image), factor))});
+                   copies, cvResize(image, factor, timesFaster)});
 });
 
 const Group files([](Suite& suite) {
