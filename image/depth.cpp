@@ -12,8 +12,6 @@
 namespace lumo {
 namespace {
 
-constexpr std::size_t greyValues = 65536;
-
 /// The largest value below 65535 that occurs; 65535 if there is none.
 std::uint16_t scaleMaximum(const std::uint16_t* pixels, std::size_t count) {
     // One more wraps 65535 to 0, so that it never counts and 0 still does.

@@ -10,6 +10,8 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "platform/cpu_level.h"
+
 namespace lumo::test {
 namespace {
 
@@ -52,6 +54,20 @@ Raster noise(int width, int height, std::uint64_t seed) {
             number % 16 == 0 ? edges[(number >> 8) % 4] : static_cast<std::uint16_t>(number >> 16);
     }
     return raster;
+}
+
+void atEveryLevelAndSize(const std::function<void(const Raster&)>& check) {
+    std::vector<int> widths{200, 1037};
+    for (int width = 1; width <= 70; ++width) widths.push_back(width);
+    for (const CpuLevel level : supportedLevels())
+        for (const int width : widths)
+            for (const int height : {1, 2, 3, 7, 13}) {
+                const ForcedLevel forced(level);
+                SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + " at level " +
+                             std::to_string(static_cast<int>(level)));
+                check(noise(width, height, static_cast<std::uint64_t>(height)));
+                if (testing::Test::HasFailure()) return;
+            }
 }
 
 TempFolder::TempFolder() {
