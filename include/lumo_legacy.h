@@ -48,8 +48,11 @@ typedef struct ImageValue {
     double sigma;  /**< standard deviation of the population; 0 between limits */
 } ImageValue;
 
-/** Curves of a greyscale window: the low 8 bits of a mode. Any other number is the identity. */
-enum LutCurve {
+/**
+ * The mode of a look-up table: the number of a curve in the low 8 bits (one that is not listed is
+ * the identity), combined with flags.
+ */
+enum LutMode {
     CurveLinear = 0,                 /**< proportional */
     CurveSquareRoot = 1,             /**< square root of the distance from lo */
     CurveLogarithm = 2,              /**< logarithm of the distance from lo */
@@ -60,14 +63,10 @@ enum LutCurve {
     CurveThresholdThreeQuarters = 7, /**< the same at three quarters */
     CurveSigmoid = 8,                /**< arctangent over the logarithm of the grey value */
     CurveShiftedSquareRoot = 9,      /**< difference of the square roots of v and lo */
-    CurveIdentity = 10               /**< every grey value as it is */
-};
-
-/** Flags of a mode, combined with a curve. */
-enum LutFlag {
-    LutCurveMask = 0x00FF, /**< the bits that hold the curve */
-    LutMirror = 0x4000,    /**< then entry v is that of 65535 - v */
-    LutInvert = 0x8000     /**< every entry e becomes 65535 - e */
+    CurveIdentity = 10,              /**< every grey value as it is */
+    LutCurveMask = 0x00FF,           /**< the bits that hold the curve */
+    LutMirror = 0x4000,              /**< flag: entry v is that of 65535 - v, after an inversion */
+    LutInvert = 0x8000               /**< flag: every entry e becomes 65535 - e */
 };
 
 /** An 8-bit raster as WriteImage8Rot() takes it. Fields named `unused` are not read. */
@@ -124,7 +123,10 @@ typedef struct ImageInfo {
  */
 LUMO_API int Get_Version(char* text);
 
-/** @name Rasters @{ */
+/**
+ * @name Rasters
+ * @{
+ */
 
 /**
  * Allocates a raster, not initialised; one that the record holds already is not released. Logs.
@@ -146,6 +148,8 @@ LUMO_API int Destroy_FImage(FImage* image);
  * Widens 8-bit codes v to v * v * scale / 65535, truncated, at most 65535.
  * @param source  width x height codes
  * @param target  [out] width x height values
+ * @param width   codes per row
+ * @param height  rows
  * @param scale   the white level: code 255 stands for 65025 * scale / 65535
  * @return 0; -2 if an array is null
  */
@@ -157,6 +161,8 @@ LUMO_API int Convert_Image8_16(const uint8_t* source, uint16_t* target, int32_t 
  * value below 65535 that occurs (65535 if there is none).
  * @param source    width x height values
  * @param target    [out] width x height codes
+ * @param width     values per row
+ * @param height    rows
  * @param reserved  no effect
  * @param maximum   [out] M, the white level for the way back
  * @return 0; -2 if an array or the output is null
@@ -183,6 +189,7 @@ LUMO_API int Get_ImageInfo(ImageInfo* info, const char* imageFileName);
 
 /**
  * Reads the extended header block.
+ * @param imageFileName  name of the image, which need not exist
  * @param block  [out] room for as many bytes as Get_ImageExtraHeaderSize() tells
  * @return the number of bytes delivered; 0 if there is no file, no block or nowhere to put it
  */
@@ -194,7 +201,8 @@ LUMO_API int Get_ImageExtraHeaderSize(const char* imageFileName);
 /**
  * Keeps a copy of an extended header block in the process's one slot, instead of an earlier one.
  * Not safe in several threads at once.
- * @param size  bytes; 0 or a null block empties the slot
+ * @param size   bytes; 0 empties the slot
+ * @param block  copied; null empties the slot
  * @return 0; -8 without memory (the slot is then empty)
  */
 LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
@@ -371,8 +379,8 @@ LUMO_API int DeFlash(Image image, uint16_t threshold);
 /** @} */
 /**
  * @name Greyscale mapping
- * A look-up table holds 65536 entries: entry v is what grey value v becomes. A mode is a ::LutCurve
- * with ::LutFlag flags; its other bits have no effect. Source and destination may be one image.
+ * A look-up table holds 65536 entries: entry v is what grey value v becomes. Modes are those of
+ * ::LutMode; other bits have no effect. Source and destination may be one image.
  * @{
  */
 
@@ -556,8 +564,8 @@ LUMO_API int Destroy_IniReturn(IniReturn** result);
 
 /**
  * Completes the bare name of a filter script to a path in the workstation's script folder (entry
- * ScriptDir, section Software\Orvel\scripts of the configuration file that ORVEL_CONFIG names, else
- * of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
+ * ScriptDir, section `Software\Orvel\scripts` of the configuration file that ORVEL_CONFIG names,
+ * else of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
  * @param path  [out] at least 1024 bytes; longer results are cut; untouched for an empty name
  * @param name  the script's name
  */
@@ -571,6 +579,7 @@ LUMO_API int WriteImageRot(Image image, char* fileName, int rotation);
 
 /**
  * Writes the information file's fixed header, 101 bytes; no value is checked.
+ * @param info          the values
  * @param infoFileName  used as it is
  * @return 0; -1 cannot be created; -16 not fully written
  */

@@ -200,8 +200,8 @@ TEST(Measure, LimitsKeepTheirSpread) {
         EXPECT_EQ(value.max, given.high);
         EXPECT_EQ(value.mean, given.mean);
         EXPECT_EQ(value.sigma, 0.0);
-        raster.pixels.insert(raster.pixels.begin(), {1, 1, 1, 1});
-        raster.width += 4;
+        raster = Raster(raster.width + 4, 1, 1);
+        std::ranges::copy(given.pixels, raster.pixels.begin() + 4);
         EXPECT_EQ(Get_ImageValueLimRoi(raster.image(), {raster.width - 1, 0, 4, 0}, &region,
                                        given.lowPpm, given.highPpm),
                   0);
