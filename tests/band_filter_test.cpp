@@ -80,6 +80,8 @@ std::vector<BandParameters> manyParameters() {
     add(1, -1, 1, 2, -3, 0.5, 1, -1, 2, 1);        // terms through zero
     add(0, 1e300, 0.1, 0, 1e-300, 4, 0, 5, 1, 2);  // amplitudes at the limits
     add(-1e308, 1e308, 1, 1, 1, 1, 1, 1, 1, 1);    // a difference that overflows
+    add(1, 1, 1, 1, 0, 0.3, 1, 1, 1, 1);           // the high-pass term down to nothing
+    add(1, 1, 1, 0, 1, 900, 0.5, 0, 2, 3);
     add(0, 1, 1e-320, 1, 0, 1e300, 0, 1, 0, -2);
     return all;
 }
