@@ -1,0 +1,200 @@
+// Medians of large windows: a window's histogram is moved along the row, its median with it.
+//
+// Windows of R neighbouring rows share n - R + 1 rows. Their histogram is kept once for all of
+// them; each window adds a histogram of its own for its other R - 1 rows. A step to the right then
+// takes about 2n / R + 2R updates a window, least at R = sqrt(n), instead of 2n. Each window also
+// keeps its median and how many of its values lie below it, which every value that comes or goes
+// changes by one or not at all; after a step the median walks to where this number fits again. Grey
+// values are taken as ranks within a tile, so that the walks are short in any image.
+#include "filters/median_histogram.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "filters/tile_ranks.h"
+#include "platform/cpu_level.h"
+
+namespace lumo {
+namespace {
+
+constexpr int tileColumns = 256, tileRows = 128;
+constexpr int mostWindows = 16;
+/// Bins that a walk passes at once when they are empty.
+constexpr int stride = 4;
+
+using Count = std::uint16_t;
+using Lanes [[gnu::vector_size(mostWindows * sizeof(Count))]] = Count;
+using SignedLanes [[gnu::vector_size(mostWindows * sizeof(Count))]] = std::int16_t;
+
+/// Adds `change` to the bins of a column's ranks and, for each window, to its number of values
+/// below its median. Medians are held with the top bit turned, as signed numbers compare faster.
+template <int change>
+LUMO_INLINE void countColumn(const std::uint16_t* ranks, int count, Count* histogram,
+                             const SignedLanes& medians, Lanes& below) {
+    for (int i = 0; i < count; ++i) {
+        const std::uint16_t rank = ranks[i];
+        histogram[rank] = static_cast<Count>(histogram[rank] + change);
+        const SignedLanes value = static_cast<std::int16_t>(rank ^ 0x8000U) - SignedLanes{};
+        const Lanes smaller = reinterpret_cast<Lanes>(value < medians);
+        below = change > 0 ? below - smaller : below + smaller;
+    }
+}
+
+/// The shared rows' values of the columns that leave and enter the windows.
+LUMO_INLINE void moveSharedBody(const std::uint16_t* leaving, const std::uint16_t* entering,
+                                int count, Count* histogram, const std::uint16_t* medians,
+                                Count* below) {
+    SignedLanes median;
+    Lanes number;
+    std::memcpy(&median, medians, sizeof median);
+    std::memcpy(&number, below, sizeof number);
+    countColumn<-1>(leaving, count, histogram, median, number);
+    countColumn<+1>(entering, count, histogram, median, number);
+    std::memcpy(below, &number, sizeof number);
+}
+LUMO_LEVELS(void, moveShared, moveSharedBody,
+            (const std::uint16_t* leaving, const std::uint16_t* entering, int count,
+             Count* histogram, const std::uint16_t* medians, Count* below),
+            (leaving, entering, count, histogram, medians, below))
+
+/// The windows of some neighbouring rows that begin in the same column.
+class WindowGroup {
+public:
+    explicit WindowGroup(int n)
+        : n_(n),
+          // One bin of room on either side and whole strides for the walk.
+          bins_((65536 + 2 * stride) * std::size_t{mostWindows + 1}) {}
+
+    /// Begins at the tile's column 0 with the windows that begin in rows top .. top + windows - 1.
+    void begin(const TileRanks& tile, int top, int windows);
+    /// Moves to the next column.
+    void step(const TileRanks& tile, int column);
+    [[nodiscard]] int median(int window) const {
+        return medians_[static_cast<std::size_t>(window)] ^ 0x8000;
+    }
+
+private:
+    [[nodiscard]] Count* own(int window) { return shared() + (window + 1) * binStride_; }
+    [[nodiscard]] Count* shared() { return bins_.data() + stride; }
+    template <int change>
+    void countOwn(const std::uint16_t* column, int window);
+    void walk(int window);
+
+    int n_, top_ = 0, windows_ = 0, sharedRows_ = 0;
+    std::ptrdiff_t binStride_ = 0;
+    std::vector<Count> bins_;
+    std::array<std::uint16_t, mostWindows> medians_{};
+    std::array<Count, mostWindows> below_{};
+};
+
+template <int change>
+void WindowGroup::countOwn(const std::uint16_t* column, int window) {
+    Count* histogram = own(window);
+    const int median = this->median(window);
+    int below = 0;
+    const auto count = [&](int first, int end) {
+        for (int y = first; y < end; ++y) {
+            const std::uint16_t rank = column[y];
+            histogram[rank] = static_cast<Count>(histogram[rank] + change);
+            below += rank < median ? change : 0;
+        }
+    };
+    count(window, windows_ - 1);
+    count(n_, n_ + window);
+    auto& number = below_[static_cast<std::size_t>(window)];
+    number = static_cast<Count>(number + below);
+}
+
+void WindowGroup::begin(const TileRanks& tile, int top, int windows) {
+    top_ = top;
+    windows_ = windows;
+    sharedRows_ = n_ - windows + 1;
+    binStride_ = (tile.count() / stride + 2) * stride;
+    std::fill_n(bins_.begin(), stride + (windows + 1) * binStride_, Count{0});
+    medians_.fill(0x8000);
+    below_.fill(0);
+    for (int x = 0; x < n_; ++x) {
+        const std::uint16_t* column = tile.column(x) + top;
+        for (int y = windows - 1; y < n_; ++y) ++shared()[column[y]];
+        for (int window = 0; window < windows; ++window) countOwn<+1>(column, window);
+    }
+    for (int window = 0; window < windows; ++window) walk(window);
+}
+
+void WindowGroup::step(const TileRanks& tile, int column) {
+    const std::uint16_t* leaving = tile.column(column) + top_;
+    const std::uint16_t* entering = tile.column(column + n_) + top_;
+    moveShared(leaving + windows_ - 1, entering + windows_ - 1, sharedRows_, shared(),
+               medians_.data(), below_.data());
+    for (int window = 0; window < windows_; ++window) {
+        countOwn<-1>(leaving, window);
+        countOwn<+1>(entering, window);
+        walk(window);
+    }
+}
+
+/// Moves the median until as many values lie below it as belong there, and it occurs.
+void WindowGroup::walk(int window) {
+    const Count *first = shared(), *second = own(window);
+    const auto at = static_cast<std::size_t>(window);
+    const int wanted = n_ * n_ / 2;
+    int median = this->median(window), below = below_[at];
+    const auto empty = [&](int bin) {
+        std::uint64_t a, b;
+        static_assert(sizeof a == stride * sizeof(Count));
+        std::memcpy(&a, first + bin, sizeof a);
+        std::memcpy(&b, second + bin, sizeof b);
+        return (a | b) == 0;
+    };
+    while (below > wanted) {
+        if (empty(median - stride)) {
+            median -= stride;
+            continue;
+        }
+        --median;
+        below -= first[median] + second[median];
+    }
+    for (;;) {
+        if (empty(median)) {
+            median += stride;
+            continue;
+        }
+        const int here = first[median] + second[median];
+        if (below + here > wanted) break;
+        below += here;
+        ++median;
+    }
+    medians_[at] = static_cast<std::uint16_t>(median ^ 0x8000);
+    below_[at] = static_cast<Count>(below);
+}
+
+}  // namespace
+
+void medianByHistogram(Source source, Target target, int n) {
+    const int columns = source.width - n, rows = source.height - n;
+    const int together = std::clamp(static_cast<int>(std::lround(std::sqrt(n))), 1, mostWindows);
+    TileRanks tile(std::min(tileColumns, columns) + n, std::min(tileRows, rows) + n);
+    WindowGroup group(n);
+    for (int y = 0; y < rows; y += tileRows)
+        for (int x = 0; x < columns; x += tileColumns) {
+            const int tileWidth = std::min(tileColumns, columns - x);
+            const int tileHeight = std::min(tileRows, rows - y);
+            // The last windows end a column and a row before what is read; so do those of the
+            // image.
+            tile.read(source, x, y, tileWidth + n, tileHeight + n);
+            for (int top = 0; top < tileHeight; top += together) {
+                const int windows = std::min(together, tileHeight - top);
+                group.begin(tile, top, windows);
+                for (int i = 0; i < tileWidth; ++i) {
+                    for (int k = 0; k < windows; ++k)
+                        target.row(y + top + k)[x + i] = tile.greyValue(group.median(k));
+                    group.step(tile, i);
+                }
+            }
+        }
+}
+
+}  // namespace lumo
