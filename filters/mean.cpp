@@ -1,7 +1,6 @@
 // Box mean of the window that begins at each pixel: running sums down the columns, prefix sums
-// along the row, an exact reciprocal for the division. The time does not depend on n.
+// along the row, a corrected reciprocal for the division. The time does not depend on n.
 #include <algorithm>
-#include <bit>
 #include <cstring>
 #include <vector>
 
@@ -52,31 +51,25 @@ LUMO_INLINE void prefixSums(const std::uint32_t* columns, std::uint32_t* sums, i
     }
 }
 
-/// Division by the window's area as a multiplication, exact for every sum of `area` pixels: with
-/// multiplier = ceil(2^shift / area) the product is too large by less than
-/// sum / 2^shift < 1 / area, because 2^shift >= 65536 * area^2 > sum * area. Up to n = 181 the
-/// multiplier has 32 bits and the product 64.
-struct Reciprocal {
-    std::uint32_t multiplier;
-    int shift;
-
-    explicit Reciprocal(std::uint32_t area)
-        : shift(16 + 2 * static_cast<int>(std::bit_width(area - 1))) {
-        multiplier = static_cast<std::uint32_t>(((std::uint64_t{1} << shift) + area - 1) / area);
-    }
-};
-
+/// The division by the window's area is exact: the single-precision quotient of a mean is off by
+/// less than 2^-20 of its size, that is by less than 1/16; taken 2^-21 too small it truncates to
+/// the right integer or to the one below, and the remainder tells which.
 LUMO_INLINE void meansBody(const std::uint32_t* columns, std::uint32_t* sums, int width, int n,
-                           Reciprocal reciprocal, std::uint16_t* means) {
+                           std::uint16_t* means) {
     prefixSums(columns, sums, width);
-    for (int x = 0; x < width - n; ++x)
-        means[x] = static_cast<std::uint16_t>(
-            std::uint64_t{sums[x + n] - sums[x]} * reciprocal.multiplier >> reciprocal.shift);
+    const std::int32_t area = n * n;
+    const auto reciprocal = static_cast<float>((1.0 - 0x1p-21) / area);
+    for (int x = 0; x < width - n; ++x) {
+        const auto sum = static_cast<std::int32_t>(sums[x + n] - sums[x]);
+        const auto quotient = static_cast<std::int32_t>(static_cast<float>(sum) * reciprocal);
+        const std::int32_t rest = sum - quotient * area;
+        means[x] = static_cast<std::uint16_t>(quotient + (rest >= area ? 1 : 0));
+    }
 }
 LUMO_LEVELS(void, means, meansBody,
             (const std::uint32_t* columns, std::uint32_t* sums, int width, int n,
-             Reciprocal reciprocal, std::uint16_t* means),
-            (columns, sums, width, n, reciprocal, means))
+             std::uint16_t* means),
+            (columns, sums, width, n, means))
 
 /// The same for windows whose sums need 64 bits.
 void wideMeans(const std::uint32_t* columns, std::uint64_t* sums, int width, int n,
@@ -101,15 +94,13 @@ void mean(Source source, Target target, int n) {
     std::vector<std::uint32_t> columns(count + lanes), sums(wide ? 0 : count + 1 + lanes);
     std::vector<std::uint64_t> wideSums(wide ? count + 1 : 0);
     std::vector<std::uint16_t> line(count);
-    const Reciprocal reciprocal(
-        static_cast<std::uint32_t>(std::min(n, widestNarrow) * std::min(n, widestNarrow)));
 
     for (int y = 0; y < n; ++y) addRow(source.row(y), columns.data(), width);
     for (int y = 0; y < rows; ++y) {
         if (wide)
             wideMeans(columns.data(), wideSums.data(), width, n, line.data());
         else
-            means(columns.data(), sums.data(), width, n, reciprocal, line.data());
+            means(columns.data(), sums.data(), width, n, line.data());
         // In place row y is about to be overwritten: it leaves the columns first.
         moveDown(source.row(y), source.row(y + n), columns.data(), width);
         std::copy_n(line.data(), width - n, target.row(y));

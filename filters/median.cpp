@@ -20,7 +20,7 @@ int Median_Image(Image destination, Image source, int n) {
         if (n < 1 || n > std::min({from.width, from.height, 256})) raise(LumoErrorParameter);
         if (n == 1)
             std::memmove(to.pixels, from.pixels, from.count() * sizeof *to.pixels);
-        else if (n <= largestNetworkWindow)
+        else if (n <= largestNetworkWindow())
             medianByNetwork(from, to, n);
         else
             medianByHistogram(from, to, n);

@@ -34,7 +34,7 @@ LUMO_INLINE void exchange(Vector& a, Vector& b) {
 }
 
 template <const auto& network, std::size_t... i>
-LUMO_INLINE void exchangeAll(Vector* wires, std::index_sequence<i...>) {
+LUMO_INLINE void exchangeAll([[maybe_unused]] Vector* wires, std::index_sequence<i...>) {
     (exchange(wires[network.comparators[i].low], wires[network.comparators[i].high]), ...);
 }
 
@@ -95,8 +95,8 @@ LUMO_INLINE void join(const std::uint16_t* a, const std::uint16_t* b, std::uint1
     }
 }
 
-/// Lists by the width of their columns: 1, 2, 4, 8.
-using Widths = std::array<const std::uint16_t*, 4>;
+/// Lists by the width of their columns: 1, 2, 4, 8, 16.
+using Widths = std::array<const std::uint16_t*, 5>;
 
 constexpr std::size_t power(int width) {
     return static_cast<std::size_t>(std::bit_width(static_cast<unsigned>(width)) - 1);
@@ -205,25 +205,41 @@ LUMO_TARGET_AVX2 void medianPairAvx2(const Pair& pair) {
 
 using Kernel = void (*)(const Pair&);
 
+constexpr int largestBaseline = 8, largestAvx2 = 16;
+
 template <int... below>
-Kernel kernelFor(int n, std::integer_sequence<int, below...>) {
-    static constexpr Kernel baseline[] = {medianPairBaseline<below + 2>...};
-    static constexpr Kernel avx2[] = {medianPairAvx2<below + 2>...};
-    return (cpuLevel() == CpuLevel::Baseline ? baseline : avx2)[n - 2];
+Kernel baselineKernel(int n, std::integer_sequence<int, below...>) {
+    static constexpr Kernel kernels[] = {medianPairBaseline<below + 2>...};
+    return kernels[n - 2];
+}
+template <int... below>
+Kernel avx2Kernel(int n, std::integer_sequence<int, below...>) {
+    static constexpr Kernel kernels[] = {medianPairAvx2<below + 2>...};
+    return kernels[n - 2];
 }
 
-/// All lists of a pair: every width holds at most the values of the inner rows below it, and what
-/// `complete` adds is smaller than the widest list doubled.
-constexpr std::size_t mostLists = std::size_t{6} * largestNetworkWindow * largestNetworkWindow;
+Kernel kernelFor(int n) {
+    return cpuLevel() == CpuLevel::Baseline
+               ? baselineKernel(n, std::make_integer_sequence<int, largestBaseline - 1>())
+               : avx2Kernel(n, std::make_integer_sequence<int, largestAvx2 - 1>());
+}
+
+/// All lists of a pair: those of 1, 2, 4, ... columns and the completed ones hold at most the inner
+/// rows' values, and their widths double.
+constexpr std::size_t mostLists = std::size_t{6} * largestAvx2 * largestAvx2;
 
 }  // namespace
 
+int largestNetworkWindow() {
+    return cpuLevel() == CpuLevel::Baseline ? largestBaseline : largestAvx2;
+}
+
 void medianByNetwork(Source source, Target target, int n) {
-    const Kernel kernel = kernelFor(n, std::make_integer_sequence<int, largestNetworkWindow - 1>());
+    const Kernel kernel = kernelFor(n);
     const auto lists = std::make_unique<std::uint16_t[]>(mostLists * tileStride);
     const auto padded =
-        std::make_unique<std::uint16_t[]>((largestNetworkWindow + 1) * std::size_t{tileStride});
-    std::array<const std::uint16_t*, largestNetworkWindow + 1> rows{};
+        std::make_unique<std::uint16_t[]>((largestAvx2 + 1) * std::size_t{tileStride});
+    std::array<const std::uint16_t*, largestAvx2 + 1> rows{};
     const int windows = source.width - n, windowRows = source.height - n;
 
     for (int y = 0; y < windowRows; y += 2)
