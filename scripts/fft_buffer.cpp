@@ -6,7 +6,7 @@
 #include <array>
 #include <limits>
 
-#include "image/pixel.h"
+#include "platform/cpu_level.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -24,15 +24,28 @@ struct Extent {
     float largest = -std::numeric_limits<float>::infinity();
 };
 
+LUMO_INLINE void widenExtentBody(const float* values, int count, Extent& extent) {
+    constexpr int lanes = 16;
+    float least[lanes], largest[lanes];
+    std::fill_n(least, lanes, extent.least);
+    std::fill_n(largest, lanes, extent.largest);
+    const auto take = [&](float value, int lane) __attribute__((always_inline)) {
+        least[lane] = value < least[lane] ? value : least[lane];
+        largest[lane] = value > largest[lane] ? value : largest[lane];
+    };
+    int i = 0;
+    for (; i + lanes <= count; i += lanes)
+        for (int lane = 0; lane < lanes; ++lane) take(values[i + lane], lane);
+    for (; i < count; ++i) take(values[i], 0);
+    extent = {*std::min_element(least, least + lanes), *std::max_element(largest, largest + lanes)};
+}
+LUMO_LEVELS(void, widenExtent, widenExtentBody, (const float* values, int count, Extent& extent),
+            (values, count, extent))
+
 Extent extentOf(const float* buffer, const FftLayout& layout) {
     Extent extent;
-    for (int x = 0; x < layout.width; ++x) {
-        const float* row = buffer + std::ptrdiff_t{x} * layout.rowStride;
-        for (int y = 0; y < layout.height; ++y) {
-            extent.least = row[y] < extent.least ? row[y] : extent.least;
-            extent.largest = row[y] > extent.largest ? row[y] : extent.largest;
-        }
-    }
+    for (int x = 0; x < layout.width; ++x)
+        widenExtent(buffer + std::ptrdiff_t{x} * layout.rowStride, layout.height, extent);
     return extent;
 }
 
@@ -68,14 +81,50 @@ Window windowOf(const Histogram& histogram, Extent extent, std::uint64_t pixels)
     return {edge(low), edge(high)};
 }
 
+/// Side of the squares that are turned over at once: their rows stay in the cache.
+constexpr int block = 32;
+
+LUMO_INLINE void convertBody(const float* values, int count, double offset, double factor,
+                             std::uint16_t* to) {
+    for (int i = 0; i < count; ++i) {
+        const double value = (static_cast<double>(values[i]) - offset) * factor;
+        const double positive = value > 0.0 ? value : 0.0;  // also for NaN
+        to[i] = static_cast<std::uint16_t>(
+            static_cast<std::int32_t>(positive < 65535.0 ? positive : 65535.0));
+    }
+}
+LUMO_LEVELS(void, convert, convertBody,
+            (const float* values, int count, double offset, double factor, std::uint16_t* to),
+            (values, count, offset, factor, to))
+
 /// Destination pixel (x, y) = (element (x, y) - offset) * factor.
 void storeTransposed(Target destination, const float* buffer, const FftLayout& layout,
                      double offset, double factor) {
-    for (int y = 0; y < destination.height; ++y)
-        for (int x = 0; x < destination.width; ++x)
-            destination.row(y)[x] = toPixel(
-                (static_cast<double>(buffer[std::ptrdiff_t{x} * layout.rowStride + y]) - offset) *
-                factor);
+    std::uint16_t pixels[block][block];
+    for (int y = 0; y < destination.height; y += block)
+        for (int x = 0; x < destination.width; x += block) {
+            const int columns = std::min(block, destination.width - x);
+            const int rows = std::min(block, destination.height - y);
+            for (int i = 0; i < columns; ++i)
+                convert(buffer + std::ptrdiff_t{x + i} * layout.rowStride + y, rows, offset, factor,
+                        pixels[i]);
+            for (int j = 0; j < rows; ++j)
+                for (int i = 0; i < columns; ++i) destination.row(y + j)[x + i] = pixels[i][j];
+        }
+}
+
+/// Elements (x, y) = pixels (x, y) of the image.
+void fillTransposed(Source source, float* buffer, const FftLayout& layout) {
+    for (int y = 0; y < source.height; y += block)
+        for (int x = 0; x < source.width; x += block) {
+            const int columns = std::min(block, source.width - x);
+            const int rows = std::min(block, source.height - y);
+            for (int i = 0; i < columns; ++i) {
+                float* to = layout.row(buffer, x + i) + y;
+                const std::uint16_t* from = source.row(y) + x + i;
+                for (int j = 0; j < rows; ++j) to[j] = from[std::ptrdiff_t{j} * source.width];
+            }
+        }
 }
 
 }  // namespace
@@ -103,12 +152,14 @@ FftBuffer Make_FftBuffer(Source source, FftLayout* layout) {
     FftBuffer buffer(static_cast<float*>(
         fftwf_malloc(static_cast<std::size_t>(layout->floats()) * sizeof(float))));
     if (buffer == nullptr) return buffer;
-    for (int x = 0; x < layout->paddedWidth; ++x) {
+    fillTransposed(source, buffer.get(), *layout);
+    for (int x = 0; x < source.width; ++x) {
         float* row = layout->row(buffer.get(), x);
-        const std::uint16_t* column = source.pixels + std::min(x, source.width - 1);
-        for (int y = 0; y < layout->paddedHeight; ++y)
-            row[y] = column[std::ptrdiff_t{std::min(y, source.height - 1)} * source.width];
+        std::fill(row + source.height, row + layout->paddedHeight, row[source.height - 1]);
     }
+    const float* last = layout->row(buffer.get(), source.width - 1);
+    for (int x = source.width; x < layout->paddedWidth; ++x)
+        std::copy_n(last, layout->paddedHeight, layout->row(buffer.get(), x));
     return buffer;
 }
 
