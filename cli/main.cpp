@@ -9,13 +9,14 @@
 
 namespace lumo::cli {
 
-Work setUpHistory(CLI::App&), setUpInfo(CLI::App&);
+Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&);
 
 namespace {
 
 /// In the order of --help.
 constexpr Verb verbs[] = {
     {"info", "Show what image files hold", setUpInfo},
+    {"convert", "Write an image in another format, with changed metadata", setUpConvert},
     {"history", "List the processing steps that an image went through", setUpHistory},
 };
 
