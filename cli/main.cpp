@@ -9,7 +9,8 @@
 
 namespace lumo::cli {
 
-Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&);
+Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
+    setUpPhantom(CLI::App&), setUpPreview(CLI::App&);
 
 namespace {
 
@@ -18,6 +19,8 @@ constexpr Verb verbs[] = {
     {"info", "Show what image files hold", setUpInfo},
     {"convert", "Write an image in another format, with changed metadata", setUpConvert},
     {"history", "List the processing steps that an image went through", setUpHistory},
+    {"preview", "Write an 8-bit picture to look at", setUpPreview},
+    {"phantom", "Make a synthetic radiograph", setUpPhantom},
 };
 
 Status explain(const CLI::App& program, const CLI::ParseError& error) {
