@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "cli/command.h"
+#include "cli/filter_step.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
@@ -17,8 +18,20 @@ namespace {
 
 constexpr std::string_view stepPrefix = "Step";
 
-Status run(const std::string& file) {
-    const ImageHandle image = readImage(file);
+struct Options {
+    std::string file;
+    bool script = false;
+};
+
+/// The filter commands among the steps, as `lumo filter --script` reads them.
+void printScript(const std::map<unsigned long, std::string>& steps) {
+    const std::string_view prefix = filterStepPrefix;
+    for (const auto& [number, step] : steps)
+        if (step.starts_with(prefix)) std::cout << step.substr(prefix.size()) << '\n';
+}
+
+Status run(const Options& options) {
+    const ImageHandle image = readImage(options.file);
     std::map<unsigned long, std::string> steps;  // numbers may have gaps, and need not be in order
     for (const MetaEntry& entry : readMetadata(image.get())) {
         if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
@@ -28,6 +41,10 @@ Status run(const std::string& file) {
         const auto [rest, error] = std::from_chars(begin, end, number);
         if (error == std::errc() && rest == end) steps[number] = entry.value;
     }
+    if (options.script) {
+        printScript(steps);
+        return done;
+    }
     for (const auto& [number, step] : steps)
         std::cout << stepPrefix << number << ": " << printable(step) << '\n';
     return done;
@@ -36,9 +53,10 @@ Status run(const std::string& file) {
 }  // namespace
 
 Work setUpHistory(CLI::App& verb) {
-    const auto file = std::make_shared<std::string>();
-    verb.add_option("FILE", *file, "Image file")->required();
-    return [file] { return run(*file); };
+    const auto options = std::make_shared<Options>();
+    verb.add_option("FILE", options->file, "Image file")->required();
+    verb.add_flag("--script", options->script, "Only the filter commands, as a script for filter");
+    return [options] { return run(*options); };
 }
 
 }  // namespace lumo::cli

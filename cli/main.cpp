@@ -9,7 +9,7 @@
 
 namespace lumo::cli {
 
-Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
+Work setUpConvert(CLI::App&), setUpFilter(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
     setUpPhantom(CLI::App&), setUpPreview(CLI::App&);
 
 namespace {
@@ -18,6 +18,7 @@ namespace {
 constexpr Verb verbs[] = {
     {"info", "Show what image files hold", setUpInfo},
     {"convert", "Write an image in another format, with changed metadata", setUpConvert},
+    {"filter", "Run filter commands on an image", setUpFilter},
     {"history", "List the processing steps that an image went through", setUpHistory},
     {"preview", "Write an 8-bit picture to look at", setUpPreview},
     {"phantom", "Make a synthetic radiograph", setUpPhantom},

@@ -33,15 +33,20 @@ LUMO_INLINE void exchange(Vector& a, Vector& b) {
     a = low;
 }
 
-template <const auto& network, std::size_t... i>
-LUMO_INLINE void exchangeAll([[maybe_unused]] Vector* wires, std::index_sequence<i...>) {
-    (exchange(wires[network.comparators[i].low], wires[network.comparators[i].high]), ...);
+template <const auto& network, std::size_t first, std::size_t... i>
+LUMO_INLINE void exchangeSome([[maybe_unused]] Vector* wires, std::index_sequence<i...>) {
+    (exchange(wires[network.comparators[first + i].low],
+              wires[network.comparators[first + i].high]),
+     ...);
 }
 
-/// Applies a network; what is not read of its results is not computed.
-template <const auto& network>
+/// Applies a network; what is not read of its results is not computed. In parts, as compilers limit
+/// the length of an expression.
+template <const auto& network, std::size_t first = 0>
 LUMO_INLINE void apply(Vector* wires) {
-    exchangeAll<network>(wires, std::make_index_sequence<network.count>());
+    constexpr std::size_t end = std::min(network.count, first + 128);
+    exchangeSome<network, first>(wires, std::make_index_sequence<end - first>());
+    if constexpr (end < network.count) apply<network, end>(wires);
 }
 
 template <int... i>

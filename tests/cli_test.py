@@ -174,6 +174,38 @@ class Program(unittest.TestCase):
         picture = self.info("c.png")[0]
         self.assertEqual((picture["width"], picture["pixels"]["maximum"] > 250 * 256), (64, True))
 
+    def test_filter_runs_chains_that_history_gives_back(self):
+        self.phantom("a.png")
+        commands = ["type=unsharp_mask radius=0.3 value=2", "type=Median_Filter size=5 # five", "type=gauss_fd2 al0=0.5"]
+        self.run_lumo("filter", "a.png", "b.png", *commands)
+        script = self.run_lumo("history", "b.png", "--script")[0]
+        self.assertEqual(script, commands[0] + "\n" + commands[1].replace("#", ";") + "\n" + commands[2] + "\n")
+        os.mkdir(os.path.join(self.home.name, "scripts"))
+        with open(os.path.join(self.home.name, "scripts", "s.imo"), "w") as file:
+            file.write("# sharpen\n\n" + script + " # end\n")
+        with open(os.path.join(self.home.name, "orvel.ini"), "w") as file:
+            file.write("[Software\\Orvel\\scripts]\nScriptDir=" + os.path.join(self.home.name, "scripts") + "\n")
+        self.run_lumo("filter", "a.png", "c.png", "--script", "../scripts/s.imo")
+        self.env["ORVEL_CONFIG"] = os.path.join(self.home.name, "orvel.ini")
+        self.run_lumo("filter", "a.png", "d.png", "--script", "s.imo")
+        a, b, c, d = self.info("a.png", "b.png", "c.png", "d.png")
+        self.assertNotEqual(a["pixels"], b["pixels"])
+        self.assertEqual([b["pixels"], b["metadata"]["PerformedSteps"]], [c["pixels"], c["metadata"]["PerformedSteps"]])
+        self.assertEqual(b["pixels"], d["pixels"])
+
+    def test_filter_tells_what_was_refused_and_writes_nothing(self):
+        self.phantom("a.png")
+        with open(os.path.join(self.folder, "s.imo"), "w") as file:
+            file.write("type=mean_filter\ntype=mean_filter size=99\n")
+        for arguments, place in ((["type=sharpen"], "type=sharpen"), (["type=mean_filter size=0"], "type=mean_filter size=0"),
+                                 (["--script", "./s.imo"], "./s.imo:2")):
+            self.assertRegex(self.run_lumo("filter", "a.png", "b.png", *arguments, status=1)[1],
+                             "^" + place + r": -2 [^\n]+\n$")
+        self.run_lumo("filter", "a.png", "b.png", "--script", "./no.imo", status=1)
+        self.run_lumo("filter", "a.png", "b.png", status=2)
+        self.assertEqual(self.files(), ["a.png", "s.imo"])
+        self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0], r"\[return\]\nlp=\d+\nrp=\d+\n")
+
 
 if __name__ == "__main__":
     unittest.main()
