@@ -210,7 +210,12 @@ LUMO_TARGET_AVX2 void medianPairAvx2(const Pair& pair) {
 
 using Kernel = void (*)(const Pair&);
 
+#ifdef LUMO_SANITIZED
+// Instrumented, the larger networks take minutes to compile; they are the same code.
+constexpr int largestBaseline = 5, largestAvx2 = 7;
+#else
 constexpr int largestBaseline = 8, largestAvx2 = 16;
+#endif
 
 template <int... below>
 Kernel baselineKernel(int n, std::integer_sequence<int, below...>) {
