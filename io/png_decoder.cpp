@@ -4,7 +4,7 @@
 // it.
 #include "io/png_decoder.h"
 
-#include <iterator>
+#include <cstring>
 
 #include "io/png_support.h"
 #include "lumo.h"
@@ -95,6 +95,20 @@ int PngDecoder::open(const char* fileName) noexcept {
     info_ = png_create_info_struct(png_);
     endInfo_ = info_ != nullptr ? png_create_info_struct(png_) : nullptr;
     return endInfo_ != nullptr ? LumoOk : LumoErrorMemory;
+}
+
+bool PngDecoder::holdsItsChunks() const noexcept {
+    constexpr std::uint64_t signatureSize = 8, checksumSize = 4;
+    png_byte header[8];  // length and type
+    const std::optional<std::uint64_t> size = fileSize(file_.get());
+    if (!size) return true;
+    std::uint64_t at = signatureSize;
+    while (readBytesAt(file_.get(), at, header, sizeof header) == sizeof header) {
+        at += sizeof header + png_get_uint_32(header) + checksumSize;
+        if (std::memcmp(header + 4, "IEND", 4) == 0) return true;
+        if (at > *size) return std::memcmp(header + 4, "IDAT", 4) == 0;
+    }
+    return true;
 }
 
 int PngDecoder::readHeader(PngProperties& properties) noexcept {

@@ -8,7 +8,7 @@ seconds=${1:-60}
 shift || true
 
 cmake -S . -B build/fuzz -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 \
-    -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS_RELEASE=-O1 -g1" -DLUMO_BUILD_FUZZ=ON \
+    -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O2 -g1" -DLUMO_BUILD_FUZZ=ON \
     -DLUMO_BUILD_PROGRAM=OFF >/dev/null
 cmake --build build/fuzz --target fuzz/all -- --quiet
 fuzz/check_targets.sh build/fuzz/fuzz
@@ -31,7 +31,7 @@ for target in "$@" "${targets[@]}"; do
     mkdir -p "$learnt"
     result=clean
     UBSAN_OPTIONS=print_stacktrace=1 "build/fuzz/fuzz/$target" -max_total_time="$seconds" \
-        -rss_limit_mb=2048 -timeout=20 -print_final_stats=1 \
+        -rss_limit_mb=2048 -malloc_limit_mb=256 -timeout=20 -print_final_stats=1 \
         -artifact_prefix="build/fuzz/findings/$target-" "${folders[@]}" >"$log" 2>&1 || result=FINDING
     statistic() { sed -n "s/^stat::$1: *//p" "$log"; }
     printf '%-20s %8s %12s %10s  %s\n' "$target" "$seconds" "$(statistic number_of_executed_units)" \
