@@ -221,7 +221,8 @@ void requireSameRaster(const ImageOwner& one, const ImageOwner& other, const cha
 
 std::string asPngKeeps(const std::string& metaData) {
     Store store(metaData);
-    for (const char* key : {"Creation Time", "Source", "Software", "Author"}) {
+    // In the reader's order: a comment at a section's end goes to the entry that follows first.
+    for (const char* key : {"Author", "Software", "Source", "Creation Time"}) {
         char value[1024];
         store.get("Image", key, value, nullptr);
         store.set("Image", key, value, nullptr);
