@@ -82,7 +82,9 @@ void readsPixels(const std::string& name, const Bytes& bytes, int rotation) {
     const PixelFile file(bytes);
     Raster raster;
     const int code = Read_Image(name.c_str(), &raster.image);
-    require(code == (file.whole ? LumoOk : LumoErrorImage), "the code is what the file deserves");
+    const bool empty = file.eightBit && file.headed && (file.width == 0 || file.height == 0);
+    require(code == (file.whole || empty ? LumoOk : LumoErrorImage),
+            "the code is what the file deserves");
     if (!file.headed) require(raster.image.data == nullptr, "no raster without a header");
     if (!file.whole) return;
     require(raster.image.width == file.width && raster.image.height == file.height &&

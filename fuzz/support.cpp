@@ -225,7 +225,7 @@ std::string asPngKeeps(const std::string& metaData) {
     for (const char* key : {"Author", "Software", "Source", "Creation Time"}) {
         char value[1024];
         store.get("Image", key, value, nullptr);
-        store.set("Image", key, value, nullptr);
+        if (std::strlen(value) < sizeof value - 1) store.set("Image", key, value, nullptr);
     }
     return store.text();
 }

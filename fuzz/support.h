@@ -87,8 +87,7 @@ void requireSound(const lmImage* image);
 /// The same size and the same pixels.
 void requireSameRaster(const ImageOwner& one, const ImageOwner& other, const char* what);
 
-/// What a PNG file makes of metadata: the four entries with chunks of their own exist, with at most
-/// 1023 characters.
+/// What a PNG file makes of metadata: the four entries with chunks of their own exist.
 [[nodiscard]] std::string asPngKeeps(const std::string& metaData);
 
 /// Each text holds every entry and line of the other.
