@@ -47,8 +47,10 @@ void requireHolds(const std::string& text, const std::string& other, const char*
     require(store.text() == text, what);
 }
 
+/// In the written order: whole numbers would give one more where the product is nearly whole.
 std::uint16_t widened(std::uint32_t code, std::uint32_t whiteLevel) {
-    return static_cast<std::uint16_t>(std::min(code * code * whiteLevel / 65535, 65535U));
+    const double factor = whiteLevel / 65535.0;
+    return static_cast<std::uint16_t>(std::min(code * code * factor, 65535.0));
 }
 
 /// Width and height as the header tells them, and where the pixels begin; false without a header.

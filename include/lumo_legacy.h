@@ -145,7 +145,7 @@ LUMO_API int Create_FImage(uint16_t width, uint16_t height, FImage* image);
 LUMO_API int Destroy_FImage(FImage* image);
 
 /**
- * Widens 8-bit codes v to v * v * scale / 65535, truncated, at most 65535.
+ * Widens 8-bit codes v to v * v * (scale / 65535) in double precision, truncated, at most 65535.
  * @param source  width x height codes
  * @param target  [out] width x height values
  * @param width   codes per row
