@@ -99,6 +99,7 @@ public:
     void copyTo(char* target) const;
 
 private:
+    void split();
     Section find(std::string_view name);
     Section addBlock(std::string_view name, std::string_view header);
     std::string_view keep(std::string_view text);
@@ -112,8 +113,11 @@ private:
                std::string_view line);
     Piece& append(Section section);
     void endLastLine(Block& block);
+    template <class Sink>
+    void emit(Sink sink) const;
 
-    void copyBlock(Section section, std::string_view name, const Block& block);
+    void mergePreamble(Document& other);
+    void copyBlock(std::string_view name, const Block& block);
     void mergeBlock(Section section, Section from, Block& block, Document& other);
     void mergeEntry(Section section, std::string_view key, std::string_view value,
                     const Piece& piece);
@@ -121,7 +125,8 @@ private:
 
     std::pmr::monotonic_buffer_resource arena_{std::pmr::new_delete_resource()};
     std::string_view byteOrderMark_;
-    std::deque<Block> blocks_;  ///< the first one has no header
+    std::string_view source_;   ///< without that mark
+    std::deque<Block> blocks_;  ///< none until needed; the first one has no header
     std::optional<std::map<std::string_view, Section>> sections_;
     std::uint32_t walks_ = 0;
 };

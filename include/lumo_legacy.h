@@ -123,7 +123,10 @@ typedef struct ImageInfo {
  */
 LUMO_API int Get_Version(char* text);
 
-/** @name Rasters @{ */
+/**
+ * @name Rasters
+ * @{
+ */
 
 /**
  * Allocates a raster, not initialised; one that the record holds already is not released. Logs.
@@ -145,6 +148,8 @@ LUMO_API int Destroy_FImage(FImage* image);
  * Widens 8-bit codes v to v * v * scale / 65535, truncated, at most 65535.
  * @param source  width x height codes
  * @param target  [out] width x height values
+ * @param width   codes per row
+ * @param height  rows
  * @param scale   the white level: code 255 stands for 65025 * scale / 65535
  * @return 0; -2 if an array is null
  */
@@ -156,6 +161,8 @@ LUMO_API int Convert_Image8_16(const uint8_t* source, uint16_t* target, int32_t 
  * value below 65535 that occurs (65535 if there is none).
  * @param source    width x height values
  * @param target    [out] width x height codes
+ * @param width     values per row
+ * @param height    rows
  * @param reserved  no effect
  * @param maximum   [out] M, the white level for the way back
  * @return 0; -2 if an array or the output is null
@@ -182,6 +189,7 @@ LUMO_API int Get_ImageInfo(ImageInfo* info, const char* imageFileName);
 
 /**
  * Reads the extended header block.
+ * @param imageFileName  name of the image, which need not exist
  * @param block  [out] room for as many bytes as Get_ImageExtraHeaderSize() tells
  * @return the number of bytes delivered; 0 if there is no file, no block or nowhere to put it
  */
@@ -193,7 +201,8 @@ LUMO_API int Get_ImageExtraHeaderSize(const char* imageFileName);
 /**
  * Keeps a copy of an extended header block in the process's one slot, instead of an earlier one.
  * Not safe in several threads at once.
- * @param size  bytes; 0 or a null block empties the slot
+ * @param size   bytes; 0 empties the slot
+ * @param block  copied; null empties the slot
  * @return 0; -8 without memory (the slot is then empty)
  */
 LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
@@ -448,8 +457,8 @@ LUMO_API int Equal_Histo3(Image destination, Image source, int32_t strength, int
 
 /**
  * Completes the bare name of a filter script to a path in the workstation's script folder (entry
- * ScriptDir, section Software\Orvel\scripts of the configuration file that ORVEL_CONFIG names, else
- * of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
+ * ScriptDir, section `Software\Orvel\scripts` of the configuration file that ORVEL_CONFIG names,
+ * else of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
  * @param path  [out] at least 1024 bytes; longer results are cut; untouched for an empty name
  * @param name  the script's name
  */
@@ -463,6 +472,7 @@ LUMO_API int WriteImageRot(Image image, char* fileName, int rotation);
 
 /**
  * Writes the information file's fixed header, 101 bytes; no value is checked.
+ * @param info          the values
  * @param infoFileName  used as it is
  * @return 0; -1 cannot be created; -16 not fully written
  */

@@ -2,6 +2,7 @@
 #include "support/support.h"
 
 #include <gtest/gtest.h>
+#include <regex.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -85,9 +86,21 @@ std::vector<std::uint8_t> readFile(const std::string& name) {
 }
 
 void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    std::error_code ignored;
+    // Some file systems flush a file that is cut and written anew to the disk.
+    std::filesystem::remove(name, ignored);
     std::ofstream file(name, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
+}
+
+bool matches(const std::string& text, const std::string& pattern) {
+    regex_t expression;
+    if (regcomp(&expression, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+        return false;
+    const bool found = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&expression);
+    return found;
 }
 
 LogLines::LogLines() : start_(std::filesystem::file_size(logFile())) {}

@@ -75,6 +75,9 @@ private:
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::string& name);
 void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes);
 
+/// Whether the whole text matches a POSIX extended regular expression.
+[[nodiscard]] bool matches(const std::string& text, const std::string& pattern);
+
 /// Lines that the library logs while this object is alive, without their time: "7 message".
 class LogLines {
 public:
