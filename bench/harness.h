@@ -1,0 +1,77 @@
+// What the benchmarks share: declaring operations with their peers and goals, the test raster, and
+// the table that compares minima of interleaved runs.
+//
+//     static const Group group([](Suite& suite) {
+//         const Image image = suite.radiograph(), scratch = suite.scratch();
+//         suite.add({"invert", [=] { Invert_Image(image, scratch); }, 0.65});
+//     });
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lumo_legacy.h"
+
+namespace lumo::bench {
+
+using Work = std::function<void()>;
+
+/// Another way to do the same, and what is asked of ours beside it.
+struct Peer {
+    std::string name;
+    Work run;
+    /// Ours is at least so many times as fast; 0: shown only.
+    double timesFaster = 0;
+    /// Instead: ours takes at most the peer's time and so many raster copies.
+    std::optional<double> plusCopies = {};
+};
+
+struct Operation {
+    std::string name;
+    Work own;
+    /// Our time is at most that of so many copies of the raster; 0: shown only.
+    double copies = 0;
+    std::vector<Peer> peers = {};
+    /// Runs untimed before each timed call of ours, say to refill a raster that is changed in
+    /// place.
+    Work prepare = {};
+};
+
+/// What a bench file hands over, and the rasters that it may use while the benchmarks run.
+class Suite {
+public:
+    /// A suite of square rasters with this side.
+    explicit Suite(int side);
+    ~Suite();
+    Suite(const Suite&) = delete;
+    Suite& operator=(const Suite&) = delete;
+
+    void add(Operation operation) { operations_.push_back(std::move(operation)); }
+
+    /// A radiograph: smooth fields with edges, quantum noise and a dark rim. Not to be changed.
+    [[nodiscard]] Image radiograph() const;
+    /// A raster of the same size that any operation may write to.
+    [[nodiscard]] Image scratch() const;
+    /// Another raster of the same size, filled by the given function of the pixel's number.
+    [[nodiscard]] Image filled(const std::function<std::uint16_t(std::size_t)>& valueOf);
+    /// A length on a raster of 3072 pixels, scaled to the suite's own.
+    [[nodiscard]] int scaled(int length) const { return length * side_ / 3072; }
+
+    [[nodiscard]] const std::vector<Operation>& operations() const { return operations_; }
+
+private:
+    int side_;
+    std::vector<std::unique_ptr<std::uint16_t[]>> rasters_;
+    std::vector<Operation> operations_;
+};
+
+/// Registers a function that declares operations; objects of this type are static.
+class Group {
+public:
+    explicit Group(void (*declare)(Suite&));
+};
+
+}  // namespace lumo::bench
