@@ -42,6 +42,10 @@ std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept 
                        [=](char* to, std::size_t count) { return read(descriptor, to, count); });
 }
 
+bool seekTo(std::FILE* file, std::uint64_t offset) noexcept {
+    return lseek(fileno(file), static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
 bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept {
     const WriteSignalGuard guard;
     const int descriptor = fileno(file);
