@@ -1,7 +1,10 @@
 // Flat-field calibration: gains from a reference exposure into a file, and an image corrected by
 // such a file.
 #include <algorithm>
+#include <array>
+#include <numeric>
 #include <string>
+#include <vector>
 
 #include "calibration/gain_table.h"
 #include "calibration/smooth_mean.h"
@@ -45,11 +48,39 @@ bool hasRaster(const lmImage* image) {
     return image != nullptr && image->data != nullptr && image->width != 0 && image->height != 0;
 }
 
-bool writeTable(std::FILE* file, Source reference, GainRange range, const CodeRows& codes) {
-    const float mean = centralMean(reference);
+/// Gain codes of whole rasters. A large one has far more pixels than there are grey values, so the
+/// code of each value is found once.
+class GainCoder {
+public:
+    /// Takes what memory it needs for that many pixels.
+    explicit GainCoder(std::size_t pixels) : table_(pixels >= 4 * values ? values : 0) {}
+
+    void prepare(float mean, GainRange range) {
+        mean_ = mean;
+        range_ = range;
+        std::array<std::uint16_t, 256> ramp;
+        for (std::size_t first = 0; first < table_.size(); first += ramp.size()) {
+            std::iota(ramp.begin(), ramp.end(), static_cast<std::uint16_t>(first));
+            gainCodes(ramp.data(), mean, range, &table_[first], static_cast<int>(ramp.size()));
+        }
+    }
+    void encode(const std::uint16_t* pixels, std::uint16_t* codes, int count) const {
+        if (table_.empty()) return gainCodes(pixels, mean_, range_, codes, count);
+        const std::uint16_t* table = table_.data();
+        for (int i = 0; i < count; ++i) codes[i] = table[pixels[i]];
+    }
+
+private:
+    static constexpr std::size_t values = 65536;
+    float mean_ = 1;
+    GainRange range_{0, 0};
+    std::vector<std::uint16_t> table_;
+};
+
+bool writeTable(std::FILE* file, Source reference, const GainCoder& coder, const CodeRows& codes) {
     for (int y = 0; y < reference.height; y += codes.rows()) {
         const int rows = std::min(codes.rows(), reference.height - y);
-        gainCodes(reference.row(y), mean, range, codes.row(0), rows * reference.width);
+        coder.encode(reference.row(y), codes.row(0), rows * reference.width);
         if (!writeBytes(file, codes.row(0), codes.bytesOf(rows))) return false;
     }
     return true;
@@ -59,7 +90,9 @@ void createCalibration(lmImage* reference, std::uint16_t smoothWidth, std::uint1
                        std::uint16_t minPercent, std::uint16_t maxPercent, const char* fileName) {
     if (minPercent >= 100 || maxPercent <= 100) raise(LumoErrorParameter);
     if (!hasRaster(reference)) raise(LumoErrorImage);
-    const CodeRows codes(reference->width, reference->height);
+    const Source raster = asSource(viewOf(*reference));
+    const CodeRows codes(raster.width, raster.height);
+    GainCoder coder(raster.count());
     Smooth_Mean({reference->width, reference->height, reference->data}, smoothWidth, smoothHeight);
     FilePtr file = openFile(fileName, "wb");
     if (!file) raise(LumoErrorOpen);
@@ -71,9 +104,9 @@ void createCalibration(lmImage* reference, std::uint16_t smoothWidth, std::uint1
     header.minPercent = minPercent;
     header.maxPercent = maxPercent;
     const auto bytes = header.bytes();
-    const bool written =
-        writeBytes(file.get(), bytes.data(), bytes.size()) &&
-        writeTable(file.get(), asSource(viewOf(*reference)), {minPercent, maxPercent}, codes);
+    coder.prepare(centralMean(raster), {minPercent, maxPercent});
+    const bool written = writeBytes(file.get(), bytes.data(), bytes.size()) &&
+                         writeTable(file.get(), raster, coder, codes);
     if (!closeWritten(std::move(file)) || !written) raise(LumoErrorWrite);
 }
 

@@ -14,13 +14,15 @@ namespace {
 LUMO_INLINE void encode(const std::uint16_t* __restrict pixels, float mean, GainRange range,
                         std::uint16_t* __restrict codes, int count) {
     const double scale = 65535.0 / range.span();
+    const auto lowest = static_cast<double>(range.lowest);
     for (int i = 0; i < count; ++i) {
-        const float pixel = pixels[i];
-        const float gain =
-            std::clamp(pixels[i] == 0 ? 1.0F : mean / pixel, range.lowest, range.highest);
-        const double code = (static_cast<double>(gain) - static_cast<double>(range.lowest)) * scale;
-        codes[i] =
-            static_cast<std::uint16_t>(static_cast<std::int32_t>(std::clamp(code, 0.0, 65535.0)));
+        const bool none = pixels[i] == 0;
+        float gain = (none ? 1.0F : mean) / (none ? 1.0F : static_cast<float>(pixels[i]));
+        gain = gain < range.lowest ? range.lowest : gain;
+        gain = gain > range.highest ? range.highest : gain;
+        // The limits give 0 and, within a rounding that the cut removes, 65535.
+        const double code = (static_cast<double>(gain) - lowest) * scale;
+        codes[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(code));
     }
 }
 
@@ -29,8 +31,9 @@ LUMO_INLINE void correct(std::uint16_t* __restrict pixels, GainRange range,
     const double step = range.span() / 65535.0;
     for (int i = 0; i < count; ++i) {
         const auto gain = static_cast<float>(codes[i] * step + static_cast<double>(range.lowest));
-        const double value = pixels[i] * static_cast<double>(gain);
-        pixels[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(std::min(value, 65535.0)));
+        // At most 65535 * 655.35, so the cut may come before the limit.
+        const auto value = static_cast<std::int32_t>(pixels[i] * static_cast<double>(gain));
+        pixels[i] = static_cast<std::uint16_t>(std::min(value, 65535));
     }
 }
 

@@ -9,7 +9,8 @@
 namespace lumo {
 namespace {
 
-constexpr std::size_t lanes = 16;
+constexpr int lanes = 16;
+constexpr int line = 32;  // pixels
 typedef std::uint16_t Lanes __attribute__((vector_size(lanes * sizeof(std::uint16_t))));
 
 LUMO_INLINE void loadReversed(Lanes& to, const std::uint16_t* from) {
@@ -17,35 +18,42 @@ LUMO_INLINE void loadReversed(Lanes& to, const std::uint16_t* from) {
     to = __builtin_shufflevector(to, to, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
-LUMO_INLINE void reverse(std::uint16_t* front, std::uint16_t* back) {
-    for (; static_cast<std::size_t>(back - front) >= 2 * lanes; front += lanes, back -= lanes) {
-        Lanes first, last;
-        loadReversed(first, front);
-        loadReversed(last, back - lanes);
-        std::memcpy(front, &last, sizeof last);
-        std::memcpy(back - lanes, &first, sizeof first);
+/// @param ahead  bytes from either end to what the caller will reverse soon after; 0: none
+LUMO_INLINE void reverse(std::uint16_t* front, std::uint16_t* back, std::ptrdiff_t ahead) {
+    for (; back - front >= 2 * line; front += line, back -= line) {
+        if (ahead != 0) {
+            __builtin_prefetch(reinterpret_cast<char*>(front) + ahead);
+            __builtin_prefetch(reinterpret_cast<char*>(back - line) + ahead);
+        }
+        for (int k = 0; k < line; k += lanes) {
+            Lanes first, last;
+            loadReversed(first, front + k);
+            loadReversed(last, back - lanes - k);
+            std::memcpy(front + k, &last, sizeof last);
+            std::memcpy(back - lanes - k, &first, sizeof first);
+        }
     }
     std::reverse(front, back);
 }
 
 LUMO_INLINE void reverseEach(Target raster) {
-    constexpr int ahead = 2;  // rows: the walk from both ends to the middle hides what comes next
-    constexpr int line = 32;
+    constexpr int rowsAhead = 2;  // the walk from both ends to the middle hides what comes next
     for (int y = 0; y < raster.height; ++y) {
+        const bool more = y + rowsAhead < raster.height;
         std::uint16_t* row = raster.row(y);
-        if (y + ahead < raster.height)
-            for (int x = 0; x < raster.width; x += line)
-                __builtin_prefetch(row + ahead * raster.width + x, 1);
-        reverse(row, row + raster.width);
+        reverse(row, row + raster.width, more ? std::ptrdiff_t{rowsAhead} * raster.width * 2 : 0);
     }
+}
+
+LUMO_INLINE void reverseAll(Target raster) {
+    reverse(raster.pixels, raster.pixels + raster.count(), 0);
 }
 
 LUMO_INLINE void exchange(std::uint16_t* __restrict a, std::uint16_t* __restrict b, int count) {
     for (int i = 0; i < count; ++i) std::swap(a[i], b[i]);
 }
 
-LUMO_LEVELS(void, reverseAtLevel, reverse, (std::uint16_t * front, std::uint16_t* back),
-            (front, back))
+LUMO_LEVELS(void, reverseAllAtLevel, reverseAll, (Target raster), (raster))
 LUMO_LEVELS(void, reverseEachAtLevel, reverseEach, (Target raster), (raster))
 LUMO_LEVELS(void, exchangeAtLevel, exchange, (std::uint16_t * a, std::uint16_t* b, int count),
             (a, b, count))
@@ -53,7 +61,7 @@ LUMO_LEVELS(void, exchangeAtLevel, exchange, (std::uint16_t * a, std::uint16_t* 
 }  // namespace
 
 void reverseRaster(Target raster) {
-    reverseAtLevel(raster.pixels, raster.pixels + raster.count());
+    reverseAllAtLevel(raster);
 }
 
 void reverseRows(Target raster) {

@@ -20,6 +20,8 @@ namespace lumo {
 namespace {
 
 constexpr int stripWidth = 512;
+constexpr int prefetchStep = 8;   // columns
+constexpr int prefetchRows = 16;  // of the target
 constexpr double margin = 1.0 / 1024;
 
 /// Columns first to last - 1 of a strip.
@@ -78,7 +80,9 @@ std::uint16_t pixelAtRim(Source source, double sx, double sy) {
 }
 
 /// Columns whose four source pixels lie inside. Positions are not negative here, so a cut is floor.
-LUMO_INLINE void interpolate(Source source, Strip& strip, Span span, std::uint16_t* to) {
+/// @param ahead  from a source pixel to the one that the same column takes some rows later
+LUMO_INLINE void interpolate(Source source, Strip& strip, Span span, std::ptrdiff_t ahead,
+                             std::uint16_t* to) {
     if (span.first == span.last) return;
     const int nearY = static_cast<int>(std::min(strip.y[span.first], strip.y[span.last - 1]));
     const int base = std::max(nearY - 1, 0), width = source.width;
@@ -90,6 +94,8 @@ LUMO_INLINE void interpolate(Source source, Strip& strip, Span span, std::uint16
         strip.offset[i] = (y0 - base) * width + x0;
     }
     const std::uint16_t *upper = source.row(base), *lower = upper + width;
+    for (int i = span.first; i < span.last; i += prefetchStep)
+        __builtin_prefetch(upper + strip.offset[i] + ahead);
     for (int i = span.first; i < span.last; ++i) {
         std::memcpy(&strip.upper[i], upper + strip.offset[i], sizeof strip.upper[i]);
         std::memcpy(&strip.lower[i], lower + strip.offset[i], sizeof strip.lower[i]);
@@ -110,6 +116,8 @@ LUMO_INLINE void rotateStrip(Source source, const Rotation& r, Target target, in
         strip.x[i] = fromCentreX * r.cosine + fromCentreY * r.sine + r.centreX;
         strip.y[i] = fromCentreX * r.sine - fromCentreY * r.cosine + r.centreY;
     }
+    const std::ptrdiff_t ahead =
+        std::lround(prefetchRows * r.cosine) * source.width - std::lround(prefetchRows * r.sine);
     for (int j = 0; j < target.height; ++j) {
         const auto columns = [&](double beyond) {
             const Span all{0, count};
@@ -123,7 +131,7 @@ LUMO_INLINE void rotateStrip(Source source, const Rotation& r, Target target, in
         std::fill(to, to + touched.first, std::uint16_t{0});
         for (int i = touched.first; i < inside.first; ++i)
             to[i] = pixelAtRim(source, strip.x[i], strip.y[i]);
-        interpolate(source, strip, inside, to);
+        interpolate(source, strip, inside, ahead, to);
         for (int i = inside.last; i < touched.last; ++i)
             to[i] = pixelAtRim(source, strip.x[i], strip.y[i]);
         std::fill(to + touched.last, to + count, std::uint16_t{0});

@@ -14,6 +14,7 @@ namespace lumo {
 namespace {
 
 constexpr int stripWidth = 512;  // the source rows that a strip touches at a time stay in the cache
+constexpr int rowsAhead = 4;     // between fetching a row and taking from it
 constexpr int chunk = 16;        // pixels copied at once
 
 /// A distance as a whole number of pixels; beyond 65536 no pixel of any image is left.
@@ -64,12 +65,25 @@ LUMO_INLINE void fillRun(std::uint16_t* to, Run run, int end, const std::uint16_
     std::fill(to + until, to + run.last, std::uint16_t{0});
 }
 
+/// Fetches what the strip will take of a source row. Its runs come to a row one after the other,
+/// each at its own time and in small pieces, which the processor does not foresee.
+LUMO_INLINE void prefetchRow(Source source, const Shear& shear, int y, int first, int end) {
+    if (y < 0 || y >= source.height) return;
+    constexpr int line = 32;
+    const int shift = shear.ofRow(y);
+    const int from = std::clamp(first + shift, 0, source.width);
+    const int until = std::clamp(end + shift, 0, source.width);
+    for (int x = from; x < until; x += line) __builtin_prefetch(source.row(y) + x);
+}
+
 LUMO_INLINE void shearStrip(Source source, const Shear& shear, Target target, int first) {
     Run runs[stripWidth];
     const int end = std::min(first + stripWidth, target.width);
     const int count = findRuns(shear, first, end, runs);
+    const int deepest = std::max(runs[0].shift, runs[count - 1].shift);
     for (int y = 0; y < target.height; ++y) {
         std::uint16_t* to = target.row(y);
+        prefetchRow(source, shear, y + deepest + rowsAhead, first, end);
         for (int i = 0; i < count; ++i) {
             const int from = y + runs[i].shift;
             if (from < 0 || from >= source.height)
