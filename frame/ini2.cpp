@@ -155,7 +155,8 @@ int ini2::get(const char* section, const char* key, char* value, const char* fal
     if (!value) return missing;
     const auto copy = [&](std::string_view text) {
         text = text.substr(0, valueSize - 1);
-        std::memmove(value, text.data(), text.size());  // a fallback may be the buffer itself
+        // A fallback may be the buffer itself.
+        if (!text.empty()) std::memmove(value, text.data(), text.size());
         value[text.size()] = '\0';
         return 0;
     };

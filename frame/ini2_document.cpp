@@ -21,8 +21,8 @@ std::vector<Piece> piecesOf(std::string_view text) {
         if (begin != end) pieces.push_back({{begin, static_cast<std::size_t>(end - begin)}, at});
         begin = end;
     };
-    while (!text.empty()) {
-        const std::string_view line = takeLine(text);
+    std::string_view line;
+    for (Lines lines(text); lines.next(line);) {
         if (readEntry(line, scratch, entry)) {
             const char* const start = comment ? comment : line.data();
             add(start, Piece::noEntry);
@@ -30,7 +30,7 @@ std::vector<Piece> piecesOf(std::string_view text) {
         }
         comment = line.starts_with(commentMark) ? line.data() : nullptr;
     }
-    add(text.data(), Piece::noEntry);
+    add(text.data() + text.size(), Piece::noEntry);
     return pieces;
 }
 
@@ -44,7 +44,8 @@ bool isPartOf(std::string_view text, std::string_view part) {
 Piece* walkPieces(Block& block, std::string_view key) {
     if (!block.content) return nullptr;
     for (Piece& piece : block.content->pieces)
-        if (piece.isEntry() && !findEntry(piece.line(), key).empty()) return &piece;
+        if (piece.isEntry() && mayBegin(piece.line(), key) && !findEntry(piece.line(), key).empty())
+            return &piece;
     return nullptr;
 }
 
@@ -55,23 +56,28 @@ Content& contentOf(Block& block) {
     return *block.content;
 }
 
-Document::Document(std::string_view source) {
+Document::Document(std::string_view source) : source_(source) {
     constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
     std::size_t at = 0;
     while (source.substr(at).starts_with(utf8Mark)) at += utf8Mark.size();
     byteOrderMark_ = source.substr(0, at);
-    source.remove_prefix(at);
-    at = findHeader(source, 0);
-    blocks_.emplace_back().unread = source.substr(0, at);
-    while (at < source.size()) {
-        std::string_view rest = source.substr(at);
-        Block& block = blocks_.emplace_back();
-        block.header = takeLine(rest);
-        const std::size_t begin = at + block.header.size();
-        at = findHeader(source, begin);
-        block.unread = source.substr(begin, at - begin);
-        block.order = static_cast<std::uint32_t>(blocks_.size() - 1);
+    source_.remove_prefix(at);
+}
+
+void Document::split() {
+    if (!blocks_.empty()) return;
+    Header header = findHeader(source_, 0);
+    std::deque<Block> blocks(1);
+    blocks[0].unread = source_.substr(0, header.at);
+    while (header.at < source_.size()) {
+        Block& block = blocks.emplace_back();
+        block.header = firstLine(source_.substr(header.at));
+        const std::size_t begin = header.at + block.header.size();
+        header = findHeader(source_, begin);
+        block.unread = source_.substr(begin, header.at - begin);
+        block.order = static_cast<std::uint32_t>(blocks.size() - 1);
     }
+    blocks_.swap(blocks);
 }
 
 std::string_view Document::keep(std::string_view text) {
@@ -98,13 +104,14 @@ Section Document::find(std::string_view name) {
         const auto at = sections_->find(name);
         return at == sections_->end() ? Section{} : at->second;
     }
+    split();
     const bool plantTree = ++walks_ > walksBeforeTree;
     std::map<std::string_view, Section> tree;
     Section found;
     std::string scratch;
     for (Block& block : blocks_) {
         if (block.header.empty()) continue;
-        const std::string_view other = plain(headerName(block.header), scratch);
+        const std::string_view other = plain(findHeader(block.header, 0).name, scratch);
         if (other == name) found.link(block);
         if (plantTree) tree[isPartOf(block.header, other) ? other : keep(other)].link(block);
     }
@@ -173,6 +180,7 @@ Piece* Document::findPiece(Section section, std::string_view key) {
 }
 
 std::string_view Document::findLine(std::string_view section, std::string_view key) {
+    if (blocks_.empty() && ++walks_ <= walksBeforeTree) return findEntry(source_, section, key);
     const Section found = find(section);
     if (!found) return {};
     if (entriesOf(found)) {

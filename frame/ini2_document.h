@@ -99,6 +99,7 @@ public:
     void copyTo(char* target) const;
 
 private:
+    void split();
     Section find(std::string_view name);
     Section addBlock(std::string_view name, std::string_view header);
     std::string_view keep(std::string_view text);
@@ -112,6 +113,8 @@ private:
                std::string_view line);
     Piece& append(Section section);
     void endLastLine(Block& block);
+    template <class Sink>
+    void emit(Sink sink) const;
 
     void mergePreamble(Document& other);
     void copyBlock(std::string_view name, const Block& block);
@@ -122,7 +125,8 @@ private:
 
     std::pmr::monotonic_buffer_resource arena_{std::pmr::new_delete_resource()};
     std::string_view byteOrderMark_;
-    std::deque<Block> blocks_;  ///< the first one has no header
+    std::string_view source_;   ///< without that mark
+    std::deque<Block> blocks_;  ///< none until needed; the first one has no header
     std::optional<std::map<std::string_view, Section>> sections_;
     std::uint32_t walks_ = 0;
 };

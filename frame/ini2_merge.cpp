@@ -5,13 +5,15 @@
 namespace lumo::ini {
 
 void Document::merge(Document& other) {
+    split();
+    other.split();
     const std::size_t known = blocks_.size();
     mergePreamble(other);
     std::string scratch;
     for (std::size_t i = 1; i < other.blocks_.size(); ++i) {
         Block& block = other.blocks_[i];
         if (block.header.empty()) continue;
-        const std::string_view name = plain(headerName(block.header), scratch);
+        const std::string_view name = plain(findHeader(block.header, 0).name, scratch);
         const Section section = find(name);
         if (!section || section.first->order >= known) {
             copyBlock(name, block);
@@ -72,8 +74,9 @@ void Document::mergeEntry(Section section, std::string_view key, std::string_vie
 void Document::mergeOthers(Section section, std::string_view lines) {
     if (lines.empty()) return;
     LineSet& others = othersOf(section);
-    while (!lines.empty()) {
-        const std::string_view line = ended(takeLine(lines));
+    std::string_view line;
+    for (Lines rest(lines); rest.next(line);) {
+        line = ended(line);
         if (others.contains(line)) continue;
         const std::string_view kept = keep(line);
         append(section) = {kept};
@@ -89,8 +92,9 @@ LineSet& Document::othersOf(Section section) {
     for (Block* block = section.first; block; block = block->next) {
         parse(*block);
         for (const Piece& piece : contentOf(*block).pieces) {
-            std::string_view text = piece.isEntry() ? piece.comment() : piece.text;
-            while (!text.empty()) lines->insert(ended(takeLine(text)));
+            std::string_view line;
+            for (Lines rest(piece.isEntry() ? piece.comment() : piece.text); rest.next(line);)
+                lines->insert(ended(line));
         }
     }
     others = std::move(lines);

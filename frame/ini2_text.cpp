@@ -2,11 +2,16 @@
 #include "frame/ini2_text.h"
 
 #include <algorithm>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace lumo::ini {
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n";
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
 
 bool isControl(char c) {
     const auto code = static_cast<unsigned char>(c);
@@ -14,9 +19,9 @@ bool isControl(char c) {
 }
 
 std::string_view trim(std::string_view text) {
-    const std::size_t begin = text.find_first_not_of(blanks);
-    if (begin == text.npos) return text.substr(text.size());
-    return text.substr(begin, text.find_last_not_of(blanks) + 1 - begin);
+    while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
+    while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
+    return text;
 }
 
 int hexDigit(char c) {
@@ -94,22 +99,39 @@ bool isOpenLine(std::string_view line) {
     return line.starts_with(lineMark) && withoutEnd(line).ends_with('%');
 }
 
-std::size_t findHeader(std::string_view text, std::size_t from) {
-    for (std::size_t at = from; (at = text.find('[', at)) != text.npos;) {
-        if (at > from && text[at - 1] != '\n') {
-            ++at;
-            continue;
+void Lines::searchOn() {
+    block_ = searched_;
+    const char* const bytes = text_.data() + block_;
+    const std::size_t count = std::min<std::size_t>(text_.size() - block_, 64);
+    searched_ += count;
+#ifdef __SSE2__  // a memchr for each line takes twice as long: lines are short
+    if (count == 64) {
+        for (int i = 0; i < 4; ++i) {
+            const __m128i part = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes) + i);
+            const int equal = _mm_movemask_epi8(_mm_cmpeq_epi8(part, _mm_set1_epi8('\n')));
+            ends_ |= static_cast<std::uint64_t>(equal) << 16 * i;
         }
-        std::string_view rest = text.substr(at);
-        const std::string_view line = takeLine(rest);
-        if (line.find(']') != line.npos) return at;
-        at += line.size();
+        return;
     }
-    return text.npos;
+#endif
+    for (std::size_t i = 0; i < count; ++i) ends_ |= std::uint64_t{bytes[i] == '\n'} << i;
 }
 
-std::string_view headerName(std::string_view header) {
-    return trim(header.substr(1, header.find(']') - 1));
+std::string_view firstLine(std::string_view text) {
+    const std::size_t end = text.find('\n');
+    return end == text.npos ? text : text.substr(0, end + 1);
+}
+
+Header findHeader(std::string_view text, std::size_t from) {
+    for (std::size_t at = from; (at = text.find('[', at)) != text.npos; ++at) {
+        if (at > 0 && text[at - 1] != '\n') continue;
+        std::size_t end = at;
+        while (end < text.size() && text[end] != ']' && text[end] != '\n') ++end;
+        if (end < text.size() && text[end] == ']')
+            return {at, trim(text.substr(at + 1, end - at - 1))};
+        at = end - 1;
+    }
+    return {text.size(), {}};
 }
 
 std::string_view plain(std::string_view coded, std::string& scratch) {
@@ -132,16 +154,34 @@ bool readEntry(std::string_view line, std::string& scratch, Entry& entry) {
     return !entry.key.empty();
 }
 
+std::string_view findEntry(std::string_view text, std::string_view section, std::string_view key) {
+    std::string scratch;
+    for (Header header = findHeader(text, 0); header.at < text.size();) {
+        if (plain(header.name, scratch) == section) {
+            const std::size_t begin = header.at + firstLine(text.substr(header.at)).size();
+            header = findHeader(text, begin);
+            const std::string_view line = findEntry(text.substr(begin, header.at - begin), key);
+            if (!line.empty()) return line;
+        } else {
+            header = findHeader(text, header.at + 1);
+        }
+    }
+    return {};
+}
+
 bool mayBegin(std::string_view line, std::string_view key) {
-    constexpr std::string_view special = ";% \t\r";
-    return line.starts_with(key) || special.find(line[0]) != special.npos;
+    const char first = line[0];
+    if (first == ';' || first == '%' || isBlank(first)) return true;
+    if (key.empty()) return true;
+    // Numbered keys differ at their ends: looking there first saves most calls.
+    return key.size() <= line.size() && line[key.size() - 1] == key.back() && line.starts_with(key);
 }
 
 std::string_view findEntry(std::string_view text, std::string_view key) {
     std::string lineScratch, keyScratch;
     Entry entry;
-    while (!text.empty()) {
-        const std::string_view line = takeLine(text);
+    std::string_view line;
+    for (Lines lines(text); lines.next(line);) {
         if (mayBegin(line, key) && readEntry(line, lineScratch, entry) &&
             plain(entry.key, keyScratch) == key)
             return line;

@@ -31,16 +31,6 @@ void eachChunk(const Block& block, Receiver&& receive) {
     for (const Piece& piece : block.content->pieces) receive(piece.text);
 }
 
-template <class Sink>
-void emit(std::string_view byteOrderMark, const std::deque<Block>& blocks, Sink sink) {
-    sink(byteOrderMark);
-    Joiner<Sink> join{sink};
-    for (const Block& block : blocks) {
-        join(block.header);
-        eachChunk(block, join);
-    }
-}
-
 }  // namespace
 
 std::string belowHeader(const Block& block) {
@@ -55,8 +45,8 @@ std::optional<int> Document::maxIndex(std::string_view section, std::string_view
     std::string lineScratch, scratch;
     Entry entry;
     const auto consider = [&](std::string_view text) {
-        while (!text.empty()) {
-            const std::string_view line = takeLine(text);
+        std::string_view line;
+        for (Lines lines(text); lines.next(line);) {
             if (!mayBegin(line, prefix) || !readEntry(line, lineScratch, entry)) continue;
             const std::string_view key = plain(entry.key, scratch);
             if (!key.starts_with(prefix)) continue;
@@ -76,8 +66,8 @@ std::optional<int> Document::maxIndex(std::string_view section, std::string_view
 std::string Document::body(std::string_view section) {
     std::string bytes;
     const auto decode = [&](std::string_view text) {
-        while (!text.empty()) {
-            const std::string_view line = takeLine(text);
+        std::string_view line;
+        for (Lines lines(text); lines.next(line);) {
             if (!line.starts_with(lineMark)) {
                 bytes.append(line);
                 continue;
@@ -94,8 +84,8 @@ std::string Document::body(std::string_view section) {
 
 void Document::setBody(std::string_view section, std::string_view bytes, const char* comment) {
     std::string text;
-    while (!bytes.empty()) {
-        std::string_view line = takeLine(bytes);
+    std::string_view line;
+    for (Lines lines(bytes); lines.next(line);) {
         const bool isEnded = line.ends_with('\n');
         if (isEnded) line.remove_suffix(1);
         encodeLine(text, line, isEnded);
@@ -115,15 +105,25 @@ void Document::setBody(std::string_view section, std::string_view bytes, const c
     if (sections_) sections_->find(section)->second.last = &first;
 }
 
+template <class Sink>
+void Document::emit(Sink sink) const {
+    sink(byteOrderMark_);
+    if (blocks_.empty()) return sink(source_);
+    Joiner<Sink> join{sink};
+    for (const Block& block : blocks_) {
+        join(block.header);
+        eachChunk(block, join);
+    }
+}
+
 std::size_t Document::size() const {
     std::size_t total = 0;
-    emit(byteOrderMark_, blocks_, [&](std::string_view chunk) { total += chunk.size(); });
+    emit([&](std::string_view chunk) { total += chunk.size(); });
     return total;
 }
 
 void Document::copyTo(char* target) const {
-    emit(byteOrderMark_, blocks_,
-         [&](std::string_view chunk) { target = std::copy(chunk.begin(), chunk.end(), target); });
+    emit([&](std::string_view chunk) { target = std::copy(chunk.begin(), chunk.end(), target); });
 }
 
 }  // namespace lumo::ini

@@ -16,6 +16,10 @@ public:
 
 private:
     std::array<std::uint16_t, 256> values_;
+    std::uint16_t whiteLevel_;
+    /// Whether whole numbers give the values of the formula in double precision, to the last bit:
+    /// they do unless a rounded factor pulls a whole value just below itself.
+    bool inWholeNumbers_ = true;
 };
 
 }  // namespace lumo

@@ -15,13 +15,19 @@
 
 #include <stdint.h>
 
-/** Version of these headers; LumoGetVersion() tells that of the library in use. @{ */
-#define LUMO_VERSION_MAJOR 2
-#define LUMO_VERSION_MINOR 2
-#define LUMO_VERSION_PATCH 1
-#define LUMO_VERSION "2.2.1"
+/**
+ * @name Version of these headers
+ * LumoGetVersion() tells that of the library in use.
+ * @{
+ */
+#define LUMO_VERSION_MAJOR 2 /**< changes when callers have to be compiled anew */
+#define LUMO_VERSION_MINOR 2 /**< changes with new functions */
+#define LUMO_VERSION_PATCH 1 /**< changes with mended faults */
+#define LUMO_VERSION "2.2.1" /**< as a text */
 /** @} */
 
+/** @def LUMO_API
+ * Marks what the library exports. */
 #if defined(__GNUC__)
 #define LUMO_API __attribute__((visibility("default")))
 #else
@@ -87,7 +93,10 @@ typedef struct lmImage {
     char* metaData;                  /**< the metadata, INI text */
 } lmImage;
 
-/** @name Version and failures @{ */
+/**
+ * @name Version and failures
+ * @{
+ */
 
 /**
  * Version of the library and of the libpng it uses.
@@ -116,7 +125,10 @@ LUMO_API const char* lmtErrorMessage(int code);
 const char* lumoLogDirectory(void);
 
 /** @} */
-/** @name Image life cycle @{ */
+/**
+ * @name Image life cycle
+ * @{
+ */
 
 /**
  * Creates an image with the current time as its "Creation Time". Pixels are not initialised. A
@@ -259,7 +271,10 @@ LUMO_API int LumoRotateImage(lmImage* image, int angle);
 LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
 
 /** @} */
-/** @name Image files @{ */
+/**
+ * @name Image files
+ * @{
+ */
 
 /**
  * Reads an image file, recognised by its first bytes, into a new image in the place. A record that
@@ -272,6 +287,8 @@ LUMO_API int LumoReadImage(lmImage** place, const char* fileName);
 
 /**
  * Writes an image file.
+ * @param image     with a raster; only read
+ * @param fileName  with an extension, unless the format is given; an existing file is replaced
  * @param format  an ::ImageFormat; FormatAuto chooses by the extension, in any case. FormatGif and
  * an unknown extension write nothing and give 0
  * @return 0; -1 for a name without extension and FormatAuto, or an 8-bit file that cannot be

@@ -1,7 +1,7 @@
 /**
  * @file lumo_legacy.h
  * The older functions on plain rasters without metadata: records, 8-bit coding, raw files, the
- * information file as a record, the script path.
+ * information file as a record, measuring, raster operations, greyscale mapping, the script path.
  *
  * An lmImage begins with the fields of an Image, so its raster can be handed to these functions:
  * `Image raster = {image->width, image->height, image->data};`. Results are 0 or a negative
@@ -30,6 +30,44 @@ typedef struct FImage {
     uint16_t height; /**< rows */
     float* data;     /**< width x height values, or null */
 } FImage;
+
+/** A region of interest. Callers may give the corners in either order. */
+typedef struct Roi {
+    int32_t x1; /**< first column */
+    int32_t y1; /**< first row */
+    int32_t x2; /**< last column, inclusive */
+    int32_t y2; /**< last row, inclusive */
+} Roi;
+
+/** Statistics of an image or a region. */
+typedef struct ImageValue {
+    uint32_t size; /**< 24, the record's bytes */
+    uint16_t min;  /**< smallest grey value, or the lower limit */
+    uint16_t max;  /**< largest grey value, or the upper limit */
+    double mean;   /**< mean grey value */
+    double sigma;  /**< standard deviation of the population; 0 between limits */
+} ImageValue;
+
+/**
+ * The mode of a look-up table: the number of a curve in the low 8 bits (one that is not listed is
+ * the identity), combined with flags.
+ */
+enum LutMode {
+    CurveLinear = 0,                 /**< proportional */
+    CurveSquareRoot = 1,             /**< square root of the distance from lo */
+    CurveLogarithm = 2,              /**< logarithm of the distance from lo */
+    CurveQuadratic = 3,              /**< square of the distance from lo */
+    CurveExponential = 4,            /**< 65535 to the power of the part of the window */
+    CurveThresholdQuarter = 5,       /**< 0 up to a quarter of the window, 65535 above */
+    CurveThresholdHalf = 6,          /**< the same at its middle */
+    CurveThresholdThreeQuarters = 7, /**< the same at three quarters */
+    CurveSigmoid = 8,                /**< arctangent over the logarithm of the grey value */
+    CurveShiftedSquareRoot = 9,      /**< difference of the square roots of v and lo */
+    CurveIdentity = 10,              /**< every grey value as it is */
+    LutCurveMask = 0x00FF,           /**< the bits that hold the curve */
+    LutMirror = 0x4000,              /**< flag: entry v is that of 65535 - v, after an inversion */
+    LutInvert = 0x8000               /**< flag: every entry e becomes 65535 - e */
+};
 
 /** An 8-bit raster as WriteImage8Rot() takes it. Fields named `unused` are not read. */
 typedef struct Image8 {
@@ -85,7 +123,10 @@ typedef struct ImageInfo {
  */
 LUMO_API int Get_Version(char* text);
 
-/** @name Rasters @{ */
+/**
+ * @name Rasters
+ * @{
+ */
 
 /**
  * Allocates a raster, not initialised; one that the record holds already is not released. Logs.
@@ -107,6 +148,8 @@ LUMO_API int Destroy_FImage(FImage* image);
  * Widens 8-bit codes v to v * v * scale / 65535, truncated, at most 65535.
  * @param source  width x height codes
  * @param target  [out] width x height values
+ * @param width   codes per row
+ * @param height  rows
  * @param scale   the white level: code 255 stands for 65025 * scale / 65535
  * @return 0; -2 if an array is null
  */
@@ -118,6 +161,8 @@ LUMO_API int Convert_Image8_16(const uint8_t* source, uint16_t* target, int32_t 
  * value below 65535 that occurs (65535 if there is none).
  * @param source    width x height values
  * @param target    [out] width x height codes
+ * @param width     values per row
+ * @param height    rows
  * @param reserved  no effect
  * @param maximum   [out] M, the white level for the way back
  * @return 0; -2 if an array or the output is null
@@ -144,6 +189,7 @@ LUMO_API int Get_ImageInfo(ImageInfo* info, const char* imageFileName);
 
 /**
  * Reads the extended header block.
+ * @param imageFileName  name of the image, which need not exist
  * @param block  [out] room for as many bytes as Get_ImageExtraHeaderSize() tells
  * @return the number of bytes delivered; 0 if there is no file, no block or nowhere to put it
  */
@@ -155,7 +201,8 @@ LUMO_API int Get_ImageExtraHeaderSize(const char* imageFileName);
 /**
  * Keeps a copy of an extended header block in the process's one slot, instead of an earlier one.
  * Not safe in several threads at once.
- * @param size  bytes; 0 or a null block empties the slot
+ * @param size   bytes; 0 empties the slot
+ * @param block  copied; null empties the slot
  * @return 0; -8 without memory (the slot is then empty)
  */
 LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
@@ -188,6 +235,223 @@ LUMO_API int Write_Image(const char* fileName, Image image);
  * -16 not fully written
  */
 LUMO_API int WriteImage8Rot(Image8 image, const char* fileName, int rotation);
+
+/** @} */
+/**
+ * @name Measuring
+ * Images are only read. Percentile limits are parts per million of the pixel count (10000 is 1 %);
+ * a negative one is not searched, more than 40 % counts as 40 %, and grey values 0 and 65535 are
+ * left out of the search from either end.
+ * @{
+ */
+
+/** One pixel. @return 0 outside the image and without raster */
+LUMO_API uint16_t Get_Pixel(Image image, uint16_t x, uint16_t y);
+
+/**
+ * Smallest, largest and mean grey value and standard deviation.
+ * @param value  [out] of an image without pixels: min 65535, max 0, mean and sigma 0
+ * @return 0; -50 no raster; -2 without record
+ */
+LUMO_API int Get_ImageValue(Image image, ImageValue* value);
+
+/** Get_ImageValue() of a region. @return also -50 if it leaves the image; the record is then kept
+ */
+LUMO_API int Get_ImageValueRoi(Image image, Roi region, ImageValue* value);
+
+/**
+ * Percentile limits and the mean between them.
+ * @param value    [out] min and max: the grey values beyond which more than the given shares lie, 0
+ *                 and 65535 where there is none, moved apart by up to 32 if closer than 16; mean:
+ *                 of the pixels from min to max, 0 if there are none
+ * @param lowPpm   share of the darkest pixels
+ * @param highPpm  share of the brightest pixels
+ * @return 0; -50 no pixels; -2 without record; -8 without memory
+ */
+LUMO_API int Get_ImageValueLim(Image image, ImageValue* value, int32_t lowPpm, int32_t highPpm);
+
+/** Get_ImageValueLim() of a region; shares of its pixels. @return also -50 if it leaves the image
+ */
+LUMO_API int Get_ImageValueLimRoi(Image image, Roi region, ImageValue* value, int32_t lowPpm,
+                                  int32_t highPpm);
+
+/**
+ * Counts the pixels of each grey value.
+ * @param histogram  [out] 65536 counts
+ * @return 0; -50 no pixels; -2 without histogram
+ */
+LUMO_API int Make_Histogram(Image image, uint32_t* histogram);
+
+/** Make_Histogram() of a region. @return also -50 if it leaves the image */
+LUMO_API int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram);
+
+/**
+ * Counts the pixels of grey values lo..hi in `bins` bins, for display. With step = (hi - lo + 1) /
+ * bins, bin i holds grey values lo + floor(i * step) up to those of bin i + 1; with a step below 1
+ * it holds the count of grey value lo + floor(i * step + 0.5), at most hi.
+ * @param condensed  [out] one value per bin
+ * @param height     what the highest bin becomes, the others in proportion; 0: bins hold counts
+ * @return 0; -50 no pixels; -2 no bins, hi < lo or no output; -8 without memory
+ */
+LUMO_API int Make_HistogramScaled(Image image, uint32_t* condensed, uint16_t bins, uint16_t height,
+                                  uint16_t lo, uint16_t hi);
+
+/** Make_HistogramScaled() of a region. @return also -50 if its corners are not in order */
+LUMO_API int Make_HistogramScaledRoi(Image image, Roi region, uint32_t* condensed, uint16_t bins,
+                                     uint16_t height, uint16_t lo, uint16_t hi);
+
+/**
+ * Shares of the pixels beyond two grey values, in parts per million: the way back from percentile
+ * limits.
+ * @param lowPpm   [out] of grey values 1..lowValue
+ * @param highPpm  [out] of grey values highValue..65534
+ * @return 0; -50 no pixels, both shares being 0; -2 without place for a share; -8 without memory
+ */
+LUMO_API int Get_HistoValue(Image image, uint16_t lowValue, uint16_t highValue, uint32_t* lowPpm,
+                            uint32_t* highPpm);
+
+/**
+ * Profile along the rows of a region: the mean of each column, truncated.
+ * @param profile  [out] one value per column of the region
+ * @return 0; -50 no raster, no profile, or the region leaves the image
+ */
+LUMO_API int Make_XScan(Image image, Roi region, uint16_t* profile);
+
+/** Profile down a region: the mean of each row. */
+LUMO_API int Make_YScan(Image image, Roi region, uint16_t* profile);
+
+/**
+ * The median grey value of the image's central region, which leaves 33 % off on each side: the
+ * smallest one up to which half of the region's pixels (rounded down) lie. Logs the result.
+ * @param indicator  [out] 0 to 65535; untouched on failure
+ * @return 0; -2 without image or place; -50 no pixels; -8 without memory
+ */
+LUMO_API int GetOrvelDoseIndicator(const Image* image, int32_t* indicator);
+
+/** @} */
+/**
+ * @name Raster operations
+ * Source and destination of the same size may be one image.
+ * @{
+ */
+
+/** Every grey value v becomes 65535 - v. @return 0; -50 sizes differ or a raster is missing */
+LUMO_API int Invert_Image(Image source, Image destination);
+
+/** Copies all pixels. @return 0; -50 sizes differ or a raster is missing */
+LUMO_API int Copy_Image(Image source, Image destination);
+
+/**
+ * Cuts a region out. What of it lies outside the image is left off; of a region that starts beyond
+ * the image the bottom-right pixel remains.
+ * @param source       cropped in place when there is no destination, its raster then being
+ *                     reallocated
+ * @param destination  null, or a record that receives the region: in its own raster, if that is as
+ *                     wide and as high at least, or in a new one, if it has none
+ * @return 0; -50 no pixels, or the destination's raster is too small; -8 without memory. The
+ * records are then as they were, but one without raster may have become 0 x 0
+ */
+LUMO_API int Crop_Image(Image* source, Image* destination, Roi region);
+
+/**
+ * Means of blocks of factorX x factorY pixels, truncated. Pixels beyond the last whole block at the
+ * right and at the bottom are not used.
+ * @param destination  [out] receives a new raster; one that it holds already is not released
+ * @return 0; -50 no raster; -2 a factor of 0 or no destination; -8 without memory
+ */
+LUMO_API int Bin_Image(Image source, Image* destination, uint8_t factorX, uint8_t factorY);
+
+/**
+ * Writes a region as a raw pixel file in its 16-bit form.
+ * @return 0; -50 no raster, or the region leaves the image; -1 cannot be created; -8 no memory;
+ * -16 not fully written
+ */
+LUMO_API int Write_ImageRoi(const char* fileName, Image image, Roi region);
+
+/**
+ * Removes flashes in place: a pixel that exceeds the one above by more than the threshold becomes
+ * the mean of the pixels above and below. Row by row from the top; the outermost rows and columns
+ * stay.
+ * @return 0; -50 no raster
+ */
+LUMO_API int DeFlash(Image image, uint16_t threshold);
+
+/** @} */
+/**
+ * @name Greyscale mapping
+ * A look-up table holds 65536 entries: entry v is what grey value v becomes. Modes are those of
+ * ::LutMode; other bits have no effect. Source and destination may be one image.
+ * @{
+ */
+
+/**
+ * Builds the table of a curve over a window. With d = hi - lo and t = v - lo, entry v for lo <= v <
+ * hi is, truncated:
+ *  - linear: t * (65535 / d)
+ *  - square root: sqrt(t) * (65536 / sqrt(d + 1))
+ *  - logarithm: ln(t + 1) * (65536 / ln(d + 1))
+ *  - quadratic: t / d * 65535 * (t / d)
+ *  - exponential: 65535 ^ (t / d)
+ *  - shifted square root: (sqrt(v) - sqrt(lo)) * (65536 / (sqrt(hi) - sqrt(lo))) + 0.5
+ *
+ * with 0 below lo and 65535 from hi on. Thresholds: 65535 above lo + d / 4, (lo + hi) / 2 or lo +
+ * 3 * d / 4, else 0. Sigmoid, with L(x) = ln(x + 1): atan((L(v) - (L(hi) + L(lo)) / 2) * 2 *
+ * tan(1.25664) / (L(hi) - L(lo))) * 20860.1 truncated, + 32768; without width a step of 1, 32768
+ * and 65535.
+ * @param lut  [out] the table
+ * @return 0; -2 without table
+ */
+LUMO_API int Make_LutAbs16(uint16_t* lut, uint16_t lo, uint16_t hi, uint16_t mode);
+
+/** Maps every pixel through a table. @return 0; 1 sizes differ or a raster is missing; -2 no table
+ */
+LUMO_API int ApplyLut16(Image source, Image destination, const uint16_t* lut);
+
+/** Maps through the table of a window. @return 0; 1 as ApplyLut16(); -8 without memory */
+LUMO_API int Opt_GreyscaleAbs(Image source, Image destination, uint16_t lo, uint16_t hi,
+                              uint16_t mode);
+
+/** Opt_GreyscaleAbs() over the window that Get_ImageValueLim() finds in the source. */
+LUMO_API int Opt_GreyscaleLim(Image source, Image destination, int32_t lowPpm, int32_t highPpm,
+                              uint16_t mode);
+
+/**
+ * Builds the display table from a viewer's settings. With angle = contrast / 200 * pi, entry v is
+ * tan(angle) * (v / 65535) ^ (1 / gamma) * 65535 + (1 / cos(angle) + cos(angle)) * (brightness / 50
+ * - 1) * 32767.5 + (1 - tan(angle)) * 32767.5, truncated, from 0 to 65535.
+ * @param input       a table to go through first, or null; may be the output
+ * @param output      [out] the table
+ * @param brightness  0 to 100, neutral 50
+ * @param contrast    0 (flat) to 100 (nearly vertical), neutral 50
+ * @param gamma       0.01 to 5, neutral 1. Values outside their range are clamped, NaN is neutral
+ * @return 0; -2 without output
+ */
+LUMO_API int Make_DispLut(const uint16_t* input, uint16_t* output, double brightness,
+                          double contrast, double gamma);
+
+/**
+ * Equalises the histogram between percentile limits: below the lower one 0, from the upper one on
+ * 65535, between them by the share of the pixels up to each grey value.
+ * @param lowPpm, highPpm  as Get_ImageValueLim() takes them, without its least distance
+ * @return 0; -50 sizes differ or a raster is missing; -8 without memory
+ */
+LUMO_API int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_t highPpm);
+
+/**
+ * Equalises a histogram whose counts are limited by a clip level that falls with the grey value,
+ * damped outside a useful range, and blended with a square-root curve. Values outside their range
+ * are clamped.
+ * @param strength  clip level, 0 to 100; 50 is neutral, each 50 steps are a factor of 1000
+ * @param low       [in, out] lower end of the useful range: the caller's, or the one found
+ * @param high      [in, out] upper end of the useful range
+ * @param fixLow    1 keeps the caller's low, 0 finds it
+ * @param fixHigh   1 keeps the caller's high, 0 finds it
+ * @param weight    percentage of the square-root curve
+ * @return 0 (for an image without pixels low and high stay as they are); -50 sizes differ or a
+ * raster is missing; -2 without low or high; -8 without memory
+ */
+LUMO_API int Equal_Histo3(Image destination, Image source, int32_t strength, int32_t* low,
+                          int32_t* high, int32_t fixLow, int32_t fixHigh, int32_t weight);
 
 /** @} */
 /**
@@ -263,8 +527,8 @@ LUMO_API int CalibrateImage(lmImage* image, const char* fileName);
 
 /**
  * Completes the bare name of a filter script to a path in the workstation's script folder (entry
- * ScriptDir, section Software\Orvel\scripts of the configuration file that ORVEL_CONFIG names, else
- * of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
+ * ScriptDir, section `Software\Orvel\scripts` of the configuration file that ORVEL_CONFIG names,
+ * else of /etc/orvel.ini): the folder, a backslash, the name; the name alone without that setting.
  * @param path  [out] at least 1024 bytes; longer results are cut; untouched for an empty name
  * @param name  the script's name
  */
@@ -278,6 +542,7 @@ LUMO_API int WriteImageRot(Image image, char* fileName, int rotation);
 
 /**
  * Writes the information file's fixed header, 101 bytes; no value is checked.
+ * @param info          the values
  * @param infoFileName  used as it is
  * @return 0; -1 cannot be created; -16 not fully written
  */

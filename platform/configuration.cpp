@@ -24,8 +24,7 @@ bool takeValue(std::string_view line, std::string_view name, char* value) {
     const auto equals = line.find('=');
     if (equals == std::string_view::npos || trimmed(line.substr(0, equals)) != name) return false;
     const std::string_view found = trimmed(line.substr(equals + 1)).substr(0, settingSize - 1);
-    std::memcpy(value, found.data(), found.size());
-    value[found.size()] = '\0';
+    value[found.copy(value, found.size())] = '\0';
     return true;
 }
 

@@ -2,12 +2,15 @@
 #include "support/support.h"
 
 #include <gtest/gtest.h>
+#include <regex.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <iterator>
+
+#include "platform/cpu_level.h"
 
 namespace lumo::test {
 namespace {
@@ -53,6 +56,20 @@ Raster noise(int width, int height, std::uint64_t seed) {
     return raster;
 }
 
+void atEveryLevelAndSize(const std::function<void(const Raster&)>& check) {
+    std::vector<int> widths{200, 1037};
+    for (int width = 1; width <= 70; ++width) widths.push_back(width);
+    for (const CpuLevel level : supportedLevels())
+        for (const int width : widths)
+            for (const int height : {1, 2, 3, 7, 13}) {
+                const ForcedLevel forced(level);
+                SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height) + " at level " +
+                             std::to_string(static_cast<int>(level)));
+                check(noise(width, height, static_cast<std::uint64_t>(height)));
+                if (testing::Test::HasFailure()) return;
+            }
+}
+
 TempFolder::TempFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "lumo-test-XXXXXX").string();
     path_ = mkdtemp(name.data());
@@ -69,9 +86,21 @@ std::vector<std::uint8_t> readFile(const std::string& name) {
 }
 
 void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes) {
+    std::error_code ignored;
+    // Some file systems flush a file that is cut and written anew to the disk.
+    std::filesystem::remove(name, ignored);
     std::ofstream file(name, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
+}
+
+bool matches(const std::string& text, const std::string& pattern) {
+    regex_t expression;
+    if (regcomp(&expression, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0)
+        return false;
+    const bool found = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&expression);
+    return found;
 }
 
 LogLines::LogLines() : start_(std::filesystem::file_size(logFile())) {}

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,10 @@ struct Raster {
 /// White noise over all grey values, with 0, 32767, 32768 and 65535 among them.
 [[nodiscard]] Raster noise(int width, int height, std::uint64_t seed = 1);
 
+/// Calls the check with noise of every awkward size at every instruction-set level: widths 1 to 70
+/// and some longer ones, few rows.
+void atEveryLevelAndSize(const std::function<void(const Raster&)>& check);
+
 /// A folder of its own for each object, removed with it.
 class TempFolder {
 public:
@@ -69,6 +74,9 @@ private:
 
 [[nodiscard]] std::vector<std::uint8_t> readFile(const std::string& name);
 void writeFile(const std::string& name, const std::vector<std::uint8_t>& bytes);
+
+/// Whether the whole text matches a POSIX extended regular expression.
+[[nodiscard]] bool matches(const std::string& text, const std::string& pattern);
 
 /// Lines that the library logs while this object is alive, without their time: "7 message".
 class LogLines {

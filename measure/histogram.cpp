@@ -1,0 +1,97 @@
+// Counting grey values, percentile walks and shares.
+#include "measure/histogram.h"
+
+#include <algorithm>
+#include <memory>
+#include <numeric>
+
+#include "frame/call_frame.h"
+
+namespace lumo {
+namespace {
+
+std::uint64_t thresholdOf(std::uint64_t count, std::int32_t ppm) {
+    const double fraction = std::min(ppm / 1000000.0, 0.4);
+    return static_cast<std::uint64_t>(static_cast<double>(count) * fraction);
+}
+
+std::optional<int> walk(const Histogram& histogram, std::uint64_t threshold, int from, int end,
+                        int step) {
+    std::uint64_t sum = 0;
+    for (int value = from; value != end; value += step) {
+        sum += histogram[static_cast<std::size_t>(value)];
+        if (sum > threshold) return value;
+    }
+    return std::nullopt;
+}
+
+std::uint32_t shareInPpm(std::uint64_t part, std::uint64_t count) {
+    return static_cast<std::uint32_t>(part * 1000000 / count);
+}
+
+}  // namespace
+
+void countGreyValues(const Runs& runs, std::uint32_t* histogram) {
+    std::fill_n(histogram, greyValues, 0U);
+    for (std::size_t y = 0; y < runs.rows; ++y) {
+        const std::uint16_t* row = runs.row(y);
+        for (std::size_t x = 0; x < runs.length; ++x) ++histogram[row[x]];
+    }
+}
+
+std::optional<int> limitFromBelow(const Histogram& histogram, std::uint64_t count,
+                                  std::int32_t ppm) {
+    return walk(histogram, thresholdOf(count, ppm), 1, lastGreyValue, 1);
+}
+
+std::optional<int> limitFromAbove(const Histogram& histogram, std::uint64_t count,
+                                  std::int32_t ppm) {
+    return walk(histogram, thresholdOf(count, ppm), lastGreyValue - 1, 0, -1);
+}
+
+std::uint64_t countBetween(const Histogram& histogram, int first, int last) {
+    if (first > last) return 0;
+    return std::accumulate(histogram.begin() + first, histogram.begin() + last + 1,
+                           std::uint64_t{0});
+}
+
+}  // namespace lumo
+
+extern "C" {
+
+int Make_Histogram(Image image, uint32_t* histogram) {
+    lumo::Runs runs{};
+    const int code = lumo::pixelRuns(image, runs);
+    if (code != LumoOk) return code;
+    if (histogram == nullptr) return LumoErrorParameter;
+    lumo::countGreyValues(runs, histogram);
+    return LumoOk;
+}
+
+int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram) {
+    lumo::Runs runs{};
+    const int code = lumo::regionRuns(image, region, runs);
+    if (code != LumoOk) return code;
+    if (histogram == nullptr) return LumoErrorParameter;
+    lumo::countGreyValues(runs, histogram);
+    return LumoOk;
+}
+
+int Get_HistoValue(Image image, uint16_t lowValue, uint16_t highValue, uint32_t* lowPpm,
+                   uint32_t* highPpm) {
+    if (lowPpm == nullptr || highPpm == nullptr) return LumoErrorParameter;
+    *lowPpm = *highPpm = 0;
+    return lumo::guarded([&] {
+        const auto histogram = std::make_unique_for_overwrite<lumo::Histogram>();
+        lumo::raiseFailure(Make_Histogram(image, histogram->data()));
+        // Grey values 0 and 65535 are counted on neither side.
+        const int last = std::min<int>(lowValue, lumo::lastGreyValue - 1);
+        const int first = std::max<int>(highValue, 1);
+        const std::uint64_t count = std::uint64_t{image.width} * image.height;
+        *lowPpm = lumo::shareInPpm(lumo::countBetween(*histogram, 1, last), count);
+        *highPpm =
+            lumo::shareInPpm(lumo::countBetween(*histogram, first, lumo::lastGreyValue - 1), count);
+    });
+}
+
+}  // extern "C"

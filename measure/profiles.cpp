@@ -1,0 +1,66 @@
+// Line profiles: the mean of each column or of each row of a region.
+#include <algorithm>
+
+#include "measure/region.h"
+#include "platform/cpu_level.h"
+
+namespace {
+
+using lumo::Runs;
+
+/// Columns summed at once: their sums stay in the nearest cache.
+constexpr std::size_t mostColumns = 4096;
+
+/// Means of up to mostColumns columns from `x` on.
+LUMO_INLINE void columnMeansBody(const Runs& region, std::size_t x, std::size_t columns,
+                                 std::uint16_t* means) {
+    std::uint32_t sums[mostColumns] = {};
+    std::size_t y = 0;
+    for (; y + 4 <= region.rows; y += 4) {
+        const std::uint16_t *a = region.row(y) + x, *b = region.row(y + 1) + x,
+                            *c = region.row(y + 2) + x, *d = region.row(y + 3) + x;
+        for (std::size_t i = 0; i < columns; ++i)
+            sums[i] += static_cast<std::uint32_t>((a[i] + b[i]) + (c[i] + d[i]));
+    }
+    for (; y < region.rows; ++y) {
+        const std::uint16_t* row = region.row(y) + x;
+        for (std::size_t i = 0; i < columns; ++i) sums[i] += row[i];
+    }
+    const auto rows = static_cast<std::uint32_t>(region.rows);
+    for (std::size_t i = 0; i < columns; ++i) means[i] = static_cast<std::uint16_t>(sums[i] / rows);
+}
+LUMO_LEVELS(void, columnMeans, columnMeansBody,
+            (const Runs& region, std::size_t x, std::size_t columns, std::uint16_t* means),
+            (region, x, columns, means))
+
+LUMO_INLINE std::uint32_t rowSumBody(const std::uint16_t* row, std::size_t length) {
+    std::uint32_t sum = 0;
+    for (std::size_t i = 0; i < length; ++i) sum += row[i];
+    return sum;
+}
+LUMO_LEVELS(std::uint32_t, rowSum, rowSumBody, (const std::uint16_t* row, std::size_t length),
+            (row, length))
+
+}  // namespace
+
+extern "C" {
+
+int Make_XScan(Image image, Roi region, uint16_t* profile) {
+    Runs runs{};
+    const int code = lumo::regionRuns(image, region, runs);
+    if (code != LumoOk || profile == nullptr) return LumoErrorImage;
+    for (std::size_t x = 0; x < runs.length; x += mostColumns)
+        columnMeans(runs, x, std::min(mostColumns, runs.length - x), profile + x);
+    return LumoOk;
+}
+
+int Make_YScan(Image image, Roi region, uint16_t* profile) {
+    Runs runs{};
+    const int code = lumo::regionRuns(image, region, runs);
+    if (code != LumoOk || profile == nullptr) return LumoErrorImage;
+    for (std::size_t y = 0; y < runs.rows; ++y)
+        profile[y] = static_cast<std::uint16_t>(rowSum(runs.row(y), runs.length) / runs.length);
+    return LumoOk;
+}
+
+}  // extern "C"

@@ -1,0 +1,72 @@
+// Whole-raster operations: inverting, copying, cropping.
+#include <cstdlib>
+#include <cstring>
+
+#include "image/size_check.h"
+#include "measure/region.h"
+#include "platform/cpu_level.h"
+
+namespace {
+
+std::size_t byteCount(const Image& image) {
+    return lumo::viewOf(image).count() * sizeof *image.data;
+}
+
+LUMO_INLINE void invertBody(const std::uint16_t* from, std::uint16_t* to, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) to[i] = static_cast<std::uint16_t>(~from[i]);
+}
+LUMO_LEVELS(void, invert, invertBody,
+            (const std::uint16_t* from, std::uint16_t* to, std::size_t count), (from, to, count))
+
+/// Makes room for the region in the caller's record.
+int prepareTarget(std::uint16_t width, std::uint16_t height, Image& target) {
+    if (target.data == nullptr) return Create_Image(width, height, &target);
+    if (target.width < width || target.height < height) return LumoErrorImage;
+    target.width = width;
+    target.height = height;
+    return LumoOk;
+}
+
+/// Copies the region, packed. Onto the same raster no row lands behind where it is read.
+void copyRuns(const lumo::Runs& region, std::uint16_t* to) {
+    for (std::size_t y = 0; y < region.rows; ++y)
+        std::memmove(to + y * region.length, region.row(y), region.length * sizeof *to);
+}
+
+/// Gives back what a crop in place left over; if that fails the larger block stays.
+void shrink(Image& image) {
+    if (void* block = std::realloc(image.data, byteCount(image)))
+        image.data = static_cast<std::uint16_t*>(block);
+}
+
+}  // namespace
+
+extern "C" {
+
+int Invert_Image(Image source, Image destination) {
+    const int code = lumo::Check_SameSize(source, destination);
+    if (code == LumoOk) invert(source.data, destination.data, lumo::viewOf(source).count());
+    return code;
+}
+
+int Copy_Image(Image source, Image destination) {
+    const int code = lumo::Check_SameSize(source, destination);
+    if (code == LumoOk) std::memmove(destination.data, source.data, byteCount(source));
+    return code;
+}
+
+int Crop_Image(Image* source, Image* destination, Roi region) {
+    lumo::Runs runs{};
+    if (source == nullptr || lumo::pixelRuns(*source, runs) != LumoOk) return LumoErrorImage;
+    lumo::Normalize_Roi(region);
+    runs = lumo::runsOf(*source, lumo::Clip_Roi(*source, region));
+    Image& target = destination != nullptr ? *destination : *source;
+    const int code = prepareTarget(static_cast<std::uint16_t>(runs.length),
+                                   static_cast<std::uint16_t>(runs.rows), target);
+    if (code != LumoOk) return code;
+    copyRuns(runs, target.data);
+    if (destination == nullptr) shrink(target);
+    return LumoOk;
+}
+
+}  // extern "C"

@@ -1,0 +1,148 @@
+// Loads, calls and unloads the shared library as a host does: start lines, nothing left behind.
+#include <dlfcn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Create = int (*)(void**, unsigned short, unsigned short);
+using Destroy = int (*)(void**);
+
+int failures = 0;
+
+void expect(bool condition, const char* what) {
+    if (condition) return;
+    std::fprintf(stderr, "failed: %s\n", what);
+    ++failures;
+}
+
+std::size_t countEntries(const char* folder) {
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
+}
+
+bool isLoaded(const std::string& library) {
+    std::ifstream maps("/proc/self/maps");
+    for (std::string line; std::getline(maps, line);)
+        if (line.find(fs::path(library).filename()) != std::string::npos) return true;
+    return false;
+}
+
+std::vector<std::string> linesOf(const fs::path& file) {
+    std::ifstream stream(file);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(stream, line);) lines.push_back(line);
+    return lines;
+}
+
+void* loadAndCall(const char* library) {
+    void* handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
+    if (handle == nullptr) std::fprintf(stderr, "%s\n", dlerror());
+    if (handle == nullptr) std::exit(1);
+    const auto create = reinterpret_cast<Create>(dlsym(handle, "LumoCreateImage"));
+    const auto destroy = reinterpret_cast<Destroy>(dlsym(handle, "LumoDestroyImage"));
+    void* image = nullptr;
+    expect(create(&image, 3, 2) == 0 && destroy(&image) == 0, "calls work");
+    return handle;
+}
+
+/// Every round logs a start line of its own and leaves neither mapping nor file open.
+void testRounds(const char* library, const fs::path& log) {
+    constexpr int rounds = 100;
+    dlclose(loadAndCall(library));
+    const std::size_t open = countEntries("/proc/self/fd");
+    const std::size_t threads = countEntries("/proc/self/task");
+    for (int i = 1; i < rounds; ++i) dlclose(loadAndCall(library));
+    expect(!isLoaded(library), "the library is unloaded");
+    expect(countEntries("/proc/self/fd") == open, "no file stays open");
+    expect(countEntries("/proc/self/task") == threads, "no thread stays");
+    int starts = 0;
+    for (const std::string& line : linesOf(log))
+        if (line.find(" 5 lumo Start 2.2.1.176 from 'R2.2.1'") == 23) ++starts;
+    expect(starts == rounds, "one start line a load");
+}
+
+/// Children forked while threads log do not hang, and no line of anybody is torn.
+void testForks(const char* library, const fs::path& log) {
+    void* handle = loadAndCall(library);
+    const auto create = reinterpret_cast<Create>(dlsym(handle, "LumoCreateImage"));
+    const auto destroy = reinterpret_cast<Destroy>(dlsym(handle, "LumoDestroyImage"));
+    const auto work = [=] {
+        for (int i = 0; i < 300; ++i) {
+            void* image = nullptr;
+            create(&image, 1, 1);
+            destroy(&image);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) threads.emplace_back(work);
+    for (int i = 0; i < 20; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            work();
+            _exit(0);
+        }
+        int status = 1;
+        waitpid(child, &status, 0);
+        expect(status == 0, "a forked child works");
+    }
+    for (std::thread& thread : threads) thread.join();
+    dlclose(handle);
+    for (const std::string& line : linesOf(log)) {
+        const bool whole = line.size() > 26 && line[4] == '-' && line[19] == '.' &&
+                           line[25] == ' ' &&
+                           (line.compare(26, 4, "Lumo") == 0 || line.compare(26, 4, "lumo") == 0);
+        if (!whole) std::fprintf(stderr, "torn: %s\n", line.c_str());
+        expect(whole, "log lines are whole");
+    }
+}
+
+void testLogFolders(const char* library, const fs::path& folder) {
+    setenv("ORVEL_LOG_DIR", (folder / "missing").c_str(), 1);
+    dlclose(loadAndCall(library));
+    expect(!fs::exists(folder / "missing"), "a missing log folder is no failure and not made");
+    fs::create_directory(folder / "vanishing");
+    setenv("ORVEL_LOG_DIR", (folder / "vanishing").c_str(), 1);
+    void* handle = loadAndCall(library);
+    fs::remove_all(folder / "vanishing");
+    dlclose(loadAndCall(library));
+    dlclose(handle);
+    setenv("ORVEL_LOG_DIR", folder.c_str(), 1);
+    fs::remove(folder / "orvellog.log");
+    setenv("ORVEL_LOG_LEVEL", "5", 1);
+    dlclose(loadAndCall(library));
+    expect(linesOf(folder / "orvellog.log").size() == 1, "level 5 logs the start line alone");
+    setenv("ORVEL_LOG_LEVEL", "-1", 1);
+    dlclose(loadAndCall(library));
+    expect(linesOf(folder / "orvellog.log").size() == 1, "level -1 logs nothing");
+    unsetenv("ORVEL_LOG_LEVEL");
+    unsetenv("ORVEL_LOG_DIR");
+    fs::current_path(folder);
+    dlclose(loadAndCall(library));
+    expect(linesOf("orvellog.log").size() > 3, "without settings the log is in the current folder");
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+    const std::string path = fs::absolute(arguments[1]).string();
+    const char* library = path.c_str();
+    std::string name = (fs::temp_directory_path() / "lumo-load-XXXXXX").string();
+    const fs::path folder = mkdtemp(name.data());
+    setenv("ORVEL_LOG_DIR", folder.c_str(), 1);
+    testRounds(library, folder / "orvellog.log");
+    testForks(library, folder / "orvellog.log");
+    testLogFolders(library, folder);
+    fs::current_path("/");
+    fs::remove_all(folder);
+    return failures == 0 ? 0 : 1;
+}

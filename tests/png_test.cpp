@@ -1,0 +1,391 @@
+// PNG files: our own ones back and forth, every colour type, damaged files, streaming.
+#include <gtest/gtest.h>
+#include <png.h>
+#include <zlib.h>
+
+#include <cstring>
+#include <functional>
+
+#include "support/support.h"
+
+namespace lumo::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+void put32(Bytes& bytes, std::uint32_t value) {
+    for (int shift = 24; shift >= 0; shift -= 8)
+        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+}
+
+Bytes chunk(const std::string& type, const Bytes& data) {
+    Bytes bytes;
+    put32(bytes, static_cast<std::uint32_t>(data.size()));
+    bytes.insert(bytes.end(), type.begin(), type.end());
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    put32(bytes, static_cast<std::uint32_t>(
+                     crc32(0, bytes.data() + 4, static_cast<uInt>(bytes.size() - 4))));
+    return bytes;
+}
+
+Bytes text(const std::string& keyword, const std::string& value) {
+    Bytes data(keyword.begin(), keyword.end());
+    data.push_back(0);
+    data.insert(data.end(), value.begin(), value.end());
+    return data;
+}
+
+/// A PNG file put together byte by byte, sharing nothing with libpng's writer.
+struct Png {
+    std::uint32_t width = 1, height = 1;
+    std::uint8_t depth = 8, colourType = 0, interlace = 0;
+    Bytes rows;  ///< filter byte and samples of every row
+    std::vector<Bytes> before, after;
+
+    [[nodiscard]] Bytes bytes() const {
+        Bytes file = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+        const auto add = [&](const Bytes& more) {
+            file.insert(file.end(), more.begin(), more.end());
+        };
+        Bytes header;
+        put32(header, width);
+        put32(header, height);
+        header.insert(header.end(), {depth, colourType, 0, 0, interlace});
+        add(chunk("IHDR", header));
+        for (const Bytes& one : before) add(one);
+        Bytes packed(compressBound(rows.size()));
+        uLongf size = packed.size();
+        compress(packed.data(), &size, rows.data(), rows.size());
+        packed.resize(size);
+        add(chunk("IDAT", packed));
+        for (const Bytes& one : after) add(one);
+        add(chunk("IEND", {}));
+        return file;
+    }
+};
+
+int read(const Bytes& bytes, ImageOwner& owner) {
+    const TempFolder folder;
+    writeFile(folder / "a.xyz", bytes);  // recognised by content, not by name
+    return LumoReadImage(&owner.image, (folder / "a.xyz").c_str());
+}
+
+TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
+    const Bytes palette = chunk("PLTE", {10, 10, 10, 200, 200, 200});
+    const struct {
+        const char* what;
+        Png png;
+        std::vector<std::uint16_t> pixels;
+    } cases[] = {
+        {"8-bit grey", {3, 1, 8, 0, 0, {0, 255, 1, 0}, {}, {}}, {65280, 256, 0}},
+        {"16-bit grey", {2, 1, 16, 0, 0, {0, 0x12, 0x34, 0xAB, 0xCD}, {}, {}}, {0x1234, 0xABCD}},
+        {"grey with alpha", {1, 1, 8, 4, 0, {0, 7, 99}, {}, {}}, {7 * 256}},
+        {"16-bit grey with alpha", {1, 1, 16, 4, 0, {0, 1, 2, 3, 4}, {}, {}}, {0x0102}},
+        {"16-bit grey with tRNS",
+         {1, 1, 16, 0, 0, {0, 1, 2}, {chunk("tRNS", {1, 2})}, {}},
+         {0x0102}},
+        {"RGB", {1, 1, 8, 2, 0, {0, 100, 100, 100}, {}, {}}, {25600}},
+        {"RGB with alpha", {1, 1, 8, 6, 0, {0, 100, 100, 100, 5}, {}, {}}, {25600}},
+        {"16-bit RGB", {1, 1, 16, 2, 0, {0, 1, 2, 1, 2, 1, 2}, {}, {}}, {0x0102}},
+        {"palette", {2, 1, 8, 3, 0, {0, 1, 0}, {palette}, {}}, {200 * 256, 10 * 256}},
+        {"transparent palette",
+         {2, 1, 1, 3, 0, {0, 0x40}, {palette, chunk("tRNS", {0})}, {}},
+         {2560, 51200}},
+        {"1 bit",
+         {9, 1, 1, 0, 0, {0, 0x81, 0x80}, {}, {}},
+         {65280, 0, 0, 0, 0, 0, 0, 65280, 65280}},
+        {"2 bits", {3, 1, 2, 0, 0, {0, 0x6C}, {}, {}}, {85 * 256, 170 * 256, 65280}},
+        {"4 bits", {3, 1, 4, 0, 0, {0, 0x1F, 0x20}, {}, {}}, {17 * 256, 65280, 34 * 256}},
+        {"colour weights whatever the colour space chunks say",
+         {1,
+          1,
+          8,
+          2,
+          0,
+          {0, 200, 100, 50},
+          {chunk("gAMA", {0, 0, 0x1F, 0x1F}), chunk("cHRM", Bytes(32, 1))},
+          {}},
+         {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}},
+    };
+    for (const auto& one : cases) {
+        ImageOwner owner;
+        ASSERT_EQ(read(one.png.bytes(), owner), 0) << one.what;
+        EXPECT_EQ(owner.pixels(), one.pixels) << one.what;
+    }
+}
+
+TEST(PngRead, TakesPitchFromMetresOnly) {
+    const auto phys = [](std::uint32_t x, std::uint32_t y, std::uint8_t unit) {
+        Bytes data;
+        put32(data, x);
+        put32(data, y);
+        data.push_back(unit);
+        return chunk("pHYs", data);
+    };
+    const struct {
+        Bytes chunk;
+        std::uint32_t x, y;
+    } cases[] = {
+        {{}, 352778, 352778},
+        {phys(10000, 3000, 1), 100000, 333333},
+        {phys(10000, 3000, 0), 352778, 352778},
+        {phys(0, 3000, 1), 352778, 352778},
+    };
+    for (const auto& one : cases) {
+        Png png{1, 1, 8, 0, 0, {0, 9}, {one.chunk}, {}};
+        ImageOwner owner;
+        ASSERT_EQ(read(png.bytes(), owner), 0);
+        EXPECT_EQ(owner->pixelsizeX, one.x);
+        EXPECT_EQ(owner->pixelsizeY, one.y);
+    }
+}
+
+TEST(PngRead, MergesTextChunksOfAllKindsFromTheLast) {
+    const std::string ini = "[Image]\nSource=ini\n[Image_X]\nMaxPix=4000\nAvgPix=70000\n";
+    Bytes packed(1000);
+    uLongf size = packed.size();
+    compress(packed.data(), &size, reinterpret_cast<const Bytef*>(ini.data()), ini.size());
+    Bytes ztxt = text("Comment", std::string(1, '\0'));
+    ztxt.insert(ztxt.end(), packed.begin(), packed.begin() + static_cast<long>(size));
+    const Bytes itxt = text("Comment", std::string("\0\0\0\0", 4) + ini);
+    const Bytes own = chunk("tEXt", text("Source", "chunk"));
+    const struct {
+        std::vector<Bytes> before, after;
+        const char* source;
+    } cases[] = {
+        {{own}, {chunk("tEXt", text("Comment", ini))}, "chunk"},
+        {{chunk("tEXt", text("Comment", ini))}, {own}, "ini"},
+        {{chunk("zTXt", ztxt)}, {}, "ini"},
+        {{chunk("iTXt", itxt)}, {own}, "ini"},
+        {{chunk("tEXt", text("source", "other")), own}, {chunk("iTXt", itxt)}, "chunk"},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        Png png{1, 1, 8, 0, 0, {0, 9}, cases[i].before, cases[i].after};
+        ImageOwner owner;
+        ASSERT_EQ(read(png.bytes(), owner), 0) << i;
+        EXPECT_EQ(owner.entry("Image", "Source"), cases[i].source) << i;
+        EXPECT_EQ(owner.entry("Image_X", "MaxPix"), "4000") << i;
+        EXPECT_EQ(owner->maxPix, 4000) << i;
+        EXPECT_EQ(owner->avgPix, 70000 & 0xFFFF) << i;
+        EXPECT_EQ(owner->equivHigh, 65535);
+        EXPECT_EQ(owner->metaSize, static_cast<int>(std::strlen(owner->metaData)) + 1);
+    }
+}
+
+TEST(PngRead, FailsOnDamageAndClearsThePlace) {
+    Png png{40, 30, 16, 0, 0, Bytes(30 * 81, 0), {chunk("tEXt", text("Source", "x"))}, {}};
+    for (std::size_t i = 0; i < png.rows.size(); ++i)
+        png.rows[i] = i % 81 == 0 ? 0 : static_cast<std::uint8_t>(i * i);
+    const Bytes whole = png.bytes();
+    LogLines log;
+    for (std::size_t cut = 8; cut < whole.size(); cut += 37) {
+        ImageOwner owner(1, 1);
+        const lmImage* before = owner.image;
+        const int code = read(Bytes(whole.begin(), whole.begin() + static_cast<long>(cut)), owner);
+        EXPECT_EQ(code, -11) << cut;
+        EXPECT_TRUE(owner.image == nullptr || owner.image == before) << cut;
+    }
+    const auto lines = log.upTo(3);
+    ASSERT_GE(lines.size(), 4U);
+    EXPECT_EQ(lines[0].find("3 libpng: "), 0U);
+    EXPECT_EQ(lines[1], "3 libpng error");
+    EXPECT_EQ(lines[2].find("3 LumoReadImagePNG -11 "), 0U);
+    EXPECT_EQ(lines[3].find("3 LumoReadImage -11 "), 0U);
+
+    Bytes damaged = whole;
+    damaged[damaged.size() / 2] ^= 0x10;
+    ImageOwner owner;
+    EXPECT_EQ(read(damaged, owner), -11);
+    EXPECT_EQ(owner.image, nullptr);
+}
+
+TEST(PngRead, RefusesClaimsBeforeTheyCostMemory) {
+    const struct {
+        std::uint32_t width, height;
+        int code;
+    } cases[] = {{65536, 1, -50}, {1, 65536, -50}, {65535, 30000, -11}, {65535, 65535, -11}};
+    for (const auto& one : cases) {
+        ImageOwner owner(1, 1);
+        const lmImage* before = owner.image;
+        EXPECT_EQ(read(Png{one.width, one.height, 8, 0, 0, {0}, {}, {}}.bytes(), owner), one.code);
+        EXPECT_EQ(owner.image, before) << "nothing was created, so the older image stays";
+    }
+    // An all-black image comes close to deflate's best ratio and must still read.
+    Png black{8000, 8000, 16, 0, 0, Bytes(8000 * 16001, 0), {}, {}};
+    ImageOwner owner;
+    ASSERT_EQ(read(black.bytes(), owner), 0);
+    EXPECT_EQ(owner->height, 8000);
+}
+
+TEST(PngWrite, RoundTripsRasterPitchAndMetadata) {
+    const TempFolder folder;
+    const std::string name = folder / "a.PNG";
+    ImageOwner owner(61, 43), back;
+    owner->pixelsizeX = 40000;
+    owner->pixelsizeY = 100000;
+    const std::pair<const char*, const char*> entries[] = {
+        {"Creation Time", "Mon, 01 Dec 2008 09:05:03 GMT"},
+        {"Source", " blanks kept\n"},
+        {"Software", ""},
+        {"Author", "J\xF6rg"},
+        {"Free", "100%\\n ;x"}};
+    for (const auto& [key, value] : entries)
+        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", key, value), 0);
+    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image_X", "MaxPix", "4000"), 0);
+    ASSERT_EQ(LumoAddPerformedStep(owner.image, "step"), 0);
+    for (const int level : {0, 1, 9, 6}) {
+        ASSERT_EQ(LumoSetWriteCompressionLevel(level), 0);
+        ASSERT_EQ(LumoWriteImage(owner.image, name.c_str(), 0), 0);
+        ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
+        EXPECT_EQ(back.pixels(), owner.pixels());
+        EXPECT_EQ(back->pixelsizeX, 40000U);
+        EXPECT_EQ(back->pixelsizeY, 100000U);
+        for (const auto& [key, value] : entries) EXPECT_EQ(back.entry("Image", key), value);
+        EXPECT_EQ(back->maxPix, 4000);
+        EXPECT_EQ(back.entry("PerformedSteps", "Step0"), "step");
+    }
+    EXPECT_EQ(LumoSetWriteCompressionLevel(10), -20);
+    EXPECT_EQ(LumoSetWriteCompressionLevel(-1), -20);
+    // Once read, a second round trip changes nothing: neither bytes nor metadata.
+    ASSERT_EQ(LumoWriteImage(back.image, name.c_str(), 0), 0);
+    const Bytes first = readFile(name);
+    ImageOwner again;
+    ASSERT_EQ(LumoReadImage(&again.image, name.c_str()), 0);
+    EXPECT_EQ(std::string(again->metaData), back->metaData);
+    ASSERT_EQ(LumoWriteImage(again.image, name.c_str(), 0), 0);
+    EXPECT_EQ(readFile(name), first);
+}
+
+TEST(PngWrite, LaysTheChunksOutInOrder) {
+    const TempFolder folder;
+    ImageOwner owner(2, 1);
+    owner->data[0] = 0x1234;
+    owner->data[1] = 0xABCD;
+    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", "before"), 0);
+    const std::string name = folder / "a.png";
+    ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0);
+    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", "after"), 0);
+    ASSERT_EQ(LumoPngWriteRow(owner.image, owner->data), 0);
+    ASSERT_EQ(LumoPngWriteEnd(owner.image), 0);
+    const Bytes file = readFile(name);
+    std::string order;
+    for (std::size_t at = 8; at + 12 <= file.size();) {
+        const std::size_t size = (std::size_t{file[at]} << 24) | (std::size_t{file[at + 1]} << 16) |
+                                 (std::size_t{file[at + 2]} << 8) | file[at + 3];
+        const std::string type(file.begin() + static_cast<long>(at) + 4,
+                               file.begin() + static_cast<long>(at) + 8);
+        const std::string data(file.begin() + static_cast<long>(at) + 8,
+                               file.begin() + static_cast<long>(at + 8 + size));
+        order += type + " ";
+        if (type == "IHDR") {
+            EXPECT_EQ(data.substr(8), std::string("\x10\0\0\0\0", 5));
+        }
+        if (type == "pHYs") {
+            EXPECT_EQ(data, std::string("\0\0\x27\x10\0\0\x27\x10\1", 9));
+        }
+        if (type == "tEXt") order += data.substr(0, data.find('\0')) + " ";
+        if (data.starts_with(std::string("Source\0", 7))) {
+            EXPECT_EQ(data.substr(7), "before");
+        }
+        if (data.starts_with(std::string("Image_X\0", 8))) {
+            EXPECT_EQ(data.substr(8), owner->metaData);
+        }
+        at += 12 + size;
+    }
+    EXPECT_EQ(order,
+              "IHDR pHYs tEXt Creation Time tEXt Source tEXt Software tEXt Author IDAT tEXt "
+              "Image_X IEND ");
+}
+
+TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
+    const TempFolder folder;
+    const std::string name = folder / "a.png";
+    using Rows = std::function<int(lmImage*)>;
+    const Rows one = [](lmImage* image) { return LumoPngWriteRow(image, image->data); };
+    const Rows all = LumoPngWriteRows, all2 = LumoPngWriteRows2;
+    const Rows resize = [](lmImage* image) {
+        image->height = 1;
+        return 0;
+    };
+    const struct {
+        std::vector<Rows> calls;
+        std::vector<int> codes;
+        int end;
+    } cases[] = {
+        {{all}, {0}, 0},
+        {{all2}, {0}, 0},
+        {{one, one}, {0, 0}, 0},
+        {{one}, {0}, -16},
+        {{}, {}, -16},
+        {{one, all}, {0, -16}, -16},
+        {{all, one, one}, {0, -16, -16}, -16},
+        {{one, resize, one, all, all2}, {0, 0, -16, -16, -16}, -16},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        ImageOwner owner(3, 2), back;
+        ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0) << i;
+        for (std::size_t k = 0; k < cases[i].calls.size(); ++k)
+            EXPECT_EQ(cases[i].calls[k](owner.image), cases[i].codes[k]) << i << " call " << k;
+        EXPECT_EQ(LumoPngWriteEnd(owner.image), cases[i].end) << i;
+        EXPECT_EQ(owner->pngWriter, nullptr);
+        if (cases[i].end != 0) continue;
+        ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
+        EXPECT_EQ(back->data[2], owner->data[2]);
+    }
+}
+
+TEST(PngWrite, AnswersEveryFault) {
+    const TempFolder folder;
+    const std::string name = folder / "a.png";
+    ImageOwner owner(3, 2), bare(0, 0);
+    const unsigned short row[3] = {};
+    EXPECT_EQ(LumoPngWriteRow(nullptr, row), -50);
+    EXPECT_EQ(LumoPngWriteRows(nullptr), -50);
+    EXPECT_EQ(LumoPngWriteRows2(nullptr), -8);
+    EXPECT_EQ(LumoPngWriteEnd(nullptr), -50);
+    EXPECT_EQ(LumoPngWriteStart(nullptr, name.c_str()), -50);
+    EXPECT_EQ(LumoPngWriteRow(owner.image, row), -8);
+    EXPECT_EQ(LumoPngWriteRows(owner.image), -8);
+    EXPECT_EQ(LumoPngWriteRows2(owner.image), -8);
+    EXPECT_EQ(LumoPngWriteEnd(owner.image), -8);
+    EXPECT_EQ(LumoPngWriteStart(bare.image, name.c_str()), -16) << "libpng takes no empty image";
+    EXPECT_EQ(bare->pngWriter, nullptr);
+    EXPECT_EQ(LumoPngWriteStart(owner.image, (folder / "no/a.png").c_str()), -16);
+    ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0);
+    EXPECT_EQ(LumoPngWriteRow(owner.image, nullptr), -8);
+    ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0) << "the earlier write is abandoned";
+    std::free(std::exchange(owner->data, nullptr));
+    EXPECT_EQ(LumoPngWriteRows2(owner.image), -16);
+    EXPECT_EQ(LumoPngWriteEnd(owner.image), -16);
+    for (const std::uint32_t pitch : {0U, 1000000001U}) {
+        ImageOwner fine(3, 2);
+        fine->pixelsizeY = pitch;
+        EXPECT_EQ(LumoPngWriteStart(fine.image, name.c_str()), -50);
+        EXPECT_EQ(fine->pngWriter, nullptr);
+    }
+    // A full disk shows at the latest when the file is closed.
+    ImageOwner small(3, 2), large(400, 300);
+    EXPECT_EQ(LumoWriteImagePNG(small.image, "/dev/full"), -16);
+    EXPECT_EQ(LumoWriteImagePNG(large.image, "/dev/full"), -16);
+    // Destroying an image with an open write releases it (the leak checker would tell).
+    ImageOwner open(3, 2);
+    ASSERT_EQ(LumoPngWriteStart(open.image, name.c_str()), 0);
+}
+
+TEST(PngWrite, NeverLosesALongMetadataTextSilently) {
+    const TempFolder folder;
+    const std::string name = folder / "a.png";
+    for (const std::size_t size : {70000U, 7900000U, 7999880U, 7999900U, 9000000U}) {
+        ImageOwner owner(1, 1), back;
+        const std::string value(size, 'v');
+        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Notes", "long", value.c_str()), 0);
+        const int code = LumoWriteImage(owner.image, name.c_str(), 0);
+        EXPECT_TRUE(code == 0 || (code == -16 && size > 7999800)) << size;
+        if (code != 0) continue;
+        ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
+        EXPECT_NE(std::string(back->metaData).find(value), std::string::npos) << size;
+    }
+}
+
+}  // namespace
+}  // namespace lumo::test

@@ -1,0 +1,442 @@
+// XYZ images and raw pixel files: layouts, round trips, every way to fail.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "image/image_info.h"
+#include "image/info_name.h"
+#include "support/support.h"
+
+namespace lumo::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Bytes infoBytes(const ImageInfo& info, const Bytes& extended = {}) {
+    const auto header = encodeInfoHeader(info);
+    Bytes bytes(header.begin(), header.end());
+    bytes.insert(bytes.end(), extended.begin(), extended.end());
+    return bytes;
+}
+
+/// The header of 1 December 2008, 9:05:03, with every value told apart.
+ImageInfo sampleInfo() {
+    ImageInfo info{};
+    info.headerSize = 108;
+    info.width = 2;
+    info.height = 3;
+    info.resX = 80000;
+    info.resY = 125000;
+    info.bits = 14;
+    info.offsetX = 70000;
+    info.slotMask = 3;
+    info.year = 2008;
+    info.month = 12;
+    info.day = 1;
+    info.hour = 9;
+    info.minute = 5;
+    info.second = 3;
+    std::memcpy(info.source, "0123456789ABCDEF0123456789abcdef", 32);
+    info.rotation = 90;
+    info.pixelsize = 42;
+    info.scale = 0.1F;
+    info.maxPix = 60001;
+    info.avgPix = 1234;
+    info.modeUuid = 200;
+    info.maxPixValue = 65535;
+    return info;
+}
+
+const Bytes pixels2x3 = {2, 0, 3, 0, 1, 0, 2, 0, 3, 0, 4, 0, 5, 0, 0xCD, 0xAB};
+
+TEST(InfoName, FollowsThreeRules) {
+    const struct {
+        const char *name, *deleting, *reading, *writing;
+    } cases[] = {
+        {"a.xyz", "a.txt", "a.txt", "a.txt"},    {"a.XyZ", "a.txt", "a.txt", "a.txt"},
+        {"a.raw", "", "a.txt", "a.txt"},         {"x.ab", "", "x.txt", "xtxt"},
+        {"x.jpeg", "", "x.txt", "x.jtxt"},       {"noext", "", "", "notxt"},
+        {"d.xyz/img", "", "d.txt", "d.xyz/txt"}, {"ab", "", "", "txt"},
+    };
+    for (const auto& one : cases) {
+        EXPECT_STREQ(infoNameForDeleting(one.name).text, one.deleting);
+        EXPECT_STREQ(infoNameForReading(one.name).text, one.reading);
+        EXPECT_STREQ(infoNameForWriting(one.name).text, one.writing);
+    }
+}
+
+TEST(XyzRead, TakesPixelsAndHeader) {
+    const TempFolder folder;
+    writeFile(folder / "a.xyz", pixels2x3);
+    ImageInfo info = sampleInfo();
+    info.extHeaderSize = 5;
+    writeFile(folder / "a.txt", infoBytes(info, {'k', '=', 'v', '\r', '\n', 'x'}));
+    ImageOwner owner;
+    LogLines log;
+    ASSERT_EQ(LumoReadImage(&owner.image, (folder / "a.xyz").c_str()), 0);
+    EXPECT_EQ(log.upTo(4).size(), 0U);
+    EXPECT_EQ(owner.pixels(), (std::vector<std::uint16_t>{1, 2, 3, 4, 5, 0xABCD}));
+    EXPECT_EQ(owner->pixelsizeX, 80000U);
+    EXPECT_EQ(owner->pixelsizeY, 125000U);
+    const struct {
+        const char *section, *key, *value;
+    } entries[] = {
+        {"Image", "Creation Time", "XXX, 01 Dec 2008 09:05:03 GMT"},
+        {"Image", "Source", "0123456789ABCDEF0123456789abcdef"},
+        {"Image_X", "Res_X", "80000"},
+        {"Image_X", "Res_Y", "125000"},
+        {"Image_X", "bits", "14"},
+        {"Image_X", "Offset_X", "70000"},
+        {"Image_X", "SlotMask", "3"},
+        {"Image_X", "Rotation", "90"},
+        {"Image_X", "Pixelsize", "42"},
+        {"Image_X", "MaxPix", "60001"},
+        {"Image_X", "AvgPix", "1234"},
+        {"Image_X", "ModeUuid", "200"},
+        {"Image_X", "MaxPixValue", "65535"},
+        {"Image_XHEAD", "k", "v"},
+    };
+    for (const auto& one : entries)
+        EXPECT_EQ(owner.entry(one.section, one.key), one.value) << one.key;
+    EXPECT_EQ(std::strtof(owner.entry("Image_X", "Scale").c_str(), nullptr), 0.1F);
+    std::uint16_t dose[4];
+    ASSERT_EQ(LumoGetDoseEquiv(owner.image, &dose[0], &dose[1], &dose[2], &dose[3]), 0);
+    EXPECT_EQ(dose[0], 1234);
+    EXPECT_EQ(dose[1], 60001);
+    EXPECT_EQ(dose[2], 0);
+    EXPECT_EQ(dose[3], 65535);
+    char body[8];
+    std::int32_t size = sizeof body;
+    ASSERT_EQ(LumoGetExtHeader(owner.image, body, &size), 0);
+    EXPECT_EQ(Bytes(body, body + size), (Bytes{'k', '=', 'v', '\r', '\n'}));
+}
+
+TEST(XyzRead, AnswersEveryFault) {
+    const TempFolder folder;
+    const std::string image = folder / "a.xyz";
+    const Bytes header8 = [] {
+        Bytes bytes(256, 0);
+        const Bytes start = {0xFF, 0xFF, 0, 0, 2, 0, 3, 0, 0xFF, 0xFF};
+        std::copy(start.begin(), start.end(), bytes.begin());
+        return bytes;
+    }();
+    Bytes whole8 = header8;
+    whole8.resize(256 + 6, 255);
+    Bytes badYear = infoBytes(sampleInfo()), badPitch = badYear;
+    badYear[26] = 0xCC, badYear[27] = 7;
+    badPitch[12] = 0xE7, badPitch[13] = 3, badPitch[14] = 0;
+    const Bytes good = infoBytes(sampleInfo());
+    const struct {
+        Bytes pixels, info;
+        int code, level;
+        bool image;  ///< a record is there after the failure
+    } cases[] = {
+        {pixels2x3, {}, -10004, 4, true},
+        {pixels2x3, Bytes(good.begin(), good.end() - 1), -10006, 4, true},
+        {pixels2x3, badYear, -10006, 4, true},
+        {pixels2x3, badPitch, -10006, 4, true},
+        {Bytes(pixels2x3.begin(), pixels2x3.end() - 1), good, -50, 3, true},
+        {{}, good, -50, 3, false},
+        {{2, 0, 3}, good, -50, 3, false},
+        {{0, 0, 0, 0}, good, -50, 3, true},
+        {{2, 0, 0, 0}, good, -50, 3, true},
+        {{'G', 'I', 'F', '8', '9', 'a'}, good, -50, 3, true},
+        {Bytes(header8.begin(), header8.end() - 1), good, -50, 3, false},
+        {Bytes(whole8.begin(), whole8.end() - 1), good, -50, 3, true},
+        {{0xFF, 0xFF, 0xFF, 0xFF}, good, -8, 3, false},
+    };
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        writeFile(image, cases[i].pixels);
+        std::filesystem::remove(folder / "a.txt");
+        if (!cases[i].info.empty()) writeFile(folder / "a.txt", cases[i].info);
+        ImageOwner owner;
+        LogLines log;
+        EXPECT_EQ(LumoReadImage(&owner.image, image.c_str()), cases[i].code) << i;
+        EXPECT_EQ(owner.image != nullptr, cases[i].image) << i;
+        EXPECT_EQ(lmtGetLastError(), cases[i].code);
+        const std::string tail =
+            std::to_string(cases[i].code) + " " + lmtErrorMessage(cases[i].code);
+        const auto lines = log.upTo(4);
+        ASSERT_GE(lines.size(), 2U) << i;
+        EXPECT_EQ(lines[lines.size() - 2],
+                  std::to_string(cases[i].level) + " LumoReadImageXYZ " + tail)
+            << i;
+        EXPECT_EQ(lines.back(), "3 LumoReadImage " + tail) << i;
+    }
+    ImageOwner owner(1, 1);
+    const lmImage* before = owner.image;
+    for (const std::string& missing : {folder / "none.xyz", folder / "", std::string(1100, 'n')})
+        EXPECT_EQ(LumoReadImage(&owner.image, missing.c_str()), -1);
+    EXPECT_EQ(LumoReadImage(&owner.image, nullptr), -1);
+    writeFile(image, {1});
+    EXPECT_EQ(LumoReadImage(&owner.image, image.c_str()), -50);
+    EXPECT_EQ(owner.image, before) << "nothing was created, so the older image stays";
+    EXPECT_EQ(LumoReadImage(nullptr, image.c_str()), -50);
+}
+
+TEST(XyzRead, WithoutExtensionNeedsNoInformationFile) {
+    const TempFolder folder;  // its path has no '.'
+    writeFile(folder / "plain", pixels2x3);
+    ImageOwner owner;
+    ASSERT_EQ(LumoReadImage(&owner.image, (folder / "plain").c_str()), 0);
+    EXPECT_EQ(owner->pixelsizeX, 100000U);
+    EXPECT_EQ(std::string(owner->metaData).find("Image_X"), std::string::npos);
+}
+
+TEST(XyzRead, CutsAnExtendedHeaderToWhatIsThere) {
+    const TempFolder folder;
+    writeFile(folder / "a.xyz", pixels2x3);
+    for (const std::size_t held : {0U, 3U, 70000U}) {
+        ImageInfo info = sampleInfo();
+        info.extHeaderSize = 2000000000;
+        writeFile(folder / "a.txt", infoBytes(info, Bytes(held, 'e')));
+        ImageOwner owner;
+        ASSERT_EQ(LumoReadImage(&owner.image, (folder / "a.xyz").c_str()), 0);
+        std::int32_t size = 0;
+        ASSERT_EQ(LumoGetExtHeader(owner.image, nullptr, &size), 0);
+        EXPECT_EQ(size, static_cast<int>(held));
+    }
+}
+
+TEST(XyzWrite, RoundTripsPixelsHeaderAndBlock) {
+    const TempFolder folder;
+    writeFile(folder / "a.xyz", pixels2x3);
+    ImageInfo info = sampleInfo();
+    const Bytes block = {'[', 'x', ']', '\n', 0, 0xFF, '\r', '\n', '\n', 'k', '=', '1'};
+    info.extHeaderSize = static_cast<int>(block.size());
+    writeFile(folder / "a.txt", infoBytes(info, block));
+    ImageOwner owner;
+    ASSERT_EQ(LumoReadImage(&owner.image, (folder / "a.xyz").c_str()), 0);
+    const struct {
+        const char *name, *infoName;
+        int format;
+        bool pixelFile;
+    } cases[] = {{"b.xyz", "b.txt", 0, true}, {"b.Xyz", "b.txt", 0, true},
+                 {"c.raw", "c.txt", 0, true}, {"e.png", "e.txt", 1, true},
+                 {"f.ab", "ftxt", 1, true},   {"g.txt", "g.txt", 0, false},
+                 {"g.TXT", "g.txt", 6, true}};
+    for (const auto& one : cases) {
+        std::filesystem::remove(folder / one.infoName);
+        ASSERT_EQ(LumoWriteImage(owner.image, (folder / one.name).c_str(), one.format), 0)
+            << one.name;
+        EXPECT_EQ(readFile(folder / one.infoName), infoBytes(info, block)) << one.name;
+        const Bytes expected = one.pixelFile ? pixels2x3 : infoBytes(info, block);
+        EXPECT_EQ(readFile(folder / one.name), expected) << one.name;
+    }
+}
+
+TEST(XyzWrite, FillsTheHeaderFromDefaultsAndMetadata) {
+    const TempFolder folder;
+    ImageOwner owner(3, 2);
+    owner->maxPix = 7;  // the statistics come from the metadata, not from the record
+    const auto write = [&] {
+        ImageInfo info{};
+        EXPECT_EQ(LumoWriteImage(owner.image, (folder / "a.xyz").c_str(), 0), 0);
+        EXPECT_EQ(Get_ImageInfo(&info, (folder / "a.xyz").c_str()), 0);
+        return info;
+    };
+    const auto set = [&](const char* section, const char* key, const char* value) {
+        ASSERT_EQ(LumoSetMetaEntry(owner.image, section, key, value), 0);
+    };
+    ImageInfo info = write();
+    EXPECT_EQ(readFile(folder / "a.txt").size(), 101U);
+    EXPECT_EQ(info.headerSize, 108U);
+    EXPECT_EQ(info.width, 3);
+    EXPECT_EQ(info.bits, 16);
+    EXPECT_EQ(std::string(info.source, 32), "Unknown" + std::string(25, '\0'));
+    EXPECT_EQ(info.pixelsize, 100000);
+    EXPECT_EQ(info.scale, 1.0F);
+    EXPECT_EQ(info.maxPix, 0);
+
+    owner->pixelsizeX = 80000;
+    owner->pixelsizeY = 125000;
+    set("Image_X", "Scale", "0.5");
+    set("Image_X", "bits", "270");
+    set("Image_X", "MaxPix", "65537");
+    set("Image", "Source", std::string(40, 's').c_str());
+    set("Image", "Creation Time", "Mon, 01 Dec 2008 09:05:03 GMT");
+    info = write();
+    EXPECT_EQ(info.pixelsize, 50000);
+    EXPECT_EQ(info.bits, 14) << "low bits";
+    EXPECT_EQ(info.maxPix, 1);
+    EXPECT_EQ(std::string(info.source, 32), std::string(32, 's'));
+    EXPECT_EQ(info.year * 10000 + info.month * 100 + info.day, 20081201);
+    EXPECT_EQ(info.hour * 10000 + info.minute * 100 + info.second, 90503);
+
+    const std::pair<const char*, int> scales[] = {
+        {"nan", 0}, {"1e300", INT32_MAX}, {"-1e300", INT32_MIN}};
+    for (const auto& [scale, pixelsize] : scales) {
+        set("Image_X", "Scale", scale);
+        EXPECT_EQ(write().pixelsize, pixelsize) << scale;
+    }
+    set("Image_X", "Pixelsize", "42");
+    set("Image", "Creation Time", "yesterday");
+    info = write();
+    EXPECT_EQ(info.pixelsize, 42);
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    EXPECT_EQ(info.year, local.tm_year + 1900) << "the current time stands in";
+
+    owner->pixelsizeX = 999;
+    LogLines log;
+    EXPECT_EQ(LumoWriteImage(owner.image, (folder / "a.xyz").c_str(), 0), 0);
+    EXPECT_EQ(log.upTo(4).size(), 1U) << "no reader will take this header";
+}
+
+TEST(XyzWrite, EightBitIsTheSquareRootCode) {
+    const TempFolder folder;
+    ImageOwner owner(70, 300), back;
+    ASSERT_EQ(LumoWriteImage(owner.image, (folder / "a.png").c_str(), FormatXyz8), 0);
+    const Bytes file = readFile(folder / "a.png");
+    ASSERT_EQ(file.size(), 256U + 70 * 300);
+    ASSERT_EQ(LumoReadImage(&back.image, (folder / "a.png").c_str()), 0);
+    const int white = file[8] + 256 * file[9];
+    const double k = 255 / std::sqrt(static_cast<double>(white)), factor = white / 65535.0;
+    for (std::size_t i = 0; i < 70 * 300; ++i) {
+        const int code =
+            static_cast<int>(std::min(255.0, std::sqrt(static_cast<double>(owner->data[i])) * k));
+        ASSERT_EQ(file[256 + i], code);
+        ASSERT_EQ(back->data[i], static_cast<int>(code * code * factor));
+    }
+}
+
+TEST(Write, AnswersEveryFault) {
+    const TempFolder folder;
+    ImageOwner owner(3, 2), bare(0, 0);
+    const std::string lost = folder / "no/such/a.", big(1100, 'b');
+    std::filesystem::create_directory(folder / "dir.xyz");
+    std::filesystem::create_directory(folder / "b.txt");
+    const struct {
+        lmImage* image;
+        std::string name;
+        int format, code;
+    } cases[] = {
+        {owner.image, lost + "xyz", 0, -16},       {owner.image, lost + "txt", 0, -16},
+        {owner.image, lost + "xyz", 2, -16},       {owner.image, lost + "png", 0, -16},
+        {owner.image, folder / "dir.xyz", 0, -16}, {owner.image, folder / "b.xyz", 0, -16},
+        {owner.image, folder / "b.xyz", 2, -16},   {owner.image, big + ".xyz", 0, -16},
+        {owner.image, big + ".png", 0, -16},       {owner.image, "/dev/full", 3, -16},
+        {owner.image, "/dev/full", 1, -16},        {bare.image, folder / "c.xyz", 0, -50},
+        {bare.image, folder / "c.png", 0, -50},    {nullptr, folder / "c.xyz", 0, -50},
+        {nullptr, folder / "c.png", 0, -50},       {owner.image, "noextension", 0, -1},
+        {owner.image, folder / "c.gif", 0, 0},     {owner.image, folder / "c.bmp", 0, 0},
+        {owner.image, folder / "c.xyz", 4, 0},     {owner.image, folder / "c.xyz", 99, 0},
+    };
+    for (const auto& one : cases)
+        EXPECT_EQ(LumoWriteImage(one.image, one.name.c_str(), one.format), one.code) << one.name;
+    EXPECT_FALSE(std::filesystem::exists(folder / "c.xyz"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "b.xyz")) << "written before its information file";
+    EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 0), -1);
+    EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 1), -16);
+    EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 3), -16);
+    LogLines log;
+    EXPECT_EQ(LumoWriteImage(owner.image, "noextension", 0), -1);
+    EXPECT_EQ(log.lines(),
+              (std::vector<std::string>{
+                  "7 LumoWriteImage noextension entry",
+                  "3 LumoWriteImage extension invalid for auto format detect. File =noextension"}));
+}
+
+/// Where each pixel of the turned raster comes from, straight from the table of rotations.
+Raster turned(const Raster& from, int degrees) {
+    const bool sides = degrees == 90 || degrees == -270 || degrees == 270 || degrees == -90;
+    Raster to(sides ? from.height : from.width, sides ? from.width : from.height);
+    for (int y = 0; y < to.height; ++y)
+        for (int x = 0; x < to.width; ++x) {
+            int sx = x, sy = y;
+            if (degrees == 90 || degrees == -270) sx = from.width - 1 - y, sy = x;
+            if (degrees == 180 || degrees == -180)
+                sx = from.width - 1 - x, sy = from.height - 1 - y;
+            if (degrees == 270 || degrees == -90) sx = y, sy = from.height - 1 - x;
+            to.at(x, y) = from.at(sx, sy);
+        }
+    return to;
+}
+
+TEST(RawFiles, WriteTurnedAndReadBack) {
+    const TempFolder folder;
+    std::string name = folder / "r.raw";
+    for (const auto& [width, height] : {std::pair{2, 1}, {3, 2}, {1, 7}, {33, 18}}) {
+        Raster raster = noise(width, height);
+        std::vector<std::uint8_t> codes(raster.pixels.begin(), raster.pixels.end());
+        for (const int degrees : {0, 45, 90, -270, 180, -180, 270, -90}) {
+            const Raster expected = turned(raster, degrees);
+            ASSERT_EQ(WriteImageRot(raster.image(), name.data(), degrees), 0);
+            Image read{};
+            ASSERT_EQ(Read_Image(name.c_str(), &read), 0);
+            EXPECT_EQ(read.width, expected.width);
+            EXPECT_EQ(std::vector(read.data, read.data + expected.pixels.size()), expected.pixels)
+                << degrees;
+            Destroy_Image(&read);
+
+            Image8 image8{};
+            image8.width = width;
+            image8.height = height;
+            image8.whiteLevel = 0xFFFF0000U + 4000;
+            image8.pixels = codes.data();
+            ASSERT_EQ(WriteImage8Rot(image8, name.c_str(), degrees), 0);
+            const Bytes file = readFile(name);
+            ASSERT_EQ(file.size(), 256 + codes.size());
+            EXPECT_EQ(Bytes(file.begin(), file.begin() + 10),
+                      (Bytes{0xFF, 0xFF, 0, 0, static_cast<std::uint8_t>(expected.width), 0,
+                             static_cast<std::uint8_t>(expected.height), 0, 0xA0, 0x0F}));
+            for (std::size_t i = 0; i < codes.size(); ++i)
+                ASSERT_EQ(file[256 + i], static_cast<std::uint8_t>(expected.pixels[i]));
+            ASSERT_EQ(Read_Image(name.c_str(), &read), 0);
+            EXPECT_EQ(read.height, expected.height);
+            Destroy_Image(&read);
+        }
+    }
+    Raster raster(3, 2, 0x0102);
+    ASSERT_EQ(Write_Image(name.c_str(), raster.image()), 0);
+    EXPECT_EQ(readFile(name), (Bytes{3, 0, 2, 0, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1}));
+}
+
+TEST(RawFiles, AnswerEveryFault) {
+    const TempFolder folder;
+    std::string name = folder / "r.raw", lost = folder / "no/r.raw", full = "/dev/full";
+    Raster raster(3, 2);
+    std::uint8_t codes[6] = {};
+    Image8 image8{};
+    image8.width = 3;
+    image8.height = 2;
+    EXPECT_EQ(WriteImage8Rot(image8, name.c_str(), 0), -50);
+    image8.pixels = codes;
+    Image8 wide = image8;
+    wide.width = 65536;
+    EXPECT_EQ(WriteImage8Rot(wide, name.c_str(), 0), -50);
+    EXPECT_EQ(Write_Image(name.c_str(), Image{3, 2, nullptr}), -50);
+    EXPECT_EQ(Write_Image(nullptr, raster.image()), -1);
+    for (const int degrees : {0, 90}) {
+        EXPECT_EQ(WriteImageRot(raster.image(), lost.data(), degrees), -1);
+        EXPECT_EQ(WriteImageRot(raster.image(), full.data(), degrees), -16);
+        EXPECT_EQ(WriteImage8Rot(image8, lost.c_str(), degrees), -1);
+        EXPECT_EQ(WriteImage8Rot(image8, full.c_str(), degrees), -16);
+    }
+    Image read{1, 1, raster.pixels.data()};
+    EXPECT_EQ(Read_Image(lost.c_str(), &read), -1);
+    EXPECT_EQ(read.data, nullptr);
+    EXPECT_EQ(read.width, 0);
+    EXPECT_EQ(Read_Image(nullptr, &read), -1);
+    EXPECT_EQ(Read_Image(name.c_str(), nullptr), -2);
+    writeFile(name, {3, 0, 2, 0, 7, 0, 8, 0});
+    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
+    ASSERT_NE(read.data, nullptr);
+    EXPECT_EQ(read.data[1], 8) << "partly filled";
+    Destroy_Image(&read);
+    writeFile(name, {3, 0, 2});
+    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
+    EXPECT_EQ(read.data, nullptr);
+    Bytes short8(256 + 5, 255);
+    const Bytes start = {0xFF, 0xFF, 0, 0, 3, 0, 2, 0};
+    std::copy(start.begin(), start.end(), short8.begin());
+    writeFile(name, short8);
+    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
+    EXPECT_EQ(read.data[0], 65025);
+    Destroy_Image(&read);
+}
+
+}  // namespace
+}  // namespace lumo::test

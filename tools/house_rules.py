@@ -1,0 +1,83 @@
+#!/usr/bin/env python3
+"""Rules of the house that no compiler checks: which folder may include which, and calls that the
+library never makes."""
+import pathlib
+import re
+import sys
+
+# A folder includes only from itself, the folders named here and what those may use.
+MAY_USE = {
+    "include": [],
+    "platform": ["include"],
+    "frame": ["platform"],
+    "image": ["frame"],
+    "io": ["image"],
+    "measure": ["image", "io"],
+    "greyscale": ["measure"],
+    "filters": ["measure"],
+    "scripts": ["filters", "greyscale"],
+    "geometry": ["image"],
+    "calibration": ["image"],
+    "dose": ["measure"],
+    "cli": ["include"],
+}
+
+# Pattern, what is wrong with it, files in which it has its place.
+FORBIDDEN = [
+    (r"\b(std::)?(printf|puts|putchar|fputs|perror|abort|_?exit|quick_exit|terminate)\s*\(",
+     "the library never prints, exits or aborts", ()),
+    (r"\bstd::(cout|cerr|clog)\b", "the library never prints", ()),
+    (r"\b(std::)?(fread|fgetc|getc|fwrite|fputc)\s*\(", "use the checked block reads and writes of frame/file.h", ()),
+    (r"\b(std::)?fopen\s*\(", "use openFile() of frame/file.h", ("platform/file_open.cpp",)),
+    (r"\breinterpret_cast\b", "no reinterpret_cast in readers",
+     ("io/png_writer.cpp", "io/png_decoder.cpp")),
+    (r"\busing namespace\b(?!.*chrono)", "no using namespace", ()),
+]
+READERS = ("io/", "frame/", "image/")
+
+
+def allowed(folder):
+    found = {folder}
+    for other in MAY_USE[folder]:
+        found |= allowed(other)
+    return found
+
+
+def folder_of_header(name):
+    if name in ("lumo.h", "lumo_legacy.h"):
+        return "include"
+    return name.split("/")[0] if "/" in name else None
+
+
+def check_includes(path, folder, text):
+    for name in re.findall(r'^#include "([^"]+)"', text, re.MULTILINE):
+        target = folder_of_header(name) or folder
+        if target not in allowed(folder):
+            yield f'{path}: {folder}/ may not include "{name}"'
+
+
+def check_calls(path, folder, text):
+    if folder in ("cli", "include"):
+        return
+    for number, line in enumerate(text.splitlines(), 1):
+        code = line.split("//")[0]
+        for pattern, why, exceptions in FORBIDDEN:
+            if "reinterpret_cast" in pattern and not str(path).startswith(READERS):
+                continue
+            if str(path) not in exceptions and re.search(pattern, code):
+                yield f"{path}:{number}: {why}"
+
+
+def main():
+    faults = []
+    for folder in MAY_USE:
+        for path in sorted(pathlib.Path(folder).glob("*.[ch]*")):
+            text = path.read_text()
+            faults += check_includes(path, folder, text)
+            faults += check_calls(path, folder, text)
+    print("\n".join(faults))
+    return 1 if faults else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
