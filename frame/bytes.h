@@ -2,6 +2,7 @@
 #pragma once
 
 #include <bit>
+#include <cassert>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -59,6 +60,7 @@ public:
 
     template <std::integral Field>
     void put(Field field) {
+        assert(sizeof field <= rest_.size());
         const auto value = static_cast<std::make_unsigned_t<Field>>(field);
         for (std::size_t i = 0; i < sizeof field; ++i)
             rest_[i] = static_cast<std::uint8_t>(value >> (8 * i));
@@ -68,6 +70,7 @@ public:
     void put(float field) { put(std::bit_cast<std::uint32_t>(field)); }
 
     void put(const void* source, std::size_t count) {
+        assert(count <= rest_.size());
         std::memcpy(rest_.data(), source, count);
         rest_ = rest_.subspan(count);
     }

@@ -2,8 +2,6 @@
 // that was raised inside becomes a result code.
 #pragma once
 
-#include <new>
-
 #include "lumo.h"
 #include "platform/log.h"
 
@@ -30,7 +28,8 @@ template <class Body>
         body();
     } catch (int code) {
         return code;
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
+        // Only the C++ library throws else, when it cannot get memory or another resource.
         return LumoErrorMemory;
     }
     return LumoOk;

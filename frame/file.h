@@ -13,11 +13,6 @@
 
 namespace lumo {
 
-struct FileCloser {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-using FilePtr = std::unique_ptr<std::FILE, FileCloser>;
-
 struct FreeDeleter {
     void operator()(void* block) const noexcept { std::free(block); }
 };

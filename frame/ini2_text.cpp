@@ -44,7 +44,11 @@ void escapeAll(std::string& text, std::string_view plainText, std::string_view s
         const bool outside = &c < inner.data() || &c >= inner.data() + inner.size();
         const bool escaped =
             isControl(c) || c == '%' || (c == ' ' && outside) || special.find(c) != special.npos;
-        escaped ? escape(text, c) : text.push_back(c);
+        if (escaped) {
+            escape(text, c);
+        } else {
+            text.push_back(c);
+        }
     }
 }
 
@@ -129,7 +133,7 @@ Header findHeader(std::string_view text, std::size_t from) {
         while (end < text.size() && text[end] != ']' && text[end] != '\n') ++end;
         if (end < text.size() && text[end] == ']')
             return {at, trim(text.substr(at + 1, end - at - 1))};
-        at = end - 1;
+        at = end;
     }
     return {text.size(), {}};
 }

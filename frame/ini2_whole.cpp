@@ -51,7 +51,7 @@ std::optional<int> Document::maxIndex(std::string_view section, std::string_view
             const std::string_view key = plain(entry.key, scratch);
             if (!key.starts_with(prefix)) continue;
             const std::string_view number = key.substr(prefix.size());
-            if (number.empty() || number.find_first_not_of("0123456789") != number.npos) continue;
+            if (number.find_first_not_of("0123456789") != number.npos) continue;
             int index = 0;
             const char* const end = number.data() + number.size();
             const bool fits = std::from_chars(number.data(), end, index).ec == std::errc{};

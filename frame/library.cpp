@@ -1,8 +1,12 @@
 // The library's entry: its logger, what happens when it is loaded, and the version texts.
 #include <png.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "lumo_legacy.h"
 #include "platform/load_notification.h"
@@ -10,12 +14,16 @@
 
 namespace {
 
-constexpr char versionText[] = "2.2.1.176 from 'R2.2.1'";
+constexpr std::string_view versionText = "2.2.1.176 from 'R2.2.1'";
 constexpr char libpngBuiltAgainst[] = "1.2.14beta2";
 
 constexpr std::size_t versionBufferSize = 1024;
 /// Handed out by LumoGetVersion; until its first call it holds the bare version text.
-char versionBuffer[versionBufferSize] = "2.2.1.176 from 'R2.2.1'";
+constinit std::array<char, versionBufferSize> versionBuffer = [] {
+    std::array<char, versionBufferSize> buffer{};
+    std::ranges::copy(versionText, buffer.begin());
+    return buffer;
+}();
 
 Log logger(3, 5, "orvellog.log", 0, 29);
 
@@ -23,7 +31,7 @@ bool libraryEntry(void*, lumo::LoadReason reason, void*) {
     if (reason != lumo::LoadReason::ProcessAttach) return true;
     logger.set(6, 5, "127.0.0.1", 0, 29);
     logger.libCatchlog();
-    slog(5, "lumo Start %s", versionBuffer);
+    slog(5, "lumo Start %s", versionBuffer.data());
     return true;
 }
 
@@ -36,17 +44,20 @@ extern "C" {
 
 int Get_Version(char* text) {
     if (text == nullptr) return LumoOk;
-    std::strcpy(text, versionText);
+    text[versionText.copy(text, versionText.size())] = '\0';
     std::strcat(text, " " __DATE__ " " __TIME__);
     return LumoOk;
 }
 
 const char* LumoGetVersion(void) {
-    std::snprintf(versionBuffer, sizeof versionBuffer,
-                  "%s compiled with libpng %s - using libpng %s", versionText, libpngBuiltAgainst,
-                  png_get_header_ver(nullptr));
-    slog(7, "LumoGetVersion return %s", versionBuffer);
-    return versionBuffer;
+    char text[versionBufferSize] = "";
+    std::snprintf(text, sizeof text, "%s compiled with libpng %s - using libpng %s",
+                  versionText.data(), libpngBuiltAgainst, png_get_header_ver(nullptr));
+    // Several threads may write the same bytes at once.
+    for (std::size_t i = 0; i <= std::strlen(text); ++i)
+        std::atomic_ref(versionBuffer[i]).store(text[i], std::memory_order_relaxed);
+    slog(7, "LumoGetVersion return %s", text);
+    return versionBuffer.data();
 }
 
 }  // extern "C"

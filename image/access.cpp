@@ -92,13 +92,13 @@ int LumoGetMetaEntry(lmImage* image, const char* section, const char* key, char*
                      int32_t* size) {
     if (image == nullptr) return LumoErrorImage;
     if (section == nullptr || key == nullptr) return LumoErrorAccess;
-    if (size == nullptr || (value == nullptr && *size != 0)) return LumoErrorParameter;
+    if (size == nullptr) return LumoErrorParameter;
     return lumo::guarded([=] {
         char entry[valueSize] = "";
         ini2 store(&image->metaData, &image->metaSize);
         store.get(section, key, entry, nullptr);
         const auto needed = static_cast<std::int32_t>(std::strlen(entry) + 1);
-        if (*size == 0)
+        if (value == nullptr || *size == 0)
             *size = needed;
         else
             handOut(entry, needed, value, size);

@@ -27,8 +27,8 @@ LUMO_INLINE std::uint16_t scaleMaximumBody(const std::uint16_t* pixels, std::siz
 LUMO_LEVELS(std::uint16_t, scaleMaximum, scaleMaximumBody,
             (const std::uint16_t* pixels, std::size_t count), (pixels, count))
 
-/// v * v * whiteLevel / 65535 in 16-bit whole numbers: for a product x = 65536 * high + low in range,
-/// x / 65535 = (x + high + 1) / 65536, which is high and a carry of low + high + 1.
+/// v * v * whiteLevel / 65535 in 16-bit whole numbers: for a product x = 65536 * high + low in
+/// range, x / 65535 = (x + high + 1) / 65536, which is high and a carry of low + high + 1.
 LUMO_INLINE std::uint16_t widenExactly(std::uint8_t code, std::uint16_t whiteLevel) {
     const auto square = static_cast<std::uint16_t>(code * code);
     const auto high = static_cast<std::uint16_t>((std::uint32_t{square} * whiteLevel) >> 16);

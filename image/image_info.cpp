@@ -6,7 +6,6 @@
 #include <iterator>
 
 #include "frame/bytes.h"
-#include "frame/call_frame.h"
 #include "frame/file.h"
 #include "image/info_name.h"
 
@@ -48,15 +47,28 @@ constexpr bool within(std::int64_t value, std::int64_t lowest, std::int64_t high
 }
 
 /// The process's one kept extended header.
-MallocPtr<char> keptHeader;
+struct KeptHeader {
+    MallocPtr<char> block;
+    std::uint32_t size = 0;
+} keptHeader;
 
-/// Opens an image's information file and reads its header; null when there is no such file.
-FilePtr openInfo(const char* imageFileName, ImageInfo& info) {
-    if (imageFileName == nullptr) return nullptr;
-    const InfoName name = infoNameForWriting(imageFileName);
-    FilePtr file = name.exists() ? openFile(name.text, "rb") : nullptr;
-    if (file && readInfoHeader(file.get(), info) < infoHeaderItems) info.extHeaderSize = 0;
-    return file;
+/// The information file of an image with its position at the extended header, and the bytes of it
+/// that can be delivered: what the header claims and the file holds.
+struct ExtendedHeaderFile {
+    FilePtr file;
+    std::size_t size = 0;
+};
+
+ExtendedHeaderFile openExtendedHeader(const char* imageFileName) {
+    if (imageFileName == nullptr) return {};
+    ExtendedHeaderFile found{openFile(infoNameForWriting(imageFileName).text, "rb")};
+    ImageInfo info{};
+    if (!found.file || readInfoHeader(found.file.get(), info) < infoHeaderItems) return {};
+    const std::uint64_t held = fileSize(found.file.get()).value_or(0);
+    if (held > infoHeaderSize && info.extHeaderSize > 0)
+        found.size = std::min<std::uint64_t>(held - infoHeaderSize,
+                                             static_cast<std::uint32_t>(info.extHeaderSize));
+    return found;
 }
 
 }  // namespace
@@ -108,28 +120,22 @@ int Get_ImageInfo(ImageInfo* info, const char* imageFileName) {
 
 int Get_ImageExtraHeader(const char* imageFileName, void* block) {
     if (block == nullptr) return 0;
-    ImageInfo info{};
-    const lumo::FilePtr file = lumo::openInfo(imageFileName, info);
-    if (!file || info.extHeaderSize <= 0) return 0;
-    const auto size = static_cast<std::size_t>(info.extHeaderSize);
-    return static_cast<int>(lumo::readBytes(file.get(), block, size));
+    const lumo::ExtendedHeaderFile header = lumo::openExtendedHeader(imageFileName);
+    if (header.size == 0) return 0;
+    return static_cast<int>(lumo::readBytes(header.file.get(), block, header.size));
 }
 
 int Get_ImageExtraHeaderSize(const char* imageFileName) {
-    ImageInfo info{};
-    const lumo::FilePtr file = lumo::openInfo(imageFileName, info);
-    if (!file || info.extHeaderSize <= 0) return 0;
-    const std::uint64_t size = lumo::fileSize(file.get()).value_or(0);
-    const std::uint64_t rest = size > lumo::infoHeaderSize ? size - lumo::infoHeaderSize : 0;
-    return static_cast<int>(std::min(rest, static_cast<std::uint64_t>(info.extHeaderSize)));
+    return static_cast<int>(lumo::openExtendedHeader(imageFileName).size);
 }
 
 int Set_ImageExtraHeader(uint32_t size, const void* block) {
-    lumo::keptHeader.reset();
+    lumo::keptHeader = {};
     if (size == 0 || block == nullptr) return LumoOk;
-    lumo::keptHeader.reset(static_cast<char*>(std::malloc(size)));
-    if (!lumo::keptHeader) return LumoErrorMemory;
-    std::memcpy(lumo::keptHeader.get(), block, size);
+    lumo::keptHeader.block.reset(static_cast<char*>(std::malloc(size)));
+    if (!lumo::keptHeader.block) return LumoErrorMemory;
+    std::memcpy(lumo::keptHeader.block.get(), block, size);
+    lumo::keptHeader.size = size;
     return LumoOk;
 }
 

@@ -33,7 +33,9 @@ InfoName infoNameForReading(const char* fileName) noexcept {
 
 InfoName infoNameForWriting(const char* fileName) noexcept {
     const std::size_t length = std::strlen(fileName);
-    return withTxt(fileName, length < 3 ? 0 : length - 3);
+    const char* slash = std::strrchr(fileName, '/');
+    const char* base = slash != nullptr ? slash + 1 : fileName;
+    return std::strlen(base) < 3 ? InfoName{} : withTxt(fileName, length - 3);
 }
 
 }  // namespace lumo

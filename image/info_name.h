@@ -19,7 +19,7 @@ struct InfoName {
 [[nodiscard]] InfoName infoNameForReading(const char* fileName) noexcept;
 
 /// Writing, and the information record: the last three characters replaced by "txt", whatever they
-/// are.
+/// are; none for a name (without its folders) that is shorter.
 [[nodiscard]] InfoName infoNameForWriting(const char* fileName) noexcept;
 
 }  // namespace lumo

@@ -71,7 +71,7 @@ void resizeImage(lmImage** place, std::uint16_t width, std::uint16_t height) {
 }
 
 void destroyRecord(lmImage* image) noexcept {
-    if (image->pngWriter != nullptr) image->pngWriter->release(image->pngWriter);
+    delete image->pngWriter;
     std::free(image->data);
     std::free(image->metaData);
     releaseRowPointers(*image);

@@ -1,5 +1,7 @@
-// Rows of a raster as they are after a quarter turn, one at a time, without a turned copy.
+// Rows of a raster as they are after a quarter turn, some at a time, without a turned copy.
 #pragma once
+
+#include <algorithm>
 
 #include "image/view.h"
 
@@ -28,26 +30,29 @@ enum class QuarterTurn { None, CounterClockwise, Half, Clockwise };
     return turn == QuarterTurn::CounterClockwise || turn == QuarterTurn::Clockwise;
 }
 
-/// Writes row `y` of the turned raster: as many pixels as it is wide.
+/// Writes rows `first` to `first + count - 1` of the turned raster, one behind the other. A band of
+/// rows reads whole stretches of the source where a single row would read one pixel of each.
 template <class Pixel>
-void turnedRow(View<const Pixel> source, QuarterTurn turn, int y, Pixel* row) {
+void turnedRows(View<const Pixel> source, QuarterTurn turn, int first, int count, Pixel* rows) {
     const int lastX = source.width - 1, lastY = source.height - 1;
-    const int width = swapsSides(turn) ? source.height : source.width;
-    for (int x = 0; x < width; ++x) {
-        switch (turn) {
-            case QuarterTurn::None:
-                row[x] = source.row(y)[x];
-                break;
-            case QuarterTurn::CounterClockwise:
-                row[x] = source.row(x)[lastX - y];
-                break;
-            case QuarterTurn::Half:
-                row[x] = source.row(lastY - y)[lastX - x];
-                break;
-            case QuarterTurn::Clockwise:
-                row[x] = source.row(lastY - x)[y];
-                break;
+    if (!swapsSides(turn)) {
+        for (int y = 0; y < count; ++y) {
+            const Pixel* from =
+                source.row(turn == QuarterTurn::Half ? lastY - first - y : first + y);
+            Pixel* to = rows + std::ptrdiff_t{y} * source.width;
+            if (turn == QuarterTurn::Half)
+                std::reverse_copy(from, from + source.width, to);
+            else
+                std::copy(from, from + source.width, to);
         }
+        return;
+    }
+    const bool clockwise = turn == QuarterTurn::Clockwise;
+    for (int x = 0; x < source.height; ++x) {
+        const Pixel* from = source.row(clockwise ? lastY - x : x);
+        for (int y = 0; y < count; ++y)
+            rows[std::ptrdiff_t{y} * source.height + x] =
+                from[clockwise ? first + y : lastX - first - y];
     }
 }
 

@@ -64,7 +64,8 @@ enum ImageFormat {
     FormatPng = 3,  /**< PNG, 16-bit greyscale when written */
     FormatGif = 4,  /**< recognised, neither read nor written */
     FormatRaw = 5,  /**< a raw pixel file, written like FormatXyz */
-    FormatTxt = 6   /**< the information file of an XYZ image, written alone */
+    FormatTxt =
+        6 /**< written like FormatXyz; a name that ends in "txt" gives the information file alone */
 };
 
 /** An open row-by-row PNG write; belongs to its image. */
@@ -209,8 +210,7 @@ LUMO_API int LumoGetMetaData(lmImage* image, char* text, int32_t* size);
 /**
  * The value of one metadata entry, at most 1023 characters; a missing entry reads as the empty
  * text.
- * @return 0; -50 without image; -102 without section or key; -2 without size, or without buffer
- * for a size that is not 0
+ * @return 0; -50 without image; -102 without section or key; -2 without size; -8 without memory
  */
 LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* key, char* value,
                               int32_t* size);
@@ -280,8 +280,8 @@ LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
  * Reads an image file, recognised by its first bytes, into a new image in the place. A record that
  * the place holds already is destroyed when the new one is created, and left alone by a failure
  * before that. After a later failure the place is null (PNG) or holds what was read (XYZ).
- * @return 0; -1 the file cannot be opened; -8 no memory; -11 a damaged PNG file; -50 no pixels, too
- * few, or a side above 65535; -10004, -10006 the information file is missing or invalid
+ * @return 0; -1 the file cannot be opened; -8 no memory or no place; -11 a damaged PNG file; -50 no
+ * pixels, too few, or a side above 65535; -10004, -10006 the information file is missing or invalid
  */
 LUMO_API int LumoReadImage(lmImage** place, const char* fileName);
 
@@ -308,7 +308,7 @@ LUMO_API int LumoSetWriteCompressionLevel(int level);
  * Opens a PNG file for writing row by row. An earlier write of this image that was never ended is
  * abandoned.
  * @return 0; -50 without image or with a pitch of 0 or above 1000000000; -8 no memory; -16 the file
- * cannot be set up
+ * cannot be set up, or the metadata text is too long to be read back
  */
 LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
 
@@ -325,7 +325,9 @@ LUMO_API int LumoPngWriteRows(lmImage* image);
 
 /**
  * Ends a PNG write: adds the metadata text, closes the file, releases the write on every path.
- * @return 0; -50 without image; -8 without a write in progress; -16 if the file is not complete
+ * @return 0; -50 without image; -8 without a write in progress; -16 if the file is not complete:
+ * it cannot be written, not all rows were handed over, or the metadata text is too long to be read
+ * back
  */
 LUMO_API int LumoPngWriteEnd(lmImage* image);
 

@@ -71,8 +71,8 @@ enum LutMode {
 
 /** An 8-bit raster as WriteImage8Rot() takes it. Fields named `unused` are not read. */
 typedef struct Image8 {
-    int32_t width;          /**< pixels per row, 1 to 65535 */
-    int32_t height;         /**< rows, 1 to 65535 */
+    int32_t width;          /**< pixels per row, 0 to 65535 */
+    int32_t height;         /**< rows, 0 to 65535 */
     uint32_t unused2;       /**< 0 */
     uint32_t unused3;       /**< 0 */
     uint32_t unused4;       /**< 1 */
@@ -118,7 +118,7 @@ typedef struct ImageInfo {
 
 /**
  * The library's version text with its build date and time.
- * @param text  [out] at least 64 bytes, or null
+ * @param text  [out] at least 45 bytes, or null
  * @return always 0
  */
 LUMO_API int Get_Version(char* text);
@@ -219,8 +219,9 @@ LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
  */
 
 /**
- * Reads a raw pixel file in either form; allocates the raster into the record, whose earlier one is
- * not released. A failure may leave a partly filled raster there: call Destroy_Image().
+ * Reads a raw pixel file in either form; allocates the raster into the record, which is emptied
+ * first without releasing an earlier raster. A failure may leave a partly filled raster there: call
+ * Destroy_Image().
  * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 no pixels
  * or too few; -2 without record
  */

@@ -4,7 +4,7 @@
 // it.
 #include "io/png_decoder.h"
 
-#include <iterator>
+#include <malloc.h>
 
 #include "io/png_support.h"
 #include "lumo.h"
@@ -13,9 +13,29 @@
 namespace lumo {
 namespace {
 
-constexpr std::uint32_t nanometresPerMetre = 1000000000;
 constexpr std::uint32_t defaultPitch = 352778;  ///< 25.4 mm / 72
 constexpr std::uint64_t bestDeflateRatio = 1032;
+
+/// Memory for any file, and as much again as a multiple of the file's size: compressed texts may
+/// not grow without bounds.
+constexpr std::size_t memoryForAnyFile = std::size_t{64} << 20;
+constexpr std::size_t memoryPerByte = 16;
+
+void* allocate(png_structp png, png_alloc_size_t size) {
+    auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
+    void* block = size <= memory->limit - memory->used ? std::malloc(size) : nullptr;
+    // What the allocator adds in whole blocks is counted too, as freeing finds no other size.
+    if (block != nullptr) memory->used += malloc_usable_size(block);
+    memory->used = std::min(memory->used, memory->limit);
+    memory->failed |= block == nullptr;
+    return block;
+}
+
+void release(png_structp png, void* block) {
+    auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
+    memory->used -= std::min(memory->used, malloc_usable_size(block));
+    std::free(block);
+}
 
 int libpngFailed() {
     slog(3, "libpng error");
@@ -90,17 +110,20 @@ Resolution resolutionOf(png_const_structp png, png_infop info) {
 int PngDecoder::open(const char* fileName) noexcept {
     file_ = openFile(fileName, "rb");
     if (!file_) return LumoErrorOpen;
-    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning);
+    memory_.limit = memoryForAnyFile + memoryPerByte * fileSize(file_.get()).value_or(0);
+    png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning,
+                                    &memory_, allocate, release);
     if (png_ == nullptr) return LumoErrorMemory;
     info_ = png_create_info_struct(png_);
-    endInfo_ = info_ != nullptr ? png_create_info_struct(png_) : nullptr;
-    return endInfo_ != nullptr ? LumoOk : LumoErrorMemory;
+    return info_ != nullptr ? LumoOk : LumoErrorMemory;
 }
 
 int PngDecoder::readHeader(PngProperties& properties) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return libpngFailed();
     png_init_io(png_, file_.get());
     ignoreColourSpace(png_);
+    // Our own limit is lower and answered with its own code.
+    png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_read_info(png_, info_);
     properties.width = png_get_image_width(png_, info_);
     properties.height = png_get_image_height(png_, info_);
@@ -127,7 +150,8 @@ std::uint32_t PngDecoder::pitchY() const noexcept {
 }
 
 int PngDecoder::readRows(std::uint16_t** rows, const PngProperties& properties) noexcept {
-    return decode(png_, info_, reinterpret_cast<png_bytepp>(rows), &properties);
+    const int code = decode(png_, info_, reinterpret_cast<png_bytepp>(rows), &properties);
+    return code == LumoOk && memory_.failed ? LumoErrorMemory : code;
 }
 
 std::span<const png_text> PngDecoder::texts() const noexcept {
@@ -139,7 +163,7 @@ std::span<const png_text> PngDecoder::texts() const noexcept {
 
 void PngDecoder::close() noexcept {
     file_.reset();
-    if (png_ != nullptr) png_destroy_read_struct(&png_, &info_, &endInfo_);
+    if (png_ != nullptr) png_destroy_read_struct(&png_, &info_, nullptr);
 }
 
 }  // namespace lumo

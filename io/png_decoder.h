@@ -8,7 +8,6 @@
 #include <span>
 
 #include "frame/file.h"
-#include "image/view.h"
 
 namespace lumo {
 
@@ -17,10 +16,19 @@ struct PngProperties {
     std::uint8_t depth, channels, colourType;
 };
 
+/// What libpng may allocate for one file, and whether it ever could not: a failure at a text chunk
+/// is only a warning to libpng.
+struct PngMemory {
+    std::size_t limit;
+    std::size_t used = 0;
+    bool failed = false;
+};
+
 class PngDecoder {
 public:
     PngDecoder() = default;
     ~PngDecoder() { close(); }
+
     PngDecoder(const PngDecoder&) = delete;
     PngDecoder& operator=(const PngDecoder&) = delete;
 
@@ -33,17 +41,18 @@ public:
     /// Pitch in nanometres; that of 72 pixels per inch if the file tells none.
     [[nodiscard]] std::uint32_t pitchX() const noexcept;
     [[nodiscard]] std::uint32_t pitchY() const noexcept;
-    /// Decodes into rows of 16-bit grey pixels, then reads the rest of the file. @return 0; -11
+    /// Decodes into rows of 16-bit grey pixels, then reads the rest of the file. @return 0;
+    /// -11; -8 if memory for a text was lacking
     [[nodiscard]] int readRows(std::uint16_t** rows, const PngProperties& properties) noexcept;
     /// The text chunks of the whole file, in its order.
     [[nodiscard]] std::span<const png_text> texts() const noexcept;
     void close() noexcept;
 
 private:
+    FilePtr file_;
+    PngMemory memory_{};
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
-    png_infop endInfo_ = nullptr;
-    FilePtr file_;
 };
 
 }  // namespace lumo

@@ -35,13 +35,20 @@ bool isImageKeyword(const char* keyword) {
         imageKeywords, [keyword](const char* known) { return std::strcmp(known, keyword) == 0; });
 }
 
+/// Whether the chunk's text is the beginning, cut at a chunk's limit, of the value in the store.
+bool isCutOf(ini2& store, const png_text& entry) {
+    char value[imageTextSize] = "";
+    store.get("Image", entry.key, value, nullptr);
+    return std::strlen(value) == imageTextSize - 1 && std::strcmp(value, entry.text) == 0;
+}
+
 /// Takes the chunks from the last to the first, so that the four entries with chunks of their own
 /// prevail over the whole metadata text at the end of our own files.
 void takeTexts(ini2& store, std::span<const png_text> texts) {
     for (std::size_t i = texts.size(); i-- > 0;) {
         const png_text& entry = texts[i];
         if (isImageKeyword(entry.key)) {
-            store.set("Image", entry.key, entry.text, nullptr);
+            if (!isCutOf(store, entry)) store.set("Image", entry.key, entry.text, nullptr);
         } else if (entry.text != nullptr) {
             const std::size_t size =
                 std::min(std::strlen(entry.text), std::size_t{INT_MAX - 1}) + 1;

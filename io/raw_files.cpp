@@ -1,4 +1,6 @@
 // The older raw pixel files: reading, writing, writing turned.
+#include <algorithm>
+
 #include "frame/call_frame.h"
 #include "image/turned_row.h"
 #include "io/pixel_file.h"
@@ -10,17 +12,22 @@ using lumo::FilePtr;
 using lumo::QuarterTurn;
 using lumo::View;
 
-/// Writes the raster row by row through a buffer of one turned row.
+/// Pixels that a turned write holds at a time: at least one row of any image.
+constexpr int bandSize = 65535;
+
+/// Writes the raster in bands of turned rows.
 template <class Pixel>
 int writeTurnedRows(std::FILE* file, View<const Pixel> raster, QuarterTurn turn) {
     const int width = swapsSides(turn) ? raster.height : raster.width;
     const int height = swapsSides(turn) ? raster.width : raster.height;
-    const std::size_t size = static_cast<std::size_t>(width) * sizeof(Pixel);
-    const lumo::MallocPtr<Pixel> row(static_cast<Pixel*>(std::malloc(size > 0 ? size : 1)));
-    if (!row) return LumoErrorMemory;
-    for (int y = 0; y < height; ++y) {
-        lumo::turnedRow(raster, turn, y, row.get());
-        if (!lumo::writeBytes(file, row.get(), size)) return LumoErrorWrite;
+    const int rowsAtOnce = bandSize / std::max(1, width);
+    const lumo::MallocPtr<Pixel> band(static_cast<Pixel*>(std::malloc(bandSize * sizeof(Pixel))));
+    if (!band) return LumoErrorMemory;
+    for (int y = 0; y < height; y += rowsAtOnce) {
+        const int count = std::min(rowsAtOnce, height - y);
+        lumo::turnedRows(raster, turn, y, count, band.get());
+        const std::size_t size = static_cast<std::size_t>(count) * static_cast<std::size_t>(width);
+        if (!lumo::writeBytes(file, band.get(), size * sizeof(Pixel))) return LumoErrorWrite;
     }
     return LumoOk;
 }

@@ -2,7 +2,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <string_view>
 
 #include "frame/call_frame.h"
@@ -142,7 +141,8 @@ ExtendedHeader extendedHeaderOf(ini2& store) {
     return header;
 }
 
-/// Everything that goes into the information file, ready before the file is created.
+/// Everything that goes into the information file, ready before any file is created, so that
+/// memory that runs out leaves nothing half written.
 struct InfoFile {
     ImageInfo info;
     ExtendedHeader extended;

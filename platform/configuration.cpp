@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include "platform/file_open.h"
@@ -28,13 +29,33 @@ bool takeValue(std::string_view line, std::string_view name, char* value) {
     return true;
 }
 
+/// Reads a line, or the beginning of one that is longer than the buffer and whose rest is skipped.
+bool readLine(std::FILE* file, char* buffer, int size) {
+    if (std::fgets(buffer, size, file) == nullptr) return false;
+    int last = '\n';
+    if (std::strchr(buffer, '\n') == nullptr)
+        while ((last = std::getc(file)) != '\n' && last != EOF) {
+        }
+    return true;
+}
+
+/// The name in a section's header; no value for another line.
+std::optional<std::string_view> sectionName(std::string_view line) {
+    const auto end = line.find(']');
+    if (!line.starts_with('[') || end == std::string_view::npos) return std::nullopt;
+    return line.substr(1, end - 1);
+}
+
 void readSetting(std::FILE* file, std::string_view key, std::string_view name, char* value) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     char buffer[4 * settingSize];
     bool inSection = false;
-    while (std::fgets(buffer, sizeof buffer, file) != nullptr) {
-        const std::string_view line = trimmed(buffer);
-        if (line.starts_with('[') && line.ends_with(']'))
-            inSection = line.substr(1, line.size() - 2) == key;
+    while (readLine(file, buffer, sizeof buffer)) {
+        std::string_view line = buffer;
+        if (line.starts_with(byteOrderMark)) line.remove_prefix(byteOrderMark.size());
+        line = trimmed(line);
+        if (const auto section = sectionName(line))
+            inSection = *section == key;
         else if (inSection && takeValue(line, name, value))
             return;
     }
@@ -45,10 +66,9 @@ void readSetting(std::FILE* file, std::string_view key, std::string_view name, c
 void Get_RegStr(RegistryHive, const char* key, const char* name, char* value) noexcept {
     value[0] = '\0';
     const char* configured = std::getenv("ORVEL_CONFIG");
-    std::FILE* file = fopen_ex(configured != nullptr ? configured : defaultFile, "r");
-    if (file == nullptr) return;
-    readSetting(file, key, name, value);
-    std::fclose(file);
+    const bool isSet = configured != nullptr && *configured != '\0';
+    const lumo::FilePtr file(fopen_ex(isSet ? configured : defaultFile, "r"));
+    if (file) readSetting(file.get(), key, name, value);
 }
 
 void strxcat(char* buffer, const char* text, std::size_t limit) noexcept {

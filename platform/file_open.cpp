@@ -16,9 +16,8 @@ std::FILE* fopen_ex(const char* name, const char* mode) noexcept {
     if (name == nullptr) return nullptr;
     char closeOnExec[8];
     std::snprintf(closeOnExec, sizeof closeOnExec, "%se", mode);
-    std::FILE* file = std::fopen(name, closeOnExec);
-    if (file == nullptr || !isFolder(file)) return file;
+    lumo::FilePtr file(std::fopen(name, closeOnExec));
     // Linux opens a folder for reading and fails at the first read only.
-    std::fclose(file);
-    return nullptr;
+    if (file && isFolder(file.get())) return nullptr;
+    return file.release();
 }

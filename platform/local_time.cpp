@@ -10,17 +10,28 @@ namespace {
 
 constexpr std::int64_t quarterHour = 15 * 60;
 
-/// Quarter of an hour since 1970 (upper 40 bits) and offset from UTC in seconds (lower 24, signed).
+/// Where the C library keeps the zone that the host has set with tzset(): seconds west of UTC.
+std::int64_t hostZone() {
+    return ::timezone;
+}
+
+/// When and where an offset holds, and the offset: quarter of an hour since 1970 (24 bits and
+/// more), the host's zone in minutes (12 bits) and the offset in minutes (12 bits, signed).
 std::atomic<std::int64_t> cachedOffset{INT64_MIN};
 
+std::int64_t keyOf(std::time_t time) {
+    return ((time / quarterHour) << 12) | (hostZone() / 60 & 0xFFF);
+}
+
 std::int64_t offsetFromUtc(std::time_t time) {
-    const std::int64_t quarter = time / quarterHour;
     const std::int64_t cached = cachedOffset.load(std::memory_order_relaxed);
-    if ((cached >> 24) == quarter) return (cached << 40) >> 40;
+    if ((cached >> 12) == keyOf(time)) return (cached << 52 >> 52) * 60;
     std::tm fields{};
     if (localtime_r(&time, &fields) == nullptr) return 0;
     const std::int64_t offset = fields.tm_gmtoff;
-    cachedOffset.store((quarter << 24) | (offset & 0xFFFFFF), std::memory_order_relaxed);
+    // Zones that are no whole minute off, all of them long past, are asked for every time.
+    if (offset % 60 == 0)
+        cachedOffset.store((keyOf(time) << 12) | (offset / 60 & 0xFFF), std::memory_order_relaxed);
     return offset;
 }
 

@@ -54,10 +54,12 @@ int openForAppending(const char* name) {
         open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
     if (descriptor < 0) return -1;
     struct stat status {};
+    int kept = -1;
+    // Never 0, 1 or 2: a host that was started without them would write into the log.
     if (fstat(descriptor, &status) == 0 && (S_ISREG(status.st_mode) || S_ISCHR(status.st_mode)))
-        return descriptor;
+        kept = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
     close(descriptor);
-    return -1;
+    return kept;
 }
 
 /// The start of a line: local time with milliseconds, and the level.

@@ -203,7 +203,11 @@ TEST(PngRead, RefusesClaimsBeforeTheyCostMemory) {
     const struct {
         std::uint32_t width, height;
         int code;
-    } cases[] = {{65536, 1, -50}, {1, 65536, -50}, {65535, 30000, -11}, {65535, 65535, -11}};
+    } cases[] = {{65536, 1, -50},
+                 {1, 65536, -50},
+                 {2000000000, 1, -50},
+                 {65535, 30000, -11},
+                 {65535, 65535, -11}};
     for (const auto& one : cases) {
         ImageOwner owner(1, 1);
         const lmImage* before = owner.image;
@@ -307,6 +311,10 @@ TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
         image->height = 1;
         return 0;
     };
+    const Rows back2 = [](lmImage* image) {
+        image->height = 2;
+        return 0;
+    };
     const struct {
         std::vector<Rows> calls;
         std::vector<int> codes;
@@ -320,6 +328,7 @@ TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
         {{one, all}, {0, -16}, -16},
         {{all, one, one}, {0, -16, -16}, -16},
         {{one, resize, one, all, all2}, {0, 0, -16, -16, -16}, -16},
+        {{resize, all2, back2, all}, {0, -16, 0, -16}, -16},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         ImageOwner owner(3, 2), back;
@@ -375,6 +384,14 @@ TEST(PngWrite, AnswersEveryFault) {
 TEST(PngWrite, NeverLosesALongMetadataTextSilently) {
     const TempFolder folder;
     const std::string name = folder / "a.png";
+    {
+        ImageOwner owner(1, 1), back;
+        const std::string source(2000, 's');
+        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", source.c_str()), 0);
+        ASSERT_EQ(LumoWriteImage(owner.image, name.c_str(), 0), 0);
+        ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
+        EXPECT_NE(std::string(back->metaData).find(source), std::string::npos);
+    }
     for (const std::size_t size : {70000U, 7900000U, 7999880U, 7999900U, 9000000U}) {
         ImageOwner owner(1, 1), back;
         const std::string value(size, 'v');

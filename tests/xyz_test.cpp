@@ -57,7 +57,8 @@ TEST(InfoName, FollowsThreeRules) {
         {"a.xyz", "a.txt", "a.txt", "a.txt"},    {"a.XyZ", "a.txt", "a.txt", "a.txt"},
         {"a.raw", "", "a.txt", "a.txt"},         {"x.ab", "", "x.txt", "xtxt"},
         {"x.jpeg", "", "x.txt", "x.jtxt"},       {"noext", "", "", "notxt"},
-        {"d.xyz/img", "", "d.txt", "d.xyz/txt"}, {"ab", "", "", "txt"},
+        {"d.xyz/img", "", "d.txt", "d.xyz/txt"}, {"ab", "", "", ""},
+        {"dir.d/ab", "", "dir.txt", ""},
     };
     for (const auto& one : cases) {
         EXPECT_STREQ(infoNameForDeleting(one.name).text, one.deleting);

@@ -1,0 +1,60 @@
+// The verb `convert`: reads an image, changes metadata, writes it in a format of choice.
+#include <memory>
+#include <vector>
+
+#include "cli/command.h"
+#include "cli/image_output.h"
+#include "cli/library.h"
+#include "cli/metadata.h"
+
+namespace lumo::cli {
+
+Work setUpConvert(CLI::App& verb);
+
+namespace {
+
+struct Options {
+    std::string input;
+    OutputOptions output;
+    int level = -1;  // of compression; below 0: the library's own
+    std::vector<std::string> settings;
+};
+
+/// "section/key=value"; a section has no '/', a key no '='.
+MetaEntry parseSetting(const std::string& text) {
+    const std::size_t slash = text.find('/');
+    const std::size_t equals = slash == std::string::npos ? slash : text.find('=', slash);
+    if (slash == 0 || equals == std::string::npos || equals == slash + 1)
+        throw usageError("--set " + text + ": not of the form section/key=value");
+    return {text.substr(0, slash), text.substr(slash + 1, equals - slash - 1),
+            text.substr(equals + 1)};
+}
+
+Status run(const Options& options) {
+    const std::string& file = options.output.file;
+    std::vector<MetaEntry> settings;
+    for (const std::string& text : options.settings) settings.push_back(parseSetting(text));
+    ImageOutput output(options.output);
+
+    const ImageHandle image = readImage(options.input);
+    for (const auto& [section, key, value] : settings)
+        check(LumoSetMetaEntry(image.get(), section.c_str(), key.c_str(), value.c_str()), file);
+    if (options.level >= 0) check(LumoSetWriteCompressionLevel(options.level), file);
+    output.save(image.get());
+    return done;
+}
+
+}  // namespace
+
+Work setUpConvert(CLI::App& verb) {
+    const auto options = std::make_shared<Options>();
+    verb.add_option("IN", options->input, "Image file to read")->required();
+    addOutputOptions(verb, options->output);
+    verb.add_option("--level", options->level, "Compression of PNG: 0 none, 9 strongest; else 6")
+        ->check(CLI::Range(0, 9));
+    verb.add_option("--set", options->settings, "Set a metadata entry: section/key=value")
+        ->allow_extra_args(false);
+    return [options] { return run(*options); };
+}
+
+}  // namespace lumo::cli

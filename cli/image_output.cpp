@@ -1,0 +1,130 @@
+// Image files written under a name that the user chose: which format, which files, what gets lost.
+#include "cli/image_output.h"
+
+#include <strings.h>
+
+#include <vector>
+
+#include "cli/losses.h"
+#include "cli/messages.h"
+#include "cli/output.h"
+
+namespace lumo::cli {
+
+namespace {
+
+/// Names for --format; those that are extensions too choose it when the option is missing.
+constexpr struct {
+    const char* name;
+    ImageFormat format;
+    bool isExtension;
+} formats[] = {{"png", FormatPng, true},
+               {"xyz", FormatXyz, true},
+               {"xyz8", FormatXyz8, false},
+               {"raw", FormatRaw, true},
+               {"txt", FormatTxt, true}};
+
+constexpr const char* formatNames = "png, xyz, xyz8, raw or txt";
+
+/// Text after the last '.' of a name; empty without one.
+std::string extensionOf(const std::string& name) {
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string::npos ? "" : name.substr(dot + 1);
+}
+
+std::string withLastThree(std::string name, const char* letters) {
+    return name.replace(name.size() - 3, 3, letters);
+}
+
+ImageFormat chooseFormat(const OutputOptions& options) {
+    for (const auto& [name, format, isExtension] : formats) {
+        const bool chosen = options.formatName.empty()
+                                ? isExtension && hasExtension(options.file, name)
+                                : options.formatName == name;
+        if (chosen) return format;
+    }
+    throw usageError(options.file + ": no format has this extension; choose one with --format (" +
+                     formatNames + ')');
+}
+
+/// The library finds an information file by its extension "txt" in place of the image's three
+/// letters, and takes a name that ends in "txt" for that file itself.
+void checkName(const OutputOptions& options, ImageFormat format, const std::string& extension) {
+    if (format == FormatPng) return;
+    const bool isInfoName = extension == "txt";
+    if (format == FormatTxt && !isInfoName)
+        throw usageError(options.file + ": the name of an information file ends in .txt");
+    if (format != FormatTxt && isInfoName)
+        throw usageError(options.file + ": the pixel file needs another extension than .txt");
+    if (extension.size() != 3)
+        throw usageError(options.file +
+                         ": an extension of three letters is needed to name the information file");
+}
+
+}  // namespace
+
+bool hasExtension(const std::string& name, const char* extension) {
+    return strcasecmp(extensionOf(name).c_str(), extension) == 0;
+}
+
+SplitPath::SplitPath(const std::string& file) {
+    const std::size_t slash = file.rfind('/');
+    folder = slash == std::string::npos ? "" : file.substr(0, slash + 1);
+    name = file.substr(folder.size());
+}
+
+void addForceOption(CLI::App& verb, bool& force) {
+    verb.add_flag("--force", force, "Replace existing files");
+}
+
+void addOutputOptions(CLI::App& verb, OutputOptions& options) {
+    verb.add_option("OUT", options.file, "Image file to write; its extension chooses the format")
+        ->required();
+    std::vector<std::string> names;
+    for (const auto& format : formats) names.emplace_back(format.name);
+    verb.add_option("--format", options.formatName,
+                    "Format, whatever the extension (xyz8: 8 bits a pixel; txt: the information "
+                    "file of an XYZ image alone)")
+        ->check(CLI::IsMember(names));
+    addForceOption(verb, options.force);
+}
+
+ImageOutput::ImageOutput(const OutputOptions& options)
+    : file_(options.file),
+      path_(options.file),
+      force_(options.force),
+      format_(chooseFormat(options)) {
+    checkName(options, format_, extensionOf(path_.name));
+}
+
+void ImageOutput::save(lmImage* image) {
+    if (format_ == FormatPng)
+        savePng(image);
+    else
+        saveXyz(image);
+}
+
+void ImageOutput::savePng(lmImage* image) {
+    StagedOutput staged(path_.folder, {path_.name}, {}, force_);
+    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), FormatPng), file_);
+    tellPngLosses(*image, file_);
+    staged.publish();
+}
+
+void ImageOutput::saveXyz(lmImage* image) {
+    const bool alone = format_ == FormatTxt;
+    const std::string info = withLastThree(path_.name, "txt");
+    // Alone, an information file cannot be read back: pixels that are dropped go with it.
+    const std::string pixels = alone ? withLastThree(path_.name, "xyz") : path_.name;
+    using Names = std::vector<std::string>;
+    StagedOutput staged(path_.folder, alone ? Names{info} : Names{info, pixels},
+                        alone ? Names{pixels} : Names{}, force_);
+    if (alone) check(LumoWriteImage(image, staged.pathOf(pixels).c_str(), FormatXyz), file_);
+    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), format_), file_);
+    if (format_ == FormatXyz8)
+        printMessage(file_ + ": note: 8-bit XYZ is lossy, it keeps 256 steps of grey");
+    tellXyzLosses(image, staged.pathOf(pixels), file_);
+    staged.publish();
+}
+
+}  // namespace lumo::cli

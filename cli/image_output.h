@@ -1,0 +1,50 @@
+// Image files written under a name that the user chose: which format, which files, what gets lost.
+#pragma once
+
+#include <string>
+
+#include "cli/command.h"
+#include "cli/library.h"
+
+namespace lumo::cli {
+
+/// The options of every verb that writes an image file.
+struct OutputOptions {
+    std::string file, formatName;
+    bool force = false;
+};
+
+/// Declares OUT, --format and --force.
+void addOutputOptions(CLI::App& verb, OutputOptions& options);
+/// Declares --force alone.
+void addForceOption(CLI::App& verb, bool& force);
+
+/// Folder of a path with its slash (empty for the current one), and the rest.
+struct SplitPath {
+    explicit SplitPath(const std::string& file);
+    std::string folder, name;
+};
+
+/// Whether a name's extension is this one, in any case.
+[[nodiscard]] bool hasExtension(const std::string& name, const char* extension);
+
+/// An image file to come. Throws a usage error where the library would write something else than
+/// the name and the format promise.
+class ImageOutput {
+public:
+    explicit ImageOutput(const OutputOptions& options);
+
+    /// Writes the image and tells what the format does not hold of it.
+    void save(lmImage* image);
+
+private:
+    void saveXyz(lmImage* image);
+    void savePng(lmImage* image);
+
+    std::string file_;
+    SplitPath path_;
+    bool force_;
+    ImageFormat format_;
+};
+
+}  // namespace lumo::cli

@@ -1,0 +1,46 @@
+// A small JSON writer: values in the order in which they are given, indented, escaped.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumo::cli {
+
+/// Objects and arrays nest; inside an object a key() goes before each value. The caller closes what
+/// it opened with end().
+class JsonWriter {
+public:
+    explicit JsonWriter(std::ostream& out) : out_(out) {}
+
+    void beginObject() { open('{', '}'); }
+    void beginArray() { open('[', ']'); }
+    void end();
+    void key(std::string_view name);
+
+    /// Bytes that are not UTF-8 are taken as Latin-1.
+    void text(std::string_view value);
+    void number(std::int64_t value);
+    void number(double value, int decimals);
+
+    /// The shorthands for entries of an object.
+    void entry(std::string_view name, std::string_view value) { key(name), text(value); }
+    void entry(std::string_view name, std::int64_t value) { key(name), number(value); }
+    void entry(std::string_view name, double value, int decimals) {
+        key(name), number(value, decimals);
+    }
+
+private:
+    void open(char bracket, char closing);
+    void beginValue();
+    void newLine();
+
+    std::ostream& out_;
+    std::vector<char> closing_;  // what ends the open objects and arrays
+    bool first_ = true;          // nothing stands in the innermost one yet
+    bool afterKey_ = false;
+};
+
+}  // namespace lumo::cli

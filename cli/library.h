@@ -1,0 +1,29 @@
+// The library as the verbs use it: images that free themselves, result codes as errors.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "cli/error.h"
+#include "lumo.h"
+#include "lumo_legacy.h"
+
+namespace lumo::cli {
+
+struct ImageDeleter {
+    void operator()(lmImage* image) const { LumoDestroyImage(&image); }
+};
+using ImageHandle = std::unique_ptr<lmImage, ImageDeleter>;
+
+/// "FILE: CODE MESSAGE" for a failed call.
+[[nodiscard]] CommandError libraryError(int code, const std::string& file);
+
+/// Throws libraryError() for a negative code.
+void check(int code, const std::string& file);
+
+[[nodiscard]] ImageHandle readImage(const std::string& file);
+
+/// `file` is only named in errors.
+[[nodiscard]] ImageHandle createImage(int width, int height, const std::string& file);
+
+}  // namespace lumo::cli

@@ -1,0 +1,43 @@
+// Where the library writes its log when this program uses it: the user's state folder. Runs while
+// the library is loaded, before any initialiser of the program: C library only, no objects.
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "lumo.h"
+
+namespace {
+
+char directory[PATH_MAX];
+
+/// Creates the folder and those above it, private to the user where they are new.
+bool createFolders(char* path) {
+    for (char* slash = std::strchr(path + 1, '/'); slash != nullptr;
+         slash = std::strchr(slash + 1, '/')) {
+        *slash = '\0';
+        mkdir(path, 0700);  // one that exists is fine; any other failure shows below
+        *slash = '/';
+    }
+    mkdir(path, 0700);
+    struct stat status {};
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool use(const char* variable, const char* folder) {
+    const char* base = std::getenv(variable);
+    if (base == nullptr || *base != '/')
+        return false;  // a relative one would depend on where we run
+    const int length = std::snprintf(directory, sizeof directory, "%s/%s", base, folder);
+    if (length < 0 || length >= static_cast<int>(sizeof directory)) return false;
+    return createFolders(directory);
+}
+
+}  // namespace
+
+extern "C" LUMO_API const char* lumoLogDirectory(void) {
+    if (use("XDG_STATE_HOME", "lumo") || use("HOME", ".local/state/lumo")) return directory;
+    return "/dev/null";  // no folder: better no log than one in the folder where the program runs
+}

@@ -1,0 +1,80 @@
+// The program `lumo`: the table of verbs, and the one place where failures become exit statuses.
+#include <exception>
+#include <new>
+
+#include "cli/command.h"
+#include "cli/library.h"
+#include "cli/messages.h"
+#include "cli/standard_streams.h"
+
+namespace lumo::cli {
+
+Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
+    setUpPhantom(CLI::App&), setUpPreview(CLI::App&);
+
+namespace {
+
+/// In the order of --help.
+constexpr Verb verbs[] = {
+    {"info", "Show what image files hold", setUpInfo},
+    {"convert", "Write an image in another format, with changed metadata", setUpConvert},
+    {"history", "List the processing steps that an image went through", setUpHistory},
+    {"preview", "Write an 8-bit picture to look at", setUpPreview},
+    {"phantom", "Make a synthetic radiograph", setUpPhantom},
+};
+
+Status explain(const CLI::App& program, const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) {  // --help, --version
+        program.exit(error);
+        return done;
+    }
+    std::string verb;
+    for (const CLI::App* chosen : program.get_subcommands()) verb = ' ' + chosen->get_name();
+    printMessage("lumo" + verb + ": " + error.what());
+    printMessage("Try: lumo" + verb + " --help");
+    return wrongCommandLine;
+}
+
+Status run(int count, char** arguments) {
+    CLI::App program("Image processing for 16-bit greyscale radiographs.", "lumo");
+    program.set_version_flag("--version", [] { return std::string("lumo ") + LumoGetVersion(); });
+    program.require_subcommand(0, 1);  // none is told below, in words of our own
+    program.footer("Exit status: 0 done, 1 something failed, 2 wrong command line.");
+    Status status = done;
+    for (const Verb& verb : verbs) {
+        CLI::App& command = *program.add_subcommand(verb.name, verb.summary);
+        command.callback([&status, work = verb.setUp(command)] { status = work(); });
+    }
+    try {
+        program.parse(count, arguments);
+    } catch (const CLI::ParseError& error) {
+        return explain(program, error);
+    }
+    if (program.get_subcommands().empty())
+        throw usageError("lumo: a verb is missing; try lumo --help");
+    return status;
+}
+
+Status runGuarded(int count, char** arguments) {
+    try {
+        return run(count, arguments);
+    } catch (const CommandError& error) {
+        printMessage(error.what());
+        return error.status;
+    } catch (const std::bad_alloc&) {
+        printMessage(libraryError(LumoErrorMemory, "lumo").what());
+    } catch (const std::exception& error) {
+        printMessage(std::string("lumo: ") + error.what());
+    }
+    return failed;
+}
+
+}  // namespace
+}  // namespace lumo::cli
+
+int main(int count, char** arguments) {
+    const lumo::cli::Status status = lumo::cli::runGuarded(count, arguments);
+    if (lumo::cli::finishOutput()) return status;
+    lumo::cli::printMessage("standard output: cannot be written");
+    return status == lumo::cli::done ? lumo::cli::failed : status;
+}

@@ -1,0 +1,42 @@
+// Output files that appear whole or not at all, and never in place of another without consent.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace lumo::cli {
+
+/// Files are written into a private folder beside their destination and moved from there to their
+/// names by publish(). A failure or an interrupt before that leaves no trace. One object at a time.
+class StagedOutput {
+public:
+    /// Throws a CommandError if one of the files exists and may not be replaced, or if nothing can
+    /// be written beside it.
+    /// @param folder   with its slash; empty for the current one
+    /// @param names    the files to come, without folder; the last is the one that the user named
+    /// @param scratch  names of further files that are written on the way and then dropped
+    /// @param force    whether existing files may be replaced
+    StagedOutput(const std::string& folder, const std::vector<std::string>& names,
+                 const std::vector<std::string>& scratch, bool force);
+    ~StagedOutput();
+    StagedOutput(const StagedOutput&) = delete;
+    StagedOutput& operator=(const StagedOutput&) = delete;
+
+    /// Where to write one of the names for now.
+    [[nodiscard]] std::string pathOf(const std::string& name) const { return staging_ + name; }
+
+    /// Gives the files their final names, in their order.
+    void publish();
+
+private:
+    void refuseExisting(const std::string& file) const;
+    void move(const std::string& name) const;
+
+    std::string folder_;
+    std::vector<std::string> names_;
+    bool force_;
+    std::string staging_;              // the private folder, with its slash
+    std::vector<std::string> staged_;  // paths of all that may lie in it
+};
+
+}  // namespace lumo::cli

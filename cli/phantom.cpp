@@ -1,0 +1,73 @@
+// The verb `phantom`: a synthetic radiograph, so that every feature can be tried without a patient.
+#include <memory>
+
+#include "cli/command.h"
+#include "cli/image_output.h"
+#include "cli/library.h"
+#include "cli/phantom_model.h"
+#include "cli/raster.h"
+
+namespace lumo::cli {
+
+Work setUpPhantom(CLI::App& verb);
+
+namespace {
+
+struct Options {
+    OutputOptions output;
+    int width = 1024, height = 1024;  // pixels
+    std::uint64_t seed = 1;
+    std::uint32_t pitch = 100000;  // nanometres
+};
+
+void setMetadata(lmImage* image, const Options& options) {
+    const RasterSummary summary = summarize(*image);
+    image->maxPix = summary.maximum;
+    image->avgPix = static_cast<std::uint16_t>(summary.mean);
+    const struct {
+        const char *section, *key;
+        std::string value;
+    } entries[] = {{"Image", "Source", "Phantom"},
+                   {"Image", "Software", "lumo " LUMO_VERSION},
+                   {"Image_X", "bits", "16"},
+                   {"Image_X", "MaxPix", std::to_string(image->maxPix)},
+                   {"Image_X", "AvgPix", std::to_string(image->avgPix)}};
+    for (const auto& [section, key, value] : entries)
+        check(LumoSetMetaEntry(image, section, key, value.c_str()), options.output.file);
+    const std::string step = "phantom " + std::to_string(options.width) + " x " +
+                             std::to_string(options.height) +
+                             " seed=" + std::to_string(options.seed);
+    check(LumoAddPerformedStep(image, step.c_str()), options.output.file);
+}
+
+Status run(const Options& options) {
+    ImageOutput output(options.output);
+    const ImageHandle image = createImage(options.width, options.height, options.output.file);
+    image->pixelsizeX = image->pixelsizeY = options.pitch;
+    renderPhantom(image->data, options.width, options.height, options.seed);
+    setMetadata(image.get(), options);
+    output.save(image.get());
+    return done;
+}
+
+}  // namespace
+
+Work setUpPhantom(CLI::App& verb) {
+    const auto options = std::make_shared<Options>();
+    addOutputOptions(verb, options->output);
+    verb.add_option("--width", options->width, "Pixels a row")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    verb.add_option("--height", options->height, "Rows")
+        ->check(CLI::Range(1, 65535))
+        ->capture_default_str();
+    verb.add_option("--seed", options->seed, "Of the noise")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    verb.add_option("--pitch", options->pitch, "Of the pixels, in nanometres")
+        ->check(CLI::Range(1, 1'000'000'000))
+        ->capture_default_str();
+    return [options] { return run(*options); };
+}
+
+}  // namespace lumo::cli

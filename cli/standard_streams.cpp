@@ -1,0 +1,31 @@
+// Standard output as a promise: what was printed there arrived, or the program says that it did
+// not.
+#include "cli/standard_streams.h"
+
+#include <fcntl.h>
+
+#include <iostream>
+
+namespace {
+
+/// A descriptor 0 to 2 that is closed at the start would be given to the next file opened, and the
+/// program's data would land in it. Fills them so that using them fails.
+void holdStandardDescriptors() {
+    for (const int descriptor : {0, 1, 2})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY);
+}
+
+// Before the library's initialisers, which open its log.
+[[gnu::used, gnu::section(".preinit_array")]] void (*const first)() = holdStandardDescriptors;
+
+}  // namespace
+
+namespace lumo::cli {
+
+bool finishOutput() {
+    std::cout.flush();
+    return std::cout.good();
+}
+
+}  // namespace lumo::cli

@@ -1,0 +1,52 @@
+// One PNG file being written by libpng. Each step has its recovery point, at which a libpng error
+// becomes a result.
+#pragma once
+
+#include <png.h>
+
+#include "frame/file.h"
+#include "image/png_write_state.h"
+#include "io/png_support.h"
+#include "lumo.h"
+
+namespace lumo {
+
+/// The texts of the entries that have chunks of their own.
+struct ImageTexts {
+    explicit ImageTexts(const lmImage& image);
+    char values[std::size(imageKeywords)][imageTextSize];
+};
+
+class PngWrite final : public PngWriteState {
+public:
+    explicit PngWrite(const lmImage& image) : width_(image.width), height_(image.height) {}
+    /// Abandons what is not complete: the file stays as far as it was written.
+    ~PngWrite() override;
+
+    /// Creates the file and libpng's structures. @return 0; -16
+    [[nodiscard]] int open(const char* fileName) noexcept;
+    /// Writes everything up to the image data. @return 0; -50 for a pitch that pHYs cannot hold;
+    /// -16
+    [[nodiscard]] int writeHeader(const lmImage& image, ImageTexts& texts, int level) noexcept;
+    /// Whether the image still has the size that the write began with, and so many rows are still
+    /// to come; after a failure there are none.
+    [[nodiscard]] bool takesRows(const lmImage& image, int count) const noexcept;
+    /// @return 0; -16
+    [[nodiscard]] int writeRows(png_bytepp rows, int count) noexcept;
+    /// Adds the metadata, completes and closes the file. @return 0; -16 also if rows are missing
+    [[nodiscard]] int complete(const lmImage& image) noexcept;
+    /// Hands nothing more to libpng.
+    void kill() noexcept { dead_ = true; }
+
+private:
+    [[nodiscard]] int writeEnd(char* metaData) noexcept;
+
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    FilePtr file_;
+    int width_, height_;
+    int rowsWritten_ = 0;
+    bool dead_ = false;
+};
+
+}  // namespace lumo
