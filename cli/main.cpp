@@ -9,7 +9,8 @@
 
 namespace lumo::cli {
 
-Work setUpConvert(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
+Work setUpCalibrate(CLI::App&), setUpConvert(CLI::App&), setUpMirror(CLI::App&),
+    setUpRotate(CLI::App&), setUpShear(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
     setUpPhantom(CLI::App&), setUpPreview(CLI::App&);
 Work setUpStats(CLI::App&), setUpDose(CLI::App&), setUpHistogram(CLI::App&),
     setUpProfile(CLI::App&);
@@ -23,6 +24,10 @@ constexpr Verb verbs[] = {
     {"info", "Show what image files hold", setUpInfo},
     {"convert", "Write an image in another format, with changed metadata", setUpConvert},
     {"history", "List the processing steps that an image went through", setUpHistory},
+    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpRotate},
+    {"mirror", "Exchange left and right or top and bottom", setUpMirror},
+    {"shear", "Turn approximately, in whole-pixel shears", setUpShear},
+    {"calibrate", "Make a gain table, or correct an image by one", setUpCalibrate},
     {"preview", "Write an 8-bit picture to look at", setUpPreview},
     {"phantom", "Make a synthetic radiograph", setUpPhantom},
     {"stats", "Measure the grey values of images and regions", setUpStats},

@@ -52,6 +52,10 @@ std::size_t readBytesAt(std::FILE* file, std::uint64_t position, void* target,
     });
 }
 
+bool seekTo(std::FILE* file, std::uint64_t offset) noexcept {
+    return lseek(fileno(file), static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
 bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept {
     const WriteSignalGuard guard;
     const int descriptor = fileno(file);
