@@ -160,7 +160,7 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
     Bytes file = fileSlowly(smoothed, 1, 1, 20, 300);
     for (const int length : {20, 33, 6}) {
         Bytes changed = file;
-        changed[6] = std::uint8_t(length);
+        changed.at(6) = static_cast<std::uint8_t>(length);
         if (length > 20) changed.insert(changed.begin() + 20, std::size_t(length - 20), 0xAB);
         writeFile(folder / "c.cal", changed);
         const Raster exposure = noise(650, 390, 3);
