@@ -4,7 +4,9 @@ target_compile_options(lumo_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wcast-align -Wold-style-cast
   -Wnon-virtual-dtor -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough
   # Results are the same on every machine: no fused operation unless std::fma says so.
-  -ffp-contract=off)
+  -ffp-contract=off
+  # Nobody looks at floating-point exception flags; GCC could not vectorise a choice between values.
+  -fno-trapping-math)
 if(LUMO_WARNINGS_AS_ERRORS)
   target_compile_options(lumo_options INTERFACE -Werror)
 endif()

@@ -42,6 +42,20 @@ std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept 
                        [=](char* to, std::size_t count) { return read(descriptor, to, count); });
 }
 
+std::size_t readBytesAt(std::FILE* file, std::uint64_t position, void* target,
+                        std::size_t size) noexcept {
+    const int descriptor = fileno(file);
+    return transferAll(static_cast<char*>(target), size, [&](char* to, std::size_t count) {
+        const ssize_t got = pread(descriptor, to, count, static_cast<off_t>(position));
+        if (got > 0) position += static_cast<std::uint64_t>(got);
+        return got;
+    });
+}
+
+bool seekTo(std::FILE* file, std::uint64_t offset) noexcept {
+    return lseek(fileno(file), static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
 bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept {
     const WriteSignalGuard guard;
     const int descriptor = fileno(file);

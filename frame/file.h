@@ -29,6 +29,13 @@ constexpr std::size_t longestFileName = 1023;
 /// Reads up to `size` bytes; fewer at the end of the file or after an error.
 [[nodiscard]] std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept;
 
+/// Reads at a position of the file without moving its own; otherwise as readBytes().
+[[nodiscard]] std::size_t readBytesAt(std::FILE* file, std::uint64_t position, void* target,
+                                      std::size_t size) noexcept;
+
+/// Positions the stream, in bytes from the start; false where it cannot (a pipe).
+[[nodiscard]] bool seekTo(std::FILE* file, std::uint64_t offset) noexcept;
+
 /// Writes all bytes or returns false.
 [[nodiscard]] bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept;
 

@@ -203,7 +203,7 @@ BodyLine decodeLine(std::string_view line) {
 
 void encodeLine(std::string& text, std::string_view bytes, bool ended) {
     const bool asIs = ended && !bytes.starts_with('[') && !bytes.starts_with(lineMark) &&
-                      bytes.find('\0') == bytes.npos;
+                      bytes.find_first_of(std::string_view("\0\n", 2)) == bytes.npos;
     if (asIs) {
         text.append(bytes);
     } else {

@@ -7,14 +7,25 @@
 
 namespace {
 
+/// In 16 bits throughout, so that a vector holds as many pixels as it can.
+LUMO_INLINE std::uint16_t deflashed(std::uint16_t above, std::uint16_t pixel, std::uint16_t below,
+                                    std::uint16_t threshold) {
+    const auto mean = static_cast<std::uint16_t>((above & below) + ((above ^ below) >> 1));
+    const auto rise = static_cast<std::uint16_t>(pixel > above ? pixel - above : 0);
+    return rise > threshold ? mean : pixel;
+}
+
 LUMO_INLINE void deflashRowBody(const std::uint16_t* above, std::uint16_t* row,
                                 const std::uint16_t* below, std::size_t count,
                                 std::uint16_t threshold) {
-    for (std::size_t x = 0; x < count; ++x) {
-        const int up = above[x];
-        const auto mean = static_cast<std::uint16_t>((up + below[x]) / 2);
-        row[x] = row[x] - up > threshold ? mean : row[x];
+    constexpr std::size_t lineLength = 64 / sizeof *row;
+    std::size_t x = 0;
+    for (; x + lineLength <= count; x += lineLength) {
+        lumo::prefetchAhead(below + x);
+        for (std::size_t i = x; i < x + lineLength; ++i)
+            row[i] = deflashed(above[i], row[i], below[i], threshold);
     }
+    for (; x < count; ++x) row[x] = deflashed(above[x], row[x], below[x], threshold);
 }
 LUMO_LEVELS(void, deflashRow, deflashRowBody,
             (const std::uint16_t* above, std::uint16_t* row, const std::uint16_t* below,

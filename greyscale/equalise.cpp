@@ -6,6 +6,7 @@
 #include "frame/call_frame.h"
 #include "greyscale/lut.h"
 #include "image/size_check.h"
+#include "image/view.h"
 #include "measure/histogram.h"
 
 namespace lumo {
@@ -25,13 +26,10 @@ void makeEqualLut(const Histogram& histogram, int low, int high, Lut lut) {
     std::fill(lut.begin() + std::max(high, 0), lut.end(), std::uint16_t{65535});
 }
 
-}  // namespace
-}  // namespace lumo
-
-extern "C" int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_t highPpm) {
-    using namespace lumo;
+int equalise(const Image& destination, const Image& source, std::int32_t lowPpm,
+             std::int32_t highPpm) {
     if (Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
-    const std::uint64_t count = std::uint64_t{source.width} * source.height;
+    const std::uint64_t count = viewOf(source).count();
     if (count == 0) return LumoOk;
     return guarded([&] {
         const auto histogram = std::make_unique_for_overwrite<Histogram>();
@@ -44,4 +42,11 @@ extern "C" int Equal_Histo(Image destination, Image source, int32_t lowPpm, int3
         makeEqualLut(*histogram, low, high, *lut);
         raiseFailure(Apply_Lut(source, destination, lut->data()));
     });
+}
+
+}  // namespace
+}  // namespace lumo
+
+extern "C" int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_t highPpm) {
+    return lumo::equalise(destination, source, lowPpm, highPpm);
 }

@@ -97,22 +97,30 @@ void Make_EqualLut3(Histogram& histogram, Lut lut, EqualSettings& settings) {
     fillLut(histogram, settings.weight, lut);
 }
 
-}  // namespace lumo
+namespace {
 
-extern "C" int Equal_Histo3(Image destination, Image source, int32_t strength, int32_t* low,
-                            int32_t* high, int32_t fixLow, int32_t fixHigh, int32_t weight) {
-    using namespace lumo;
-    if (Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
-    if (low == nullptr || high == nullptr) return LumoErrorParameter;
-    if (viewOf(source).count() == 0) return LumoOk;
+int equaliseClipped(const Image& destination, const Image& source, EqualSettings& settings) {
     return guarded([&] {
         const auto histogram = std::make_unique_for_overwrite<Histogram>();
         const auto lut = std::make_unique_for_overwrite<LutBlock>();
         raiseFailure(Make_Histogram(source, histogram->data()));
-        EqualSettings settings{strength, *low, *high, fixLow, fixHigh, weight};
         Make_EqualLut3(*histogram, *lut, settings);
         raiseFailure(Apply_Lut(source, destination, lut->data()));
-        *low = settings.low;
-        *high = settings.high;
     });
+}
+
+}  // namespace
+}  // namespace lumo
+
+extern "C" int Equal_Histo3(Image destination, Image source, int32_t strength, int32_t* low,
+                            int32_t* high, int32_t fixLow, int32_t fixHigh, int32_t weight) {
+    if (lumo::Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
+    if (low == nullptr || high == nullptr) return LumoErrorParameter;
+    if (lumo::viewOf(source).count() == 0) return LumoOk;
+    lumo::EqualSettings settings{strength, *low, *high, fixLow, fixHigh, weight};
+    const int code = lumo::equaliseClipped(destination, source, settings);
+    if (code != LumoOk) return code;
+    *low = settings.low;
+    *high = settings.high;
+    return LumoOk;
 }

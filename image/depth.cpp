@@ -58,9 +58,10 @@ void lookUp(const std::uint8_t* table, const std::uint16_t* pixels, std::uint8_t
     for (; i + 4 <= count; i += 4) {
         std::uint64_t four;
         std::memcpy(&four, pixels + i, sizeof four);
-        const std::uint32_t packed = table[four & 0xFFFF] | table[four >> 16 & 0xFFFF] << 8 |
-                                     table[four >> 32 & 0xFFFF] << 16 |
-                                     std::uint32_t{table[four >> 48]} << 24;
+        const auto code = [&](int pixel) -> std::uint32_t {
+            return std::uint32_t{table[four >> 16 * pixel & 0xFFFF]} << 8 * pixel;
+        };
+        const std::uint32_t packed = code(0) | code(1) | code(2) | code(3);
         std::memcpy(codes + i, &packed, sizeof packed);
     }
     for (; i < count; ++i) codes[i] = table[pixels[i]];

@@ -247,6 +247,31 @@ LUMO_API int LumoGetDoseEquiv(lmImage* image, uint16_t* avgPix, uint16_t* maxPix
 
 /** @} */
 /**
+ * @name Turning and mirroring
+ * In place, the raster keeping its address. The metadata's geometry follows, and each call appends
+ * its step to the processing history. A failure changes nothing.
+ * @{
+ */
+
+/**
+ * Turns an image by 90 degrees (against the clock), 180 or 270; other multiples of 90 count as the
+ * one they amount to. Sets "Rotation" in section "Image_X" to this turn, not to a sum of turns; 90
+ * and 270 exchange the sides, the pitches and their metadata entries. Logs failures without
+ * recording them as the last error.
+ * @return 0; -20 for any other angle and for no turn at all; -50 without image; -8 without memory
+ */
+LUMO_API int LumoRotateImage(lmImage* image, int angle);
+
+/**
+ * Mirrors an image: left and right exchanged if `horizontal` is not 0, top and bottom if `vertical`
+ * is not 0. Sets "Mirror" in section "Image_X". Both together are LumoRotateImage() by 180; neither
+ * changes nothing.
+ * @return 0; -2 without image or raster; -8 without memory
+ */
+LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
+
+/** @} */
+/**
  * @name Image files
  * @{
  */

@@ -145,7 +145,7 @@ LUMO_API int Create_FImage(uint16_t width, uint16_t height, FImage* image);
 LUMO_API int Destroy_FImage(FImage* image);
 
 /**
- * Widens 8-bit codes v to v * v * scale / 65535, truncated, at most 65535.
+ * Widens 8-bit codes v to v * v * (scale / 65535) in double precision, truncated, at most 65535.
  * @param source  width x height codes
  * @param target  [out] width x height values
  * @param width   codes per row
@@ -222,8 +222,8 @@ LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
  * Reads a raw pixel file in either form; allocates the raster into the record, which is emptied
  * first without releasing an earlier raster. A failure may leave a partly filled raster there: call
  * Destroy_Image().
- * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 no pixels
- * or too few; -2 without record
+ * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 too few
+ * pixels, or in the 16-bit form none (the 8-bit form then gives an empty raster); -2 without record
  */
 LUMO_API int Read_Image(const char* fileName, Image* image);
 
@@ -453,6 +453,76 @@ LUMO_API int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_
  */
 LUMO_API int Equal_Histo3(Image destination, Image source, int32_t strength, int32_t* low,
                           int32_t* high, int32_t fixLow, int32_t fixHigh, int32_t weight);
+
+/** @} */
+/**
+ * @name Turning by any angle
+ * Angles are in degrees; a positive one turns the picture against the clock.
+ * @{
+ */
+
+/**
+ * Turns an image about its centre into a new one that holds all of it, with bilinear interpolation.
+ * What lies outside the source counts as 0.
+ *
+ * Target pixel (i, j) stands for position (X0 + i, Y0 + j) of the turned picture. It is sampled
+ * where the turn by the angle takes that position, in double precision, advanced from row to row by
+ * two additions; weights and sums are single precision.
+ * @param target  [out] receives a raster from malloc(), whatever it held; untouched on failure
+ * @return 0; -2 without target or for an angle that is no finite number; -50 without pixels or if
+ * the target would be wider or higher than 65535; -8 without memory
+ */
+LUMO_API int RotationNewImage(Image image, Image* target, double angle);
+
+/**
+ * Approximates a turn by two shears in whole pixels, into a new image of the same size: with t the
+ * tangent of the angle, row y moves left by (height - 1 - y) * t (for negative angles by -y * t),
+ * then column x up by x * t (or (x + 1 - width) * t), cut to whole pixels. Beyond 90 degrees either
+ * way the same moves go right and down. Pixels that get nothing are 0.
+ * @return as RotationNewImage()
+ */
+LUMO_API int Shear(Image image, Image* target, double angle);
+
+/**
+ * Estimates how far the exposed area, where pixels exceed 8000, is tilted: straight lines through
+ * the middle half of its four edges, the mean of the two middle slopes. Handing the result to
+ * RotationNewImage() sets the area straight.
+ * @return degrees; 0 for an image without raster or without exposed pixels, or without memory
+ */
+LUMO_API double CalculateRotationAngle(Image image);
+
+/** @} */
+/**
+ * @name Calibration
+ * Correction of a detector's pixel-to-pixel sensitivity by a table of gains, made from an exposure
+ * without an object. The file: a header of 20 bytes (version, width, height and header length in
+ * two bytes each, pixelsizeX and pixelsizeY in four, minPercent and maxPercent in two) and one code
+ * c of two bytes per pixel, all little-endian, for a gain of
+ * minPercent / 100 + c * (maxPercent - minPercent) / 100 / 65535.
+ * @{
+ */
+
+/**
+ * Makes a calibration file. A pixel's gain brings it to the mean of the smoothed reference's inner
+ * 70 % by 70 %, between the limits; 1 for a pixel of 0.
+ * @param reference    smoothed in place by this call, also when the file cannot be made
+ * @param smoothWidth  the smoothing window is 2 * (smoothWidth / 2) + 1 pixels wide; 0, 1: none
+ * @param smoothHeight the same for its height
+ * @param minPercent   lowest gain, below 100
+ * @param maxPercent   highest gain, above 100
+ * @return 0; -2 limits outside their ranges; -50 no raster; -8 no memory (nothing is changed by
+ * these three); -1 the file cannot be created; -16 it cannot be completely written
+ */
+LUMO_API int CreateCalibrationData(lmImage* reference, uint16_t smoothWidth, uint16_t smoothHeight,
+                                   uint16_t minPercent, uint16_t maxPercent, const char* fileName);
+
+/**
+ * Corrects an image: each pixel times its gain, cut, at most 65535. Pixels beyond the table keep
+ * their values. Appends the step with the file's name to the processing history.
+ * @return 0; -50 no raster; -1 the file cannot be opened; -11 it does not hold its header and whole
+ * table; -8 no memory. A failure changes nothing, unless the file shrinks while it is read
+ */
+LUMO_API int CalibrateImage(lmImage* image, const char* fileName);
 
 /** @} */
 

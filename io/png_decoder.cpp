@@ -6,6 +6,8 @@
 
 #include <malloc.h>
 
+#include <cstring>
+
 #include "io/png_support.h"
 #include "lumo.h"
 #include "platform/log.h"
@@ -116,6 +118,20 @@ int PngDecoder::open(const char* fileName) noexcept {
     if (png_ == nullptr) return LumoErrorMemory;
     info_ = png_create_info_struct(png_);
     return info_ != nullptr ? LumoOk : LumoErrorMemory;
+}
+
+bool PngDecoder::holdsItsChunks() const noexcept {
+    constexpr std::uint64_t signatureSize = 8, checksumSize = 4;
+    png_byte header[8];  // length and type
+    const std::optional<std::uint64_t> size = fileSize(file_.get());
+    if (!size) return true;
+    std::uint64_t at = signatureSize;
+    while (readBytesAt(file_.get(), at, header, sizeof header) == sizeof header) {
+        at += sizeof header + png_get_uint_32(header) + checksumSize;
+        if (std::memcmp(header + 4, "IEND", 4) == 0) return true;
+        if (at > *size) return std::memcmp(header + 4, "IDAT", 4) == 0;
+    }
+    return true;
 }
 
 int PngDecoder::readHeader(PngProperties& properties) noexcept {

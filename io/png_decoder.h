@@ -34,6 +34,9 @@ public:
 
     /// @return 0; -1 the file cannot be opened; -8 no memory for libpng's structures
     [[nodiscard]] int open(const char* fileName) noexcept;
+    /// Whether the chunks end within the file. libpng makes room for a chunk's claim before it sees
+    /// that the file ends; image data it takes in pieces, so that may be cut.
+    [[nodiscard]] bool holdsItsChunks() const noexcept;
     /// Reads what precedes the image data. @return 0; -11
     [[nodiscard]] int readHeader(PngProperties& properties) noexcept;
     /// Whether the file is large enough to hold the raster even at deflate's best ratio.

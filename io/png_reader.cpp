@@ -15,18 +15,21 @@ namespace {
 
 constexpr std::uint32_t longestSide = 65535;
 
+[[noreturn]] void raiseTooShort(const char* what) {
+    slog(3, "libpng: the file is too short for its %s", what);
+    slog(3, "libpng error");
+    raise(LumoErrorFile);
+}
+
 PngProperties readProperties(PngDecoder& decoder) {
     PngProperties properties{};
+    if (!decoder.holdsItsChunks()) raiseTooShort("chunks");
     raiseFailure(decoder.readHeader(properties));
     slog(7, "LumoReadImagePNG PNG properties: width=%d height=%d depth=%d channels=%d type=%d",
          static_cast<int>(properties.width), static_cast<int>(properties.height), properties.depth,
          properties.channels, properties.colourType);
     if (properties.width > longestSide || properties.height > longestSide) raise(LumoErrorImage);
-    if (!decoder.canHold(properties)) {
-        slog(3, "libpng: the file is too short for its image");
-        slog(3, "libpng error");
-        raise(LumoErrorFile);
-    }
+    if (!decoder.canHold(properties)) raiseTooShort("image");
     return properties;
 }
 

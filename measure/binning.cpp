@@ -1,4 +1,7 @@
 // Binning: a smaller image of the means of blocks of pixels.
+#include <algorithm>
+#include <cstring>
+
 #include "measure/region.h"
 #include "platform/cpu_level.h"
 
@@ -7,16 +10,81 @@ namespace {
 using lumo::Source;
 using lumo::Target;
 
-/// Blocks are whole: what remains at the right and at the bottom belongs to none.
+/// Sums made at once: they stay in the nearest cache.
+constexpr int mostSums = 4096;
+
+LUMO_INLINE std::uint32_t pairSum(const std::uint16_t* pixels) {
+    std::uint32_t pair = 0;
+    std::memcpy(&pair, pixels, sizeof pair);
+    return (pair & 65535) + (pair >> 16);
+}
+
+/// Sums over `factorY` rows of pairs of columns.
+LUMO_INLINE void sumPairsBody(const std::uint16_t* first, std::ptrdiff_t stride, int factorY,
+                              int pairs, std::uint32_t* sums) {
+    for (int x = 0; x < pairs; ++x) sums[x] = pairSum(first + 2 * x);
+    for (int y = 1; y < factorY; ++y) {
+        const std::uint16_t* row = first + y * stride;
+        for (int x = 0; x < pairs; ++x) sums[x] += pairSum(row + 2 * x);
+    }
+}
+LUMO_LEVELS(void, sumPairs, sumPairsBody,
+            (const std::uint16_t* first, std::ptrdiff_t stride, int factorY, int pairs,
+             std::uint32_t* sums),
+            (first, stride, factorY, pairs, sums))
+
+/// The same of single columns.
+LUMO_INLINE void sumColumnsBody(const std::uint16_t* first, std::ptrdiff_t stride, int factorY,
+                                int columns, std::uint32_t* sums) {
+    for (int x = 0; x < columns; ++x) sums[x] = first[x];
+    for (int y = 1; y < factorY; ++y) {
+        const std::uint16_t* row = first + y * stride;
+        for (int x = 0; x < columns; ++x) sums[x] += row[x];
+    }
+}
+LUMO_LEVELS(void, sumColumns, sumColumnsBody,
+            (const std::uint16_t* first, std::ptrdiff_t stride, int factorY, int columns,
+             std::uint32_t* sums),
+            (first, stride, factorY, columns, sums))
+
+/// Means of `step` sums each. Numbers known to the compiler make straight code without a division.
+template <int knownStep, int knownArea>
+LUMO_INLINE void meansOf(const std::uint32_t* sums, int width, int step, std::uint32_t area,
+                         std::uint16_t* to) {
+    const int length = knownStep > 0 ? knownStep : step;
+    const std::uint32_t divisor = knownArea > 0 ? std::uint32_t{knownArea} : area;
+    for (int x = 0; x < width; ++x) {
+        std::uint32_t sum = 0;
+        for (int i = 0; i < length; ++i) sum += sums[x * length + i];
+        to[x] = static_cast<std::uint16_t>(sum / divisor);
+    }
+}
+
+LUMO_INLINE void averageBody(const std::uint32_t* sums, int width, int step, std::uint32_t area,
+                             std::uint16_t* to) {
+    if (step == 1 && area == 4) return meansOf<1, 4>(sums, width, step, area, to);
+    if (step == 3 && area == 9) return meansOf<3, 9>(sums, width, step, area, to);
+    if (step == 2 && area == 16) return meansOf<2, 16>(sums, width, step, area, to);
+    meansOf<0, 0>(sums, width, step, area, to);
+}
+LUMO_LEVELS(void, average, averageBody,
+            (const std::uint32_t* sums, int width, int step, std::uint32_t area, std::uint16_t* to),
+            (sums, width, step, area, to))
+
+/// Blocks are whole: what remains at the right and at the bottom belongs to none. Columns are added
+/// first, in pairs where the factor allows it.
 void bin(Source source, Target target, int factorX, int factorY) {
     const auto area = static_cast<std::uint32_t>(factorX * factorY);
+    const bool inPairs = factorX % 2 == 0;
+    const int step = inPairs ? factorX / 2 : factorX;
+    const int mostAtOnce = mostSums / step;
+    std::uint32_t sums[mostSums];
     for (int y = 0; y < target.height; ++y)
-        for (int x = 0; x < target.width; ++x) {
-            std::uint32_t sum = 0;
-            for (int dy = 0; dy < factorY; ++dy)
-                for (int dx = 0; dx < factorX; ++dx)
-                    sum += source.row(y * factorY + dy)[x * factorX + dx];
-            target.row(y)[x] = static_cast<std::uint16_t>(sum / area);
+        for (int x = 0; x < target.width; x += mostAtOnce) {
+            const int width = std::min(mostAtOnce, target.width - x);
+            (inPairs ? sumPairs : sumColumns)(source.row(y * factorY) + x * factorX, source.width,
+                                              factorY, width * step, sums);
+            average(sums, width, step, area, target.row(y) + x);
         }
 }
 

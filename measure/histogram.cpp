@@ -2,13 +2,47 @@
 #include "measure/histogram.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <memory>
 #include <numeric>
 
 #include "frame/call_frame.h"
+#include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
+
+std::uint64_t fourPixels(const std::uint16_t* pixels) {
+    std::uint64_t four = 0;
+    std::memcpy(&four, pixels, sizeof four);
+    return four;
+}
+
+void countFour(std::uint64_t four, std::uint32_t* histogram) {
+    ++histogram[four & 65535];
+    ++histogram[(four >> 16) & 65535];
+    ++histogram[(four >> 32) & 65535];
+    ++histogram[four >> 48];
+}
+
+/// Eight pixels at a time, by two loads: a load of one pixel after another would wait for the
+/// stores of the counts before. Equal neighbours are counted at once, as the same count stored and
+/// loaded again eight times would take as long as the rest for forty pixels.
+void countRun(const std::uint16_t* pixels, std::size_t count, std::uint32_t* histogram) {
+    std::size_t i = 0;
+    for (; i + 8 <= count; i += 8) {
+        prefetchAhead(pixels + i);
+        const std::uint64_t first = fourPixels(pixels + i), second = fourPixels(pixels + i + 4);
+        if (first == second && first == std::rotl(first, 16)) {
+            histogram[first & 65535] += 8;
+            continue;
+        }
+        countFour(first, histogram);
+        countFour(second, histogram);
+    }
+    for (; i < count; ++i) ++histogram[pixels[i]];
+}
 
 std::uint64_t thresholdOf(std::uint64_t count, std::int32_t ppm) {
     const double fraction = std::min(ppm / 1000000.0, 0.4);
@@ -33,10 +67,7 @@ std::uint32_t shareInPpm(std::uint64_t part, std::uint64_t count) {
 
 void countGreyValues(const Runs& runs, std::uint32_t* histogram) {
     std::fill_n(histogram, greyValues, 0U);
-    for (std::size_t y = 0; y < runs.rows; ++y) {
-        const std::uint16_t* row = runs.row(y);
-        for (std::size_t x = 0; x < runs.length; ++x) ++histogram[row[x]];
-    }
+    for (std::size_t y = 0; y < runs.rows; ++y) countRun(runs.row(y), runs.length, histogram);
 }
 
 std::optional<int> limitFromBelow(const Histogram& histogram, std::uint64_t count,

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "measure/region.h"
+#include "measure/sums.h"
 #include "platform/cpu_level.h"
 
 namespace {
@@ -33,14 +34,6 @@ LUMO_LEVELS(void, columnMeans, columnMeansBody,
             (const Runs& region, std::size_t x, std::size_t columns, std::uint16_t* means),
             (region, x, columns, means))
 
-LUMO_INLINE std::uint32_t rowSumBody(const std::uint16_t* row, std::size_t length) {
-    std::uint32_t sum = 0;
-    for (std::size_t i = 0; i < length; ++i) sum += row[i];
-    return sum;
-}
-LUMO_LEVELS(std::uint32_t, rowSum, rowSumBody, (const std::uint16_t* row, std::size_t length),
-            (row, length))
-
 }  // namespace
 
 extern "C" {
@@ -59,7 +52,8 @@ int Make_YScan(Image image, Roi region, uint16_t* profile) {
     const int code = lumo::regionRuns(image, region, runs);
     if (code != LumoOk || profile == nullptr) return LumoErrorImage;
     for (std::size_t y = 0; y < runs.rows; ++y)
-        profile[y] = static_cast<std::uint16_t>(rowSum(runs.row(y), runs.length) / runs.length);
+        profile[y] =
+            static_cast<std::uint16_t>(lumo::sumOf(runs.row(y), runs.length) / runs.length);
     return LumoOk;
 }
 

@@ -13,7 +13,14 @@ std::size_t byteCount(const Image& image) {
 }
 
 LUMO_INLINE void invertBody(const std::uint16_t* from, std::uint16_t* to, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i) to[i] = static_cast<std::uint16_t>(~from[i]);
+    constexpr std::size_t lineLength = 64 / sizeof *from;
+    std::size_t i = 0;
+    for (; i + lineLength <= count; i += lineLength) {
+        lumo::prefetchAhead(from + i);
+        for (std::size_t k = i; k < i + lineLength; ++k)
+            to[k] = static_cast<std::uint16_t>(~from[k]);
+    }
+    for (; i < count; ++i) to[i] = static_cast<std::uint16_t>(~from[i]);
 }
 LUMO_LEVELS(void, invert, invertBody,
             (const std::uint16_t* from, std::uint16_t* to, std::size_t count), (from, to, count))

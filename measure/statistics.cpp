@@ -6,7 +6,7 @@
 
 #include "frame/call_frame.h"
 #include "measure/histogram.h"
-#include "platform/cpu_level.h"
+#include "measure/sums.h"
 
 namespace {
 
@@ -15,50 +15,14 @@ using lumo::Runs;
 
 __extension__ using Wide = unsigned __int128;
 
-struct Sums {
-    std::uint16_t smallest = 65535, largest = 0;
-    std::uint64_t sum = 0, squares = 0;
-};
-
-/// Pixels whose byte products can be summed in 32 bits.
-constexpr std::size_t blockLength = 32768;
-
-/// Adds at most blockLength pixels. Their squares are summed by bytes, v = 256 h + l, so that every
-/// product is one of 16-bit numbers and every sum stays within 32 bits.
-LUMO_INLINE void addBlock(const std::uint16_t* pixels, std::size_t count, Sums& sums) {
-    std::int32_t high = 0, mixed = 0, low = 0;
-    std::uint32_t sum = 0;
-    std::uint16_t smallest = sums.smallest, largest = sums.largest;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::uint16_t pixel = pixels[i];
-        const auto h = static_cast<std::int16_t>(pixel >> 8);
-        const auto l = static_cast<std::int16_t>(pixel & 255);
-        high += h * h;
-        mixed += h * l;
-        low += l * l;
-        sum += pixel;
-        smallest = std::min(smallest, pixel);
-        largest = std::max(largest, pixel);
-    }
-    sums.smallest = smallest;
-    sums.largest = largest;
-    sums.sum += sum;
-    sums.squares += (static_cast<std::uint64_t>(high) << 16) +
-                    (static_cast<std::uint64_t>(mixed) << 9) + static_cast<std::uint64_t>(low);
-}
-LUMO_LEVELS(void, addPixels, addBlock, (const std::uint16_t* pixels, std::size_t count, Sums& sums),
-            (pixels, count, sums))
-
-Sums sumsOf(const Runs& runs) {
-    Sums sums;
-    for (std::size_t y = 0; y < runs.rows; ++y)
-        for (std::size_t x = 0; x < runs.length; x += blockLength)
-            addPixels(runs.row(y) + x, std::min(blockLength, runs.length - x), sums);
+lumo::Sums sumsOf(const Runs& runs) {
+    lumo::Sums sums;
+    for (std::size_t y = 0; y < runs.rows; ++y) lumo::addPixels(runs.row(y), runs.length, sums);
     return sums;
 }
 
 ImageValue measure(const Runs& runs) {
-    const Sums sums = sumsOf(runs);
+    const lumo::Sums sums = sumsOf(runs);
     ImageValue value{sizeof(ImageValue), sums.smallest, sums.largest, 0.0, 0.0};
     const std::uint64_t count = runs.count();
     if (count == 0) return value;

@@ -32,10 +32,10 @@ bool takeValue(std::string_view line, std::string_view name, char* value) {
 /// Reads a line, or the beginning of one that is longer than the buffer and whose rest is skipped.
 bool readLine(std::FILE* file, char* buffer, int size) {
     if (std::fgets(buffer, size, file) == nullptr) return false;
-    int last = '\n';
-    if (std::strchr(buffer, '\n') == nullptr)
-        while ((last = std::getc(file)) != '\n' && last != EOF) {
-        }
+    char rest[settingSize];
+    bool whole = std::strchr(buffer, '\n') != nullptr;
+    while (!whole && std::fgets(rest, sizeof rest, file) != nullptr)
+        whole = std::strchr(rest, '\n') != nullptr;
     return true;
 }
 

@@ -8,8 +8,12 @@
 //                 (from, to, n))
 //
 // A function called by a body must be LUMO_INLINE too, or it stays at the baseline.
+//
+// LUMO_VECTOR_LEVELS does the same from two bodies: a plain one, and one of AVX2 intrinsics that
+// exists on x86-64 only.
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #define LUMO_INLINE [[gnu::always_inline]] static inline
@@ -44,7 +48,27 @@ private:
     CpuLevel previous_;
 };
 
+/// Asks for memory that is read soon. One pass over a large raster is bound by memory, and the
+/// processor's own prefetcher follows late. The address may lie beyond the raster.
+LUMO_INLINE void prefetchAhead(const void* place) {
+    constexpr std::ptrdiff_t distance = 2048;
+    __builtin_prefetch(static_cast<const char*>(place) + distance);
+}
+
 }  // namespace lumo
+
+#if defined(__x86_64__)
+#define LUMO_VECTOR_LEVELS(result, name, plainBody, vectorBody, parameters, arguments) \
+    static result name parameters {                                                    \
+        return ::lumo::cpuLevel() >= ::lumo::CpuLevel::Avx2 ? vectorBody arguments     \
+                                                            : plainBody arguments;     \
+    }
+#else
+#define LUMO_VECTOR_LEVELS(result, name, plainBody, vectorBody, parameters, arguments) \
+    static result name parameters {                                                    \
+        return plainBody arguments;                                                    \
+    }
+#endif
 
 #define LUMO_LEVELS(result, name, body, parameters, arguments)                   \
     static result name##Baseline parameters {                                    \

@@ -306,8 +306,9 @@ TEST(Ini2, MergesByEntryAndKeepsTheRestOnce) {
           "p\nq\n[S]\n|q\nr\nr\n[T]|p\nq\nr\n[S]\n[T]\n",
           "[S]\n|; -\n; -\n[T]\n[U]\na=1\n[T]\nb=2\n|; -\n; -\n[S]\n[T]\n[U]\na=1\n[T]\nb=2\n",
           "[%lumo:A]\na=1\n|[A]\n%lumo:a=2\n|[%lumo:A]\n%lumo:a=2\n",
-          "[S]\n;%lumo:x%\n|[S]\n;%lumo:a=1%\n|[S]\nx\na=1\n", "|\xEF\xBB\xBF\xEF\xBB\xBFx|x",
-          "|\xEF\xBB\xBF[S]\r\na=1\r\n|[S]\r\na=1\r\n"}) {
+          "[S]\n;%lumo:x%\n|[S]\n;%lumo:a=1%\n|[S]\nx\na=1\n",
+          "[S]\n;%lumo:x%0A[T]%\n|[S]\na=1\n|[S]\n;%lumo:x%0A[T]\na=1\n",
+          "|\xEF\xBB\xBF\xEF\xBB\xBFx|x", "|\xEF\xBB\xBF[S]\r\na=1\r\n|[S]\r\na=1\r\n"}) {
         const Words texts = split(row, '|');
         Reread store(texts[0]), other(texts[1]);
         for (int time = 0; time < 2; ++time) {

@@ -29,6 +29,7 @@ std::filesystem::path logFile() {
 
 /// Removes the log folder of this process when it ends.
 struct LogFolderRemoval {
+    LogFolderRemoval() { logFolder(); }  // so that the folder's name outlives this object
     ~LogFolderRemoval() {
         std::error_code ignored;
         std::filesystem::remove_all(logFolder(), ignored);

@@ -1,0 +1,60 @@
+// Arguments that several verbs take: regions and percentile limits, and rasters for the calls.
+#pragma once
+
+#include <array>
+#include <charconv>
+#include <optional>
+#include <string>
+
+#include "cli/error.h"
+#include "lumo_legacy.h"
+
+namespace lumo::cli {
+
+/// Whole numbers separated by commas, as many as the array holds; throws a usage error that names
+/// the option.
+template <std::size_t count>
+[[nodiscard]] std::array<std::int32_t, count> parseNumbers(const std::string& option,
+                                                           const std::string& text) {
+    std::array<std::int32_t, count> numbers{};
+    const char *place = text.data(), *end = text.data() + text.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto [rest, error] = std::from_chars(place, end, numbers[i]);
+        const bool last = i + 1 == count;
+        if (error != std::errc() || (last ? rest != end : rest == end || *rest != ','))
+            throw usageError(option + ' ' + text + ": not " + std::to_string(count) +
+                             " whole numbers separated by commas");
+        place = last ? rest : rest + 1;
+    }
+    return numbers;
+}
+
+[[nodiscard]] inline Roi parseRoi(const std::string& text) {
+    const auto [x1, y1, x2, y2] = parseNumbers<4>("--roi", text);
+    return {x1, y1, x2, y2};
+}
+
+/// Shares of the darkest and of the brightest pixels, in parts per million.
+struct Limits {
+    std::int32_t low, high;
+};
+[[nodiscard]] inline Limits parseLimits(const std::string& text) {
+    const auto [low, high] = parseNumbers<2>("--limits", text);
+    return {low, high};
+}
+
+/// The raster of an image for the calls that take a plain one.
+[[nodiscard]] inline Image rasterOf(const lmImage& image) {
+    return {image.width, image.height, image.data};
+}
+
+/// A field of a CSV file.
+[[nodiscard]] inline std::string csvField(const std::string& text) {
+    if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
+    std::string quoted = "\"";
+    for (const char letter : text)
+        quoted += letter == '"' ? std::string("\"\"") : std::string(1, letter);
+    return quoted + '"';
+}
+
+}  // namespace lumo::cli

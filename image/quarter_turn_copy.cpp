@@ -1,0 +1,112 @@
+// Quarter-turned copies: a transposition with the source's rows or columns taken backwards.
+//
+// A block of 32 x 32 pixels is gathered, transposed 8 x 8 in registers, and leaves as whole cache
+// lines of target rows, past the caches where these lines are aligned. Gathering first matters: row
+// strides that are multiples of a large power of two map all rows of a block to few cache sets.
+#include "image/quarter_turn_copy.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/cpu_level.h"
+#include "platform/stream_store.h"
+
+namespace lumo {
+namespace {
+
+constexpr int lane = 8;     // pixels of a register, side of the square transposed there
+constexpr int block = 32;   // pixels of a cache line, side of a block
+constexpr int band = 1024;  // target rows walked at a time: their pages fit the address cache
+
+typedef std::uint16_t Lanes __attribute__((vector_size(16)));
+
+/// The source as the target sees it: its columns are source rows, top down or bottom up, its rows
+/// are source columns, left to right or right to left.
+struct Turned {
+    const std::uint16_t* first;          // target pixel (0, 0)
+    std::ptrdiff_t columnStep, rowStep;  // to the target's next column and row
+    std::uint16_t* target;
+    int width, height;  // of the target
+
+    [[nodiscard]] std::uint16_t* targetRow(int j) const {
+        return target + std::ptrdiff_t{j} * width;
+    }
+    [[nodiscard]] const std::uint16_t* at(int i, int j) const {
+        return first + i * columnStep + j * rowStep;
+    }
+};
+
+/// Interleaving rows k and k + 4 three times transposes eight rows.
+LUMO_INLINE void transpose(Lanes (&rows)[lane]) {
+    for (int pass = 0; pass < 3; ++pass) {
+        Lanes next[lane];
+        for (int k = 0; k < lane / 2; ++k) {
+            const Lanes &a = rows[k], &b = rows[k + lane / 2];
+            next[2 * k] = __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+            next[2 * k + 1] = __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+        }
+        std::memcpy(rows, next, sizeof next);
+    }
+}
+
+/// The target's block with its corner at column i, row j.
+LUMO_INLINE void turnBlock(const Turned& turned, int i, int j, bool stream) {
+    alignas(lineBytes) std::uint16_t in[block][block], out[block][block];
+    const bool backwards = turned.rowStep < 0;
+    const std::uint16_t* leftmost = turned.at(i, backwards ? j + block - 1 : j);
+    for (int k = 0; k < block; ++k)
+        std::memcpy(in[k], leftmost + k * turned.columnStep, sizeof in[k]);
+    for (int y = 0; y < block; y += lane) {
+        for (int x = 0; x < block; x += lane) {
+            Lanes rows[lane];
+            for (int k = 0; k < lane; ++k) std::memcpy(&rows[k], &in[y + k][x], sizeof rows[k]);
+            transpose(rows);
+            for (int k = 0; k < lane; ++k) std::memcpy(&out[x + k][y], &rows[k], sizeof rows[k]);
+        }
+    }
+    for (int k = 0; k < block; ++k) {
+        std::uint16_t* to = turned.targetRow(backwards ? j + block - 1 - k : j + k) + i;
+        if (stream)
+            streamLine(to, out[k]);
+        else
+            std::memcpy(to, out[k], sizeof out[k]);
+    }
+}
+
+/// What is too narrow for blocks: target columns i0 to i1 - 1 of rows j0 to j1 - 1.
+LUMO_INLINE void turnPixels(const Turned& turned, int i0, int i1, int j0, int j1) {
+    for (int j = j0; j < j1; ++j)
+        for (int i = i0; i < i1; ++i) turned.targetRow(j)[i] = *turned.at(i, j);
+}
+
+LUMO_INLINE void turnAll(const Turned& turned) {
+    // Lines of all rows are aligned alike only if a row is a whole number of lines.
+    const bool stream = turned.width % block == 0;
+    const int left = stream ? pixelsToLine(turned.target) : 0;
+    const int right = left + (turned.width - left) / block * block;
+    for (int top = 0; top < turned.height; top += band) {
+        const int end = std::min(top + band, turned.height);
+        const int bottom = top + (end - top) / block * block;
+        turnPixels(turned, 0, left, top, bottom);
+        for (int i = left; i < right; i += block)
+            for (int j = top; j < bottom; j += block) turnBlock(turned, i, j, stream);
+        turnPixels(turned, right, turned.width, top, bottom);
+        turnPixels(turned, 0, turned.width, bottom, end);
+    }
+}
+LUMO_LEVELS(void, turnAllAtLevel, turnAll, (const Turned& turned), (turned))
+
+}  // namespace
+
+void quarterTurnCopy(Source source, QuarterTurn turn, std::uint16_t* target) {
+    const std::ptrdiff_t stride = source.width;
+    const std::ptrdiff_t last = stride * (source.height - 1);
+    if (turn == QuarterTurn::CounterClockwise)
+        turnAllAtLevel(
+            {source.pixels + stride - 1, stride, -1, target, source.height, source.width});
+    else
+        turnAllAtLevel({source.pixels + last, -stride, 1, target, source.height, source.width});
+    finishStreaming();
+}
+
+}  // namespace lumo

@@ -1,0 +1,262 @@
+// Calibration files and corrections: against slow twins at every level, and what is refused.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+
+#include "calibration/gain_table.h"
+#include "calibration/smooth_mean.h"
+#include "platform/cpu_level.h"
+#include "support/support.h"
+
+namespace lumo::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+Raster smoothedSlowly(const Raster& in, int kernelWidth, int kernelHeight) {
+    const int hx = kernelWidth / 2, hy = kernelHeight / 2;
+    const std::uint64_t count = std::uint64_t(2 * hx + 1) * std::uint64_t(2 * hy + 1);
+    Raster out = in;
+    for (int y = hy; y < in.height - hy; ++y)
+        for (int x = hx; x < in.width - hx; ++x) {
+            std::uint64_t sum = 0;
+            for (int v = -hy; v <= hy; ++v)
+                for (int u = -hx; u <= hx; ++u) sum += in.at(x + u, y + v);
+            out.at(x, y) = static_cast<std::uint16_t>(sum / count);
+        }
+    return out;
+}
+
+/// The whole file, from the smoothed reference.
+Bytes fileSlowly(const Raster& smoothed, std::uint32_t pitchX, std::uint32_t pitchY, int minPercent,
+                 int maxPercent) {
+    Bytes bytes;
+    const auto put = [&](std::uint64_t value, int size) {
+        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
+    };
+    const auto unsignedOf = [](int value) { return static_cast<std::uint64_t>(value); };
+    for (const int field : {1, smoothed.width, smoothed.height, 20}) put(unsignedOf(field), 2);
+    put(pitchX, 4);
+    put(pitchY, 4);
+    put(unsignedOf(minPercent), 2);
+    put(unsignedOf(maxPercent), 2);
+    const int bx = int(smoothed.width * 0.15000000596046448);
+    const int by = int(smoothed.height * 0.15000000596046448);
+    double sum = 0, count = 0;
+    for (int y = by; y < smoothed.height - by; ++y)
+        for (int x = bx; x < smoothed.width - bx; ++x) sum += smoothed.at(x, y), ++count;
+    const auto mean = static_cast<float>(sum / count);
+    const float lo = float(minPercent) / 100, hi = float(maxPercent) / 100;
+    const double scale = 65535.0 / (double(hi) - double(lo));
+    for (const std::uint16_t p : smoothed.pixels) {
+        float g = p == 0 ? 1.0F : mean / float(p);
+        if (g < lo) g = lo;
+        if (g > hi) g = hi;
+        const double code = (double(g) - double(lo)) * scale;
+        put(unsignedOf(std::clamp(int(code), 0, 65535)), 2);
+    }
+    return bytes;
+}
+
+Raster correctedSlowly(const Raster& in, const Bytes& file) {
+    const auto field = [&](std::size_t at) { return file[at] + 256 * file[at + 1]; };
+    const int width = field(2), height = field(4);
+    const float lo = float(field(16)) / 100, hi = float(field(18)) / 100;
+    const double step = (double(hi) - double(lo)) / 65535.0;
+    Raster out = in;
+    for (int y = 0; y < std::min(in.height, height); ++y)
+        for (int x = 0; x < std::min(in.width, width); ++x) {
+            const int code = field(std::size_t(field(6)) +
+                                   2 * (std::size_t(y) * std::size_t(width) + std::size_t(x)));
+            const auto g = static_cast<float>(code * step + double(lo));
+            out.at(x, y) = std::uint16_t(std::min(65535.0, std::floor(in.at(x, y) * double(g))));
+        }
+    return out;
+}
+
+void fill(ImageOwner& owner, const Raster& raster) {
+    ASSERT_EQ(
+        LumoCreateImage(&owner.image, std::uint16_t(raster.width), std::uint16_t(raster.height)),
+        0);
+    std::ranges::copy(raster.pixels, owner->data);
+}
+
+TEST(SmoothMean, EqualsTheMeanOfUnsmoothedPixels) {
+    struct Kernel {
+        std::uint16_t width, height;
+    };
+    for (const CpuLevel level : supportedLevels()) {
+        const ForcedLevel forced(level);
+        for (int width = 1; width <= 70; ++width)
+            for (const Kernel& k : {Kernel{0, 1},
+                                    {3, 3},
+                                    {5, 5},
+                                    {2, 7},
+                                    {1, 3},
+                                    {9, 7},
+                                    {3, 0},
+                                    {13, 12},
+                                    {65535, 3}}) {
+                Raster in = noise(width, 27);
+                const Raster expected = smoothedSlowly(in, k.width, k.height);
+                Smooth_Mean(in.image(), k.width, k.height);
+                ASSERT_EQ(in, expected) << width << ", " << k.width << " x " << k.height;
+            }
+        // Windows of the brightest pixels where sums, counts and quotients are largest.
+        for (const Kernel& k : {Kernel{7, 9}, {181, 181}, {183, 179}, {185, 185}}) {
+            Raster in(186, 187, 65535);
+            in.at(93, 93) = 65534;
+            const Raster expected = smoothedSlowly(in, k.width, k.height);
+            Smooth_Mean(in.image(), k.width, k.height);
+            ASSERT_EQ(in, expected) << k.width;
+        }
+    }
+}
+
+TEST(Calibration, FileAndCorrectionEqualTheFormulas) {
+    const TempFolder folder;
+    const std::string name = folder / "gains.cal";
+    struct Case {
+        int smoothWidth, smoothHeight, minPercent, maxPercent;
+    };
+    for (const CpuLevel level : supportedLevels()) {
+        const ForcedLevel forced(level);
+        for (int width = 1; width <= 70; ++width)
+            for (const Case& c : {Case{1, 1, 50, 150}, {3, 5, 0, 65535}, {0, 3, 99, 101}}) {
+                const Raster in = noise(width, 21);
+                ImageOwner reference;
+                ASSERT_NO_FATAL_FAILURE(fill(reference, in));
+                reference->pixelsizeX = 0x01020304;
+                reference->pixelsizeY = 70000;
+                ASSERT_EQ(CreateCalibrationData(reference.image, std::uint16_t(c.smoothWidth),
+                                                std::uint16_t(c.smoothHeight),
+                                                std::uint16_t(c.minPercent),
+                                                std::uint16_t(c.maxPercent), name.c_str()),
+                          0);
+                const Raster smoothed = smoothedSlowly(in, c.smoothWidth, c.smoothHeight);
+                ASSERT_EQ(reference.pixels(), smoothed.pixels);
+                const Bytes file = readFile(name);
+                ASSERT_EQ(file, fileSlowly(smoothed, 0x01020304, 70000, c.minPercent, c.maxPercent))
+                    << width;
+                // Images smaller, equal and larger than the table.
+                for (const int more : {-4, 0, 9}) {
+                    const Raster exposure = noise(std::max(width + more, 1), 21 + more, 7);
+                    ImageOwner image;
+                    ASSERT_NO_FATAL_FAILURE(fill(image, exposure));
+                    ASSERT_EQ(CalibrateImage(image.image, name.c_str()), 0);
+                    ASSERT_EQ(image.pixels(), correctedSlowly(exposure, file).pixels)
+                        << width << " + " << more;
+                }
+            }
+    }
+}
+
+/// A table of more rows than are read at once, wider than the image, behind a longer header.
+TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
+    const TempFolder folder;
+    const Raster smoothed = noise(700, 400);
+    Bytes file = fileSlowly(smoothed, 1, 1, 20, 300);
+    for (const int length : {20, 33, 6}) {
+        Bytes changed = file;
+        changed.at(6) = static_cast<std::uint8_t>(length);
+        if (length > 20) changed.insert(changed.begin() + 20, std::size_t(length - 20), 0xAB);
+        writeFile(folder / "c.cal", changed);
+        const Raster exposure = noise(650, 390, 3);
+        ImageOwner image;
+        ASSERT_NO_FATAL_FAILURE(fill(image, exposure));
+        ASSERT_EQ(CalibrateImage(image.image, (folder / "c.cal").c_str()), 0);
+        EXPECT_EQ(image.pixels(), correctedSlowly(exposure, changed).pixels) << length;
+    }
+}
+
+TEST(Calibration, GivesTheKnownCodes) {
+    const TempFolder folder;
+    struct Case {
+        std::uint16_t pixel;  // in a field of 1000
+        int maxPercent, code;
+    };
+    for (const Case& c : {Case{1000, 150, 32767},
+                          {0, 150, 32767},
+                          {500, 150, 65535},
+                          {500, 250, 49151},
+                          {65535, 150, 0}}) {
+        ImageOwner reference(9, 9);
+        std::fill_n(reference->data, 81, std::uint16_t{1000});
+        reference->data[0] = c.pixel;
+        ASSERT_EQ(CreateCalibrationData(reference.image, 1, 0, 50, std::uint16_t(c.maxPercent),
+                                        (folder / "c").c_str()),
+                  0);
+        const Bytes file = readFile(folder / "c");
+        ASSERT_EQ(file.size(), 20U + 162U);
+        EXPECT_EQ(file[20] + 256 * file[21], c.code) << c.pixel << " " << c.maxPercent;
+    }
+}
+
+TEST(Calibration, KeepsTheHistoryWhateverTheNamesLength) {
+    const TempFolder folder;
+    const std::string name = folder / std::string(200, 'n');
+    ImageOwner image(5, 5);
+    ASSERT_EQ(CreateCalibrationData(image.image, 1, 1, 50, 150, name.c_str()), 0);
+    EXPECT_EQ(image.entry("PerformedSteps", "Step0"), "") << "creating is no step of the reference";
+    for (int i = 0; i < 2; ++i) ASSERT_EQ(CalibrateImage(image.image, name.c_str()), 0);
+    for (const char* key : {"Step0", "Step1"})
+        EXPECT_EQ(image.entry("PerformedSteps", key),
+                  "CalibrateImage(calibrationDataFileName=" + name + ")");
+}
+
+TEST(Calibration, ChangesNothingWhenItRefuses) {
+    const TempFolder folder;
+    const std::string name = folder / "c.cal";
+    const Raster in = noise(30, 20);
+    ImageOwner image;
+    ASSERT_NO_FATAL_FAILURE(fill(image, in));
+    const std::string metadata = image->metaData;
+    const auto create = [&](lmImage* reference, int low, int high) {
+        return CreateCalibrationData(reference, 3, 3, std::uint16_t(low), std::uint16_t(high),
+                                     name.c_str());
+    };
+    ImageOwner empty(0, 0);
+    LogLines log;
+    EXPECT_EQ(create(image.image, 100, 150), -2);
+    EXPECT_EQ(create(image.image, 50, 100), -2);
+    EXPECT_EQ(create(nullptr, 100, 100), -2) << "the limits come first";
+    EXPECT_EQ(create(nullptr, 50, 150), -50);
+    EXPECT_EQ(create(empty.image, 50, 150), -50);
+    EXPECT_FALSE(std::filesystem::exists(name));
+
+    EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -1);
+    EXPECT_EQ(CalibrateImage(image.image, nullptr), -1);
+    EXPECT_EQ(CalibrateImage(nullptr, name.c_str()), -50);
+    EXPECT_EQ(CalibrateImage(empty.image, name.c_str()), -50);
+    EXPECT_EQ(CalibrateImage(image.image, "/dev/null"), -11) << "no header, no size";
+    const Bytes whole = fileSlowly(in, 1, 1, 50, 150);
+    for (const std::size_t size :
+         {std::size_t{0}, std::size_t{19}, std::size_t{20}, whole.size() - 1}) {
+        writeFile(name, {whole.begin(), whole.begin() + std::ptrdiff_t(size)});
+        EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -11) << size;
+    }
+    Bytes farTable = whole;
+    farTable[6] = 21;
+    writeFile(name, farTable);
+    EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -11);
+    EXPECT_EQ(image.pixels(), in.pixels);
+    EXPECT_EQ(image->metaData, metadata);
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST(Calibration, SmoothsTheReferenceEvenIfTheFileFails) {
+    const TempFolder folder;
+    for (const auto& [name, code] :
+         {std::pair{folder / "missing/c.cal", -1}, {std::string("/dev/full"), -16}}) {
+        const Raster in = noise(30, 20);
+        ImageOwner reference;
+        ASSERT_NO_FATAL_FAILURE(fill(reference, in));
+        EXPECT_EQ(CreateCalibrationData(reference.image, 3, 3, 50, 150, name.c_str()), code);
+        EXPECT_EQ(reference.pixels(), smoothedSlowly(in, 3, 3).pixels);
+    }
+}
+
+}  // namespace
+}  // namespace lumo::test
