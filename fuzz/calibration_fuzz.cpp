@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                             static_cast<std::uint16_t>(height)) == 0,
             "an image is made");
     for (int i = 0; i < width * height; ++i)
-        image->data[i] = static_cast<std::uint16_t>(i * 2654435761U >> 13);
+        image->data[i] =
+            static_cast<std::uint16_t>(static_cast<std::uint32_t>(i) * 2654435761U >> 13);
     const auto pixels = image.pixels();
     const std::string metaData = image.metaData();
     const int code = CalibrateImage(image.image, name.c_str());

@@ -147,6 +147,30 @@ void ini2Seeds() {
     }());
 }
 
+void calibrationSeeds() {
+    const Sample sample(6, 4);
+    const std::string name = fileNamed("gains.cal");
+    require(CreateCalibrationData(sample.image, 1, 1, 20, 300, name.c_str()) == 0,
+            "calibration data can be made");
+    const Bytes file = readFile(name);
+    for (const std::uint8_t width : std::initializer_list<std::uint8_t>{4, 5, 9}) {
+        Bytes bytes = {width, 3};
+        append(bytes, file);
+        seed(("width" + std::to_string(width)).c_str(), bytes);
+    }
+}
+
+void commandSeeds() {
+    for (const std::string_view text :
+         {"type=unsharp_mask radius=0.5 value=2", "Type=MEAN_FILTER size=5",
+          "size=3.9 type=median_filter", "type=histogramm_equal3 np=0x20 lp=010",
+          "type=gauss_fd2 ftp=1 ah0=2", "type=sharpen"}) {
+        Bytes bytes;
+        append(bytes, text);
+        seed(std::string(text.substr(text.find('=') + 1, 12)).c_str(), bytes);
+    }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -154,7 +178,9 @@ int main(int count, char** arguments) {
     const struct {
         const char* target;
         void (*make)();
-    } makers[] = {{"ini2_fuzz", ini2Seeds},
+    } makers[] = {{"calibration_fuzz", calibrationSeeds},
+                  {"command_fuzz", commandSeeds},
+                  {"ini2_fuzz", ini2Seeds},
                   {"png_fuzz", pngSeeds},
                   {"raw_fuzz", rawSeeds},
                   {"round_trip_fuzz", roundTripSeeds},
