@@ -29,7 +29,7 @@ cat >"$folder/consumer/second.cpp" <<'CPP'
 #include <cstring>
 int main(int, char** arguments) {
     if (std::strstr(LumoGetVersion(), LUMO_VERSION) == nullptr) return 1;
-    auto* pixels = static_cast<std::uint16_t*>(std::calloc(6, 2));
+    auto* pixels = static_cast<uint16_t*>(std::calloc(6, 2));
     const int code = WriteImageRot({3, 2, pixels}, arguments[1], 90);
     std::free(pixels);
     return code;
