@@ -154,8 +154,10 @@ Rotation::Rotation(int sourceWidth, int sourceHeight, double angle)
       sine(std::sin(radians(angle))) {
     float x[4], y[4];
     for (int corner = 0; corner < 4; ++corner) {
-        const double fromX = (corner % 2) * (sourceWidth - 1) - static_cast<double>(centreX);
-        const double fromY = (corner / 2) * (sourceHeight - 1) - static_cast<double>(centreY);
+        const int cornerX = corner % 2 == 0 ? 0 : sourceWidth - 1;
+        const int cornerY = corner < 2 ? 0 : sourceHeight - 1;
+        const double fromX = cornerX - static_cast<double>(centreX);
+        const double fromY = cornerY - static_cast<double>(centreY);
         x[corner] = static_cast<float>(fromX * cosine - fromY * sine + centreX);
         y[corner] = static_cast<float>(fromX * sine + fromY * cosine + centreY);
     }
