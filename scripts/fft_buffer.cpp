@@ -51,18 +51,37 @@ Extent extentOf(const float* buffer, const FftLayout& layout) {
 
 using Histogram = std::array<std::uint32_t, binCount>;
 
+LUMO_INLINE void findBinsBody(const float* values, int count, float least, float factor,
+                              std::int32_t* bins) {
+    for (int i = 0; i < count; ++i) {
+        const float bin = (values[i] - least) * factor;
+        // False for NaN; the bin past the last counts what is not counted.
+        bins[i] = static_cast<std::int32_t>(
+            bin < static_cast<float>(binCount) ? bin : static_cast<float>(binCount));
+    }
+}
+LUMO_LEVELS(void, findBins, findBinsBody,
+            (const float* values, int count, float least, float factor, std::int32_t* bins),
+            (values, count, least, factor, bins))
+
 Histogram histogramOf(const float* buffer, const FftLayout& layout, Extent extent) {
-    Histogram histogram{};
+    constexpr int blockLength = 512;
+    std::int32_t bins[blockLength];
+    // Two, as neighbours often fall into one bin.
+    std::array<std::array<std::uint32_t, binCount + 1>, 2> counts{};
     const auto factor = static_cast<float>(
         binCount / (static_cast<double>(extent.largest) - static_cast<double>(extent.least)));
-    for (int x = 0; x < layout.width; ++x) {
-        const float* row = buffer + std::ptrdiff_t{x} * layout.rowStride;
-        for (int y = 0; y < layout.height; ++y) {
-            const float bin = (row[y] - extent.least) * factor;
-            if (bin >= 0.0F && bin < static_cast<float>(binCount))
-                ++histogram[static_cast<std::size_t>(bin)];
+    for (int x = 0; x < layout.width; ++x)
+        for (int y = 0; y < layout.height; y += blockLength) {
+            const int count = std::min(blockLength, layout.height - y);
+            findBins(buffer + std::ptrdiff_t{x} * layout.rowStride + y, count, extent.least, factor,
+                     bins);
+            for (int i = 0; i < count; ++i)
+                ++counts[static_cast<std::size_t>(i & 1)][static_cast<std::size_t>(bins[i])];
         }
-    }
+    Histogram histogram;
+    for (std::size_t bin = 0; bin < histogram.size(); ++bin)
+        histogram[bin] = counts[0][bin] + counts[1][bin];
     return histogram;
 }
 

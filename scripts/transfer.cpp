@@ -67,11 +67,23 @@ LUMO_INLINE double exponential(double x) {
     const double shifted = argument * log2e + shifter;  // the whole power of two in the low bits
     const double power = shifted - shifter;
     const double r = (argument - power * ln2High) - power * ln2Low;
-    double p = 1.0 / 6227020800.0;
-    for (const double term :
-         {1.0 / 479001600.0, 1.0 / 39916800.0, 1.0 / 3628800.0, 1.0 / 362880.0, 1.0 / 40320.0,
-          1.0 / 5040.0, 1.0 / 720.0, 1.0 / 120.0, 1.0 / 24.0, 1.0 / 6.0, 0.5, 1.0, 1.0})
-        p = p * r + term;
+    constexpr double terms[] = {1.0 / 6227020800.0,
+                                1.0 / 479001600.0,
+                                1.0 / 39916800.0,
+                                1.0 / 3628800.0,
+                                1.0 / 362880.0,
+                                1.0 / 40320.0,
+                                1.0 / 5040.0,
+                                1.0 / 720.0,
+                                1.0 / 120.0,
+                                1.0 / 24.0,
+                                1.0 / 6.0,
+                                0.5,
+                                1.0,
+                                1.0};
+    double p = terms[0];
+#pragma GCC unroll 13
+    for (int i = 1; i < 14; ++i) p = p * r + terms[i];
     return std::bit_cast<double>(std::bit_cast<std::uint64_t>(p) +
                                  (std::bit_cast<std::uint64_t>(shifted) << 52));
 }
@@ -112,8 +124,9 @@ LUMO_LEVELS(void, multiplySeparable, multiplySeparableBody,
 LUMO_INLINE void multiplyBandBody(const Term& term, double centre, double sigma, int count,
                                   Block& block) {
     const Term kept = term;
+    const double inverse = 1.0 / sigma;
     for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
-        const double z = (std::sqrt(block.squared[k]) - centre) / sigma;
+        const double z = (std::sqrt(block.squared[k]) - centre) * inverse;
         const double x = 0.5 * (z * z);
         multiply(kept, exponential(x), x, block.factor[k], block.limit[k]);
     }
