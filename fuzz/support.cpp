@@ -120,7 +120,8 @@ std::string fileNamed(const char* name) {
 void writeFile(const std::string& name, std::span<const std::uint8_t> bytes) {
     std::FILE* const file = std::fopen(name.c_str(), "wb");
     require(file != nullptr, "an input file can be created");
-    const std::size_t count = std::fwrite(bytes.data(), 1, bytes.size(), file);
+    // An empty span has no address, which fwrite() may not be given.
+    const std::size_t count = bytes.empty() ? 0 : std::fwrite(bytes.data(), 1, bytes.size(), file);
     require(std::fclose(file) == 0 && count == bytes.size(), "an input file can be written");
 }
 
