@@ -1,14 +1,12 @@
-// What a host may meet: memory that runs out at every single allocation, full disks, damaged files,
-// several threads. A program of its own, since it replaces the allocator.
+// What a host may meet: memory that runs out at every single allocation, full disks, damaged files.
+// A program of its own, since it replaces the allocator.
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <zlib.h>
 
-#include <atomic>
 #include <cstring>
 #include <functional>
-#include <thread>
 
 #include "support/support.h"
 
@@ -310,32 +308,6 @@ TEST(Disk, AFileSizeLimitIsAFailureNotASignal) {
         EXPECT_EQ(code, -16) << i;
         EXPECT_EQ(writers[i](), 0) << i;
     }
-}
-
-TEST(Threads, WorkOnImagesOfTheirOwn) {
-    const Samples samples;
-    const LogLines log;
-    std::vector<std::thread> threads;
-    std::atomic<int> wrong{0};
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([&, number] {
-            for (int round = 0; round < 20; ++round) {
-                const std::string& name = number % 2 == 0 ? samples.png : samples.xyz;
-                const std::string out = samples.folder / ("t" + std::to_string(number) +
-                                                          (round % 2 == 0 ? ".png" : ".xyz"));
-                ImageOwner owner, back;
-                wrong += LumoReadImage(&owner.image, name.c_str()) != 0;
-                wrong += LumoAddPerformedStep(owner.image, out.c_str()) != 0;
-                wrong += LumoWriteImage(owner.image, out.c_str(), 0) != 0;
-                wrong += LumoReadImage(&back.image, out.c_str()) != 0;
-                wrong += back.image == nullptr || back.pixels() != owner.pixels();
-                wrong += LumoReadImage(&back.image, "missing.png") != -1 || lmtGetLastError() != -1;
-            }
-        });
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(wrong, 0);
-    for (const std::string& line : log.lines())
-        EXPECT_TRUE(matches(line, "[3-8] (Lumo|WriteImage|Create_Image).*")) << "torn: " << line;
 }
 
 }  // namespace
