@@ -4,7 +4,7 @@
 #include <fftw3.h>
 
 #include <algorithm>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -48,18 +48,24 @@ int workerCount() {
     return 1;
 }
 
-/// Runs the jobs, each on a thread of its own; one whose thread cannot be had runs here.
+/// Runs the jobs, each on a thread of its own; one whose thread cannot be had runs here. Raises the
+/// code of a job that failed once all have ended.
 void runJobs(const std::vector<FreqFilterJob>& jobs) {
     std::vector<std::thread> threads;
     threads.reserve(jobs.size());
-    for (const FreqFilterJob& job : jobs) {
+    std::vector<int> codes(jobs.size());
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        const auto work = [&jobs, &codes, i] {
+            codes[i] = guarded([&] { Filter_FreqColumns(jobs[i]); });
+        };
         try {
-            threads.emplace_back([job] { Filter_FreqColumns(job); });
-        } catch (const std::system_error&) {
-            Filter_FreqColumns(job);
+            threads.emplace_back(work);
+        } catch (const std::exception&) {  // no thread, or no memory for it
+            work();
         }
     }
     for (std::thread& thread : threads) thread.join();
+    for (const int code : codes) raiseFailure(code);
 }
 
 void filterSpectrum(FreqFilterJob job) {
