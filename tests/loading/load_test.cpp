@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "lumo_legacy.h"
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -68,6 +70,26 @@ void testRounds(const char* library, const fs::path& log) {
     for (const std::string& line : linesOf(log))
         if (line.find(" 5 lumo Start 2.2.1.176 from 'R2.2.1'") == 23) ++starts;
     expect(starts == rounds, "one start line a load");
+}
+
+void loadAndTransform(const char* library) {
+    void* handle = loadAndCall(library);
+    const auto filter =
+        reinterpret_cast<decltype(&SC_Filter_Image)>(dlsym(handle, "SC_Filter_Image"));
+    std::vector<std::uint16_t> pixels(128 * 128);
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<std::uint16_t>(i * i);
+    const Image image = {128, 128, pixels.data()};
+    expect(filter(image, image, 100000, 100000, "type=gauss_fd2 al1=0.5") == 0, "the filter runs");
+    dlclose(handle);
+}
+
+/// The transform's threads outlive the library, but no load adds to them.
+void testTransformRounds(const char* library) {
+    loadAndTransform(library);
+    const std::size_t threads = countEntries("/proc/self/task");
+    for (int i = 1; i < 100; ++i) loadAndTransform(library);
+    expect(countEntries("/proc/self/task") == threads, "no transform thread is added");
+    expect(!isLoaded(library), "the library is unloaded after transforms");
 }
 
 /// Children forked while threads log do not hang, and no line of anybody is torn.
@@ -141,6 +163,7 @@ int main(int, char** arguments) {
     setenv("ORVEL_LOG_DIR", folder.c_str(), 1);
     testRounds(library, folder / "orvellog.log");
     testForks(library, folder / "orvellog.log");
+    testTransformRounds(library);
     testLogFolders(library, folder);
     fs::current_path("/");
     fs::remove_all(folder);
