@@ -187,7 +187,9 @@ void medianByHistogram(Source source, Target target, int n) {
             tile.read(source, x, y, tileWidth + n, tileHeight + n);
             for (int top = 0; top < tileHeight; top += together) {
                 const int windows = std::min(together, tileHeight - top);
-                group.begin(tile, top, windows);
+                // One window alone would share all its values, 65536 where n is 256: one too many
+                // for a count. The tile has the row that a second one takes.
+                group.begin(tile, top, std::max(windows, 2));
                 for (int i = 0; i < tileWidth; ++i) {
                     for (int k = 0; k < windows; ++k)
                         target.row(y + top + k)[x + i] = tile.greyValue(group.median(k));

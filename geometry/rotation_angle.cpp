@@ -35,7 +35,7 @@ double rotationAngle(Source image) {
     // The sides measure x against y, so their slopes count the other way round.
     double angles[] = {std::atan(slopeOf(edges.top)), std::atan(slopeOf(edges.bottom)),
                        std::atan(-slopeOf(edges.left)), std::atan(-slopeOf(edges.right))};
-    std::ranges::sort(angles);
+    std::ranges::stable_sort(angles);
     // The outer two are dropped: one edge that goes astray does not count.
     return degrees((angles[1] + angles[2]) * 0.5);
 }

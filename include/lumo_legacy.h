@@ -262,9 +262,10 @@ LUMO_API int Get_ImageValueRoi(Image image, Roi region, ImageValue* value);
 
 /**
  * Percentile limits and the mean between them.
- * @param value    [out] min and max: the grey values beyond which more than the given shares lie, 0
- *                 and 65535 where there is none, moved apart by up to 32 if closer than 16; mean:
- *                 of the pixels from min to max, 0 if there are none
+ * @param value    [out] min: the first grey value up to which, itself included, more than the low
+ *                 share of the pixels lies; max: the same from the bright end; 0 and 65535 where
+ *                 there is none. Moved apart by up to 32 if closer than 16; with shares that meet,
+ *                 min may exceed max. mean: of the pixels from min to max, 0 if there are none
  * @param lowPpm   share of the darkest pixels
  * @param highPpm  share of the brightest pixels
  * @return 0; -50 no pixels; -2 without record; -8 without memory
@@ -289,15 +290,19 @@ LUMO_API int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram);
 /**
  * Counts the pixels of grey values lo..hi in `bins` bins, for display. With step = (hi - lo + 1) /
  * bins, bin i holds grey values lo + floor(i * step) up to those of bin i + 1; with a step below 1
- * it holds the count of grey value lo + floor(i * step + 0.5), at most hi.
+ * it holds the count of grey value lo + floor(i * step + 0.5), at most hi. Where bins times step
+ * rounds below hi - lo + 1, hi itself is in no bin. A bin of 2^31 pixels and more is not taken for
+ * the highest one.
  * @param condensed  [out] one value per bin
- * @param height     what the highest bin becomes, the others in proportion; 0: bins hold counts
+ * @param height     what the highest bin becomes, the others in proportion, truncated; 0: bins hold
+ *                   counts
  * @return 0; -50 no pixels; -2 no bins, hi < lo or no output; -8 without memory
  */
 LUMO_API int Make_HistogramScaled(Image image, uint32_t* condensed, uint16_t bins, uint16_t height,
                                   uint16_t lo, uint16_t hi);
 
-/** Make_HistogramScaled() of a region. @return also -50 if its corners are not in order */
+/** Make_HistogramScaled() of a region. @return also -50 if it leaves the image or its corners are
+ * not in order */
 LUMO_API int Make_HistogramScaledRoi(Image image, Roi region, uint32_t* condensed, uint16_t bins,
                                      uint16_t height, uint16_t lo, uint16_t hi);
 
@@ -323,7 +328,8 @@ LUMO_API int Make_YScan(Image image, Roi region, uint16_t* profile);
 
 /**
  * The median grey value of the image's central region, which leaves 33 % off on each side: the
- * smallest one up to which half of the region's pixels (rounded down) lie. Logs the result.
+ * smallest one up to which half of the region's pixels (rounded down) lie, 0 for a single pixel.
+ * Logs the result.
  * @param indicator  [out] 0 to 65535; untouched on failure
  * @return 0; -2 without image or place; -50 no pixels; -8 without memory
  */
@@ -332,21 +338,23 @@ LUMO_API int GetOrvelDoseIndicator(const Image* image, int32_t* indicator);
 /** @} */
 /**
  * @name Raster operations
- * Source and destination of the same size may be one image.
+ * Source and destination of the same size may be one image. Images of zero pixels: nothing is done.
  * @{
  */
 
 /** Every grey value v becomes 65535 - v. @return 0; -50 sizes differ or a raster is missing */
 LUMO_API int Invert_Image(Image source, Image destination);
 
-/** Copies all pixels. @return 0; -50 sizes differ or a raster is missing */
+/** Copies all pixels; the rasters may overlap. @return 0; -50 sizes differ or a raster is missing
+ */
 LUMO_API int Copy_Image(Image source, Image destination);
 
 /**
- * Cuts a region out. What of it lies outside the image is left off; of a region that starts beyond
- * the image the bottom-right pixel remains.
+ * Cuts a region out. What of it lies outside the image is left off: negative corners count as 0, of
+ * a region wholly left of or above the image its first column or row remains, of one that starts
+ * beyond the image the bottom-right pixel.
  * @param source       cropped in place when there is no destination, its raster then being
- *                     reallocated
+ *                     reallocated: not for the raster of an lmImage, whose address would dangle
  * @param destination  null, or a record that receives the region: in its own raster, if that is as
  *                     wide and as high at least, or in a new one, if it has none
  * @return 0; -50 no pixels, or the destination's raster is too small; -8 without memory. The
@@ -356,7 +364,7 @@ LUMO_API int Crop_Image(Image* source, Image* destination, Roi region);
 
 /**
  * Means of blocks of factorX x factorY pixels, truncated. Pixels beyond the last whole block at the
- * right and at the bottom are not used.
+ * right and at the bottom are not used; a factor above a side leaves an image of zero pixels.
  * @param destination  [out] receives a new raster; one that it holds already is not released
  * @return 0; -50 no raster; -2 a factor of 0 or no destination; -8 without memory
  */
@@ -381,7 +389,8 @@ LUMO_API int DeFlash(Image image, uint16_t threshold);
 /**
  * @name Greyscale mapping
  * A look-up table holds 65536 entries: entry v is what grey value v becomes. Modes are those of
- * ::LutMode; other bits have no effect. Source and destination may be one image.
+ * ::LutMode; other bits have no effect. Source and destination may be one image; images of zero
+ * pixels are left alone.
  * @{
  */
 
@@ -395,10 +404,10 @@ LUMO_API int DeFlash(Image image, uint16_t threshold);
  *  - exponential: 65535 ^ (t / d)
  *  - shifted square root: (sqrt(v) - sqrt(lo)) * (65536 / (sqrt(hi) - sqrt(lo))) + 0.5
  *
- * with 0 below lo and 65535 from hi on. Thresholds: 65535 above lo + d / 4, (lo + hi) / 2 or lo +
- * 3 * d / 4, else 0. Sigmoid, with L(x) = ln(x + 1): atan((L(v) - (L(hi) + L(lo)) / 2) * 2 *
- * tan(1.25664) / (L(hi) - L(lo))) * 20860.1 truncated, + 32768; without width a step of 1, 32768
- * and 65535.
+ * with 0 below lo and 65535 from hi on, also where hi <= lo. Thresholds: 65535 above lo + d / 4,
+ * (lo + hi) / 2 or lo + 3 * d / 4, else 0. Sigmoid, with L(x) = ln(x + 1): atan((L(v) - (L(hi) +
+ * L(lo)) / 2) * 2 * tan(1.25664) / (L(hi) - L(lo))) * 20860.1 truncated, + 32768, both constants
+ * held in single precision; without width a step of 1, 32768 and 65535.
  * @param lut  [out] the table
  * @return 0; -2 without table
  */
@@ -417,7 +426,8 @@ LUMO_API int Opt_GreyscaleLim(Image source, Image destination, int32_t lowPpm, i
                               uint16_t mode);
 
 /**
- * Builds the display table from a viewer's settings. With angle = contrast / 200 * pi, entry v is
+ * Builds the display table from a viewer's settings. With angle = contrast / 200 * 3.1415926535 (so
+ * that the neutral table differs from the identity here and there), entry v is
  * tan(angle) * (v / 65535) ^ (1 / gamma) * 65535 + (1 / cos(angle) + cos(angle)) * (brightness / 50
  * - 1) * 32767.5 + (1 - tan(angle)) * 32767.5, truncated, from 0 to 65535.
  * @param input       a table to go through first, or null; may be the output
@@ -433,15 +443,22 @@ LUMO_API int Make_DispLut(const uint16_t* input, uint16_t* output, double bright
 /**
  * Equalises the histogram between percentile limits: below the lower one 0, from the upper one on
  * 65535, between them by the share of the pixels up to each grey value.
- * @param lowPpm, highPpm  as Get_ImageValueLim() takes them, without its least distance
+ * @param lowPpm, highPpm  as Get_ImageValueLim() takes them, without its least distance; where
+ *                         nothing is found the limits are 65536 and -1. The upper limit itself
+ *                         becomes 65535; without pixels between the limits those there become 0
  * @return 0; -50 sizes differ or a raster is missing; -8 without memory
  */
 LUMO_API int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_t highPpm);
 
 /**
- * Equalises a histogram whose counts are limited by a clip level that falls with the grey value,
- * damped outside a useful range, and blended with a square-root curve. Values outside their range
- * are clamped.
+ * Equalises a histogram whose counts are limited: those of grey value v to 10 ^ ((strength - 50) *
+ * 3 / 50) * 0.00111 * pixels / sqrt(v + 1). Below the useful range they count by 0.01, from its end
+ * on by 0.1, each truncated. With C their running sum, entry v is (1 - w) * 65535 * C(v) / C(65535)
+ * + w * sqrt(65535 * v), w being weight / 100. An end that is to be found is the first one, in
+ * blocks of 50 grey values from the dark or the bright side, at which a block's average falls below
+ * a quarter of the highest so far; if half of the pixels lie before it, the block in which the
+ * first per cent of them ended. Found ends that cross are exchanged. Values outside their range are
+ * clamped; a low above high makes both their middle.
  * @param strength  clip level, 0 to 100; 50 is neutral, each 50 steps are a factor of 1000
  * @param low       [in, out] lower end of the useful range: the caller's, or the one found
  * @param high      [in, out] upper end of the useful range
@@ -576,17 +593,19 @@ LUMO_API int UnsharpMask(Image source, Image destination, FImage kernel, float s
  * begin with 0x (hexadecimal) or 0 (octal). No number there means 0, no key the default; what
  * matches no key is passed over. Radii are in millimetres, frequencies in cycles per millimetre.
  *
- * | type= | keys and defaults | operation |
- * |---|---|---|
- * | gauss_fd | al0=1 al1=1 ftp=10 ah0=1 ah1=1 fhp=10 ab0=1 ab1=1 fbp0=5 fbp=2 preservezerofreq=0 |
- * band filter, the result spread between its darkest and brightest per cent | | gauss_fd2 | the
- * same | band filter, grey values on the image's own scale | | unsharp_mask | radius=1 value=1 |
- * UnsharpMask() with a square of 2 * trunc(radius in pixels) + 1 equal weights | | unsharp_mask2 |
- * radius=1 value=1 | unsharp mask by the mean of trunc(radius in pixels), clamped, then smoothed by
- * half of that | | mean_filter, median_filter | size=3 | mean, median of the size x size window
- * that begins at each pixel (the last rows and columns are kept) | | histogramm_equal | low=3
- * high=3 | Equal_Histo(), limits in per cent | | histogramm_equal3 | np=50 lp=0 rp=65535 lf=0 rf=0
- * gew=0 | Equal_Histo3(); the range it used is handed back as "lp" and "rp" in section "return" |
+ * Operations, each with its keys and defaults:
+ *  - type=gauss_fd al0=1 al1=1 ftp=10 ah0=1 ah1=1 fhp=10 ab0=1 ab1=1 fbp0=5 fbp=2
+ *    preservezerofreq=0: band filter, the result spread between its darkest and brightest per cent
+ *  - type=gauss_fd2, the same keys: band filter, grey values on the image's own scale
+ *  - type=unsharp_mask radius=1 value=1: UnsharpMask() with a square of 2 * trunc(radius in pixels)
+ *    + 1 equal weights
+ *  - type=unsharp_mask2 radius=1 value=1: unsharp mask by the mean of trunc(radius in pixels),
+ *    clamped, then smoothed by half of that
+ *  - type=mean_filter size=3, type=median_filter size=3: mean or median of the size x size window
+ *    that begins at each pixel (the last rows and columns are kept)
+ *  - type=histogramm_equal low=3 high=3: Equal_Histo(), limits in per cent
+ *  - type=histogramm_equal3 np=50 lp=0 rp=65535 lf=0 rf=0 gew=0: Equal_Histo3(); the range it used
+ *    is handed back as "lp" and "rp" in section "return"
  *
  * The band filter multiplies the spectrum at the frequency f by L * P * B, where with
  * G(x, m, s) = exp(-((x - m) / s)^2 / 2)

@@ -187,12 +187,19 @@ public:
           // sum lose more than ours.
           high_({p().ah1, p().ah0 - p().ah1, std::abs(p().ah0) + 2.0 * std::abs(p().ah1)}, p().fhp,
                 stepY_, job.first, job.end),
-          band_(p().ab0, p().ab1 - p().ab0, std::abs(p().ab0)) {}
+          band_(p().ab0, p().ab1 - p().ab0, std::abs(p().ab0)) {
+        for (const Term* term : {&low_.term, &high_.term, &band_})
+            moderate_ &= std::abs(term->base) + std::abs(term->slope) <= 1e100;
+    }
 
     /// Of row i and the columns first .. first + count - 1, at most a block of them.
     const float* of(int i, int first, int count) {
         const double fx = i * stepX_;
         squareFrequencies(fx, first, stepY_, count, block_);
+        if (!moderate_) {
+            defineAll(count);
+            return block_.rounded.data();
+        }
         double constant = 1.0;
         for (const Term* term : {&low_.term, &high_.term, &band_})
             if (term->slope == 0.0) constant *= term->base;
@@ -213,6 +220,11 @@ public:
 private:
     [[nodiscard]] const BandParameters& p() const { return job_.parameters; }
 
+    void defineAll(int count) {
+        for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k)
+            block_.rounded[k] = definedFactor(p(), std::sqrt(block_.squared[k]));
+    }
+
     /// Replaces the factors that are open by the defined ones.
     void define(int count) {
         for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
@@ -228,6 +240,9 @@ private:
     double stepX_, stepY_;
     Separable low_, high_;
     Term band_;
+    /// No product of two terms overflows, and what it loses below the normal numbers does not show:
+    /// they may be multiplied in any order.
+    bool moderate_ = true;
     Block block_;
 };
 

@@ -83,6 +83,7 @@ std::vector<BandParameters> manyParameters() {
     add(1, 1, 1, 1, 0, 0.3, 1, 1, 1, 1);           // the high-pass term down to nothing
     add(1, 1, 1, 0, 1, 900, 0.5, 0, 2, 3);
     add(0, 1, 1e-320, 1, 0, 1e300, 0, 1, 0, -2);
+    add(1e10, 1.0001e10, 1, 1e300, 1e300, 1, 1e-310, 1e-310, 1, 1);  // a product that overflows
     return all;
 }
 

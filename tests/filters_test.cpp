@@ -230,6 +230,14 @@ TEST(Median, EqualsSortingForLargeWindows) {
     }
 }
 
+TEST(Median, CountsAWindowFullOfOneValue) {
+    // Heights that leave one row of windows for the last pass.
+    for (const auto& [width, height] : {std::pair{257, 257}, {300, 273}}) {
+        const Raster even(width, height, 500);
+        expectFiltered(medianOf(256), even, even, std::to_string(height));
+    }
+}
+
 TEST(UnsharpMask, EqualsItsFormula) {
     for (const Raster& source : manySizes())
         for (const float strength : {0.0F, 1.7F, -0.4F}) {
