@@ -112,34 +112,33 @@ TEST(FilterCommand, RunsWhatTheTextSays) {
 
 TEST(FilterCommand, RefusesAndHandsOutAStore) {
     Raster in = noise(20, 20), out(20, 20, 5), other(20, 21);
-    const Image missing{20, 20, nullptr};
-    const Image empty{0, 0, in.pixels.data()};
+    const Image missing{20, 20, nullptr}, empty{0, 0, in.pixels.data()};
+    const Image from = in.image(), to = out.image();
     struct {
         int expected;
         Image source, destination;
         const char* command;
-    } const cases[] = {{-2, in.image(), out.image(), "type=sharpen"},
-                       {-2, in.image(), out.image(), "size=3"},
-                       {-2, in.image(), out.image(), nullptr},
-                       {-2, in.image(), out.image(), "type=gauss_fd fhp=0"},
-                       {-2, in.image(), out.image(), "type=gauss_fd2 ftp=1e-200 fhp=1e-200"},
+    } const cases[] = {{-2, from, to, "type=sharpen"},
+                       {-2, from, to, "size=3"},
+                       {-2, from, to, nullptr},
+                       {-2, from, to, "type=gauss_fd fhp=0"},
+                       {-2, from, to, "type=gauss_fd2 ftp=1e-200 fhp=1e-200"},
                        {-2, empty, empty, "type=gauss_fd fbp=0"},
-                       {-50, in.image(), other.image(), "type=mean_filter"},
-                       {-50, missing, out.image(), nullptr}};
+                       {-50, from, other.image(), "type=mean_filter"},
+                       {-50, missing, to, nullptr}};
     for (const auto& [expected, source, destination, command] : cases) {
         IniReturn* store = nullptr;
         char* text = nullptr;
         std::uint32_t size = 99;
-        EXPECT_EQ(
-            SC_Filter_ImageEx(source, destination, pitch, pitch, command, &store, &text, &size),
-            expected);
+        const auto run = [&, from = source, to = destination](const char* what) {
+            return SC_Filter_ImageEx(from, to, pitch, pitch, what, &store, &text, &size);
+        };
+        EXPECT_EQ(run(command), expected);
         ASSERT_NE(store, nullptr);
         EXPECT_STREQ(text, "");
         EXPECT_EQ(size, 0U);
         IniReturn* const kept = store;
-        EXPECT_EQ(SC_Filter_ImageEx(source, destination, pitch, pitch, "type=mean_filter", &store,
-                                    nullptr, nullptr),
-                  -14);
+        EXPECT_EQ(run("type=mean_filter"), -14) << "a place that is taken";
         EXPECT_EQ(store, kept);
         EXPECT_EQ(Destroy_IniReturn(&store), 0);
         EXPECT_EQ(store, nullptr);

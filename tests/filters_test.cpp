@@ -192,9 +192,6 @@ TEST(Median, EqualsSorting) {
     for (const Raster& source : manySizes())
         for (int n = 1; n <= std::min(source.width, source.height); n += n < 18 ? 1 : 9)
             expectGives(medianOf(n), source, medianSlowly(source, n));
-}
-
-TEST(Median, EqualsSortingForLargeWindows) {
     // Several tiles of the largest windows; plateaus, full range and single outliers.
     for (const int n : {2, 5, 9, 16, 33, 64, 100, 255, 256}) {
         Raster source = noise(n + (n < 64 ? 150 : 40), n + 9, std::uint64_t(n));
@@ -249,58 +246,35 @@ TEST(UnsharpMask, MakesKernelsOfEqualWeights) {
     }
 }
 
-TEST(Filters, GiveTheKnownResults) {
-    Kernel one(1, 1, 1.0F);
-    const auto sharpen = [&](Image from, Image to) {
-        return UnsharpMask(from, to, one.image(), 0.0F);
-    };
-    const struct {
-        Operation filter;
-        int width, height;
-        Pixels in;
-        std::size_t index;
-        int expected;
-    } cases[] = {{meanOf(2), 3, 3, {1, 2, 9, 2, 2, 9, 9, 9, 9}, 0, 1},
-                 {medianOf(2), 3, 3, {5, 1, 9, 4, 2, 9, 9, 9, 9}, 0, 4},
-                 {sharpen, 2, 1, {1000, 2000}, 1, 65535},
-                 {sharpen, 2, 1, {100, 200}, 1, 65534},
-                 {sharpen, 2, 1, {100, 100}, 1, 0}};
-    for (const auto& [filter, width, height, in, index, expected] : cases) {
-        Raster raster(width, height, in);
-        ASSERT_EQ(filter(raster.image(), raster.image()), 0);
-        EXPECT_EQ(raster.pixels[index], expected);
-    }
-}
-
 TEST(Filters, RefuseAndLeaveTheDestination) {
     Raster a(8, 6, 5), b(8, 6, 9), other(6, 8, 9);
     float weight = 1.0F;
     std::vector<float> floats(48);
     const FImage kernel{1, 1, &weight}, none{1, 1, nullptr}, flat{1, 0, &weight};
     const FImage target{8, 6, floats.data()};
-    const Image missing{8, 6, nullptr}, from = a.image(), to = b.image();
+    const Image missing{8, 6, nullptr}, from = a.image(), to = b.image(), turned = other.image();
     struct {
         int code, expected;
-    } const cases[] = {{Convol_Image(from, other.image(), kernel), -50},
+    } const cases[] = {{Convol_Image(from, turned, kernel), -50},
                        {Convol_Image(missing, to, none), -50},
                        {Convol_Image(from, to, none), -2},
                        {Convol_Image(from, to, flat), -2},
                        {Convol_ImageF(from, {6, 8, floats.data()}, kernel), -50},
                        {Convol_ImageF(from, target, flat), -2},
-                       {UnsharpMask(from, other.image(), kernel, 1.0F), -50},
+                       {UnsharpMask(from, turned, kernel, 1.0F), -50},
                        {UnsharpMask(from, to, none, 1.0F), -2},
                        {UnsharpMask2(from, missing, 2, 1.0F), -50},
                        {UnsharpMask2(from, to, 1, 1.0F), -2},
                        {UnsharpMask2(from, to, 7, 1.0F), -2},
-                       {Mean_Image(to, other.image(), 2), -50},
+                       {Mean_Image(to, turned, 2), -50},
                        {Mean_Image(to, from, 0), -2},
                        {Mean_Image(to, from, 7), -2},
                        {Median_Image(to, missing, 2), -50},
                        {Median_Image(to, from, -1), -2},
                        {Median_Image(to, from, 7), -2},
-                       {Blend_Image(to, from, other.image(), 1.0F, 1.0F), -50},
-                       {Blend_FImage(target, target, other.image(), 1.0F, 1.0F), -50},
-                       {Stretch_FImage(other.image(), target), -50}};
+                       {Blend_Image(to, from, turned, 1.0F, 1.0F), -50},
+                       {Blend_FImage(target, target, turned, 1.0F, 1.0F), -50},
+                       {Stretch_FImage(turned, target), -50}};
     for (const auto& [code, expected] : cases) EXPECT_EQ(code, expected) << &code - &cases[0].code;
     EXPECT_EQ(b, Raster(8, 6, 9));
     Raster wide(300, 300);

@@ -170,14 +170,12 @@ TEST(ScriptPath, CompletesCutsAndLeavesAlone) {
     const std::string longText(3000, 'n');
     const struct {
         std::string setting, name, path;
-    } cases[] = {
-        {"D:\\S", "x1", "D:\\S\\x1"},
-        {"D:\\S\\", "x1", "D:\\S\\\\x1"},
-        {"", "x1", "x1"},
-        {"D:\\S", "", "as before"},
-        {"D:\\S", longText, ("D:\\S\\" + longText).substr(0, 1023)},
-        {longText, "x1", longText.substr(0, 1023)},
-    };
+    } cases[] = {{"D:\\S", "x1", "D:\\S\\x1"},
+                 {"D:\\S\\", "x1", "D:\\S\\\\x1"},
+                 {"", "x1", "x1"},
+                 {"D:\\S", "", "as before"},
+                 {"D:\\S", longText, ("D:\\S\\" + longText).substr(0, 1023)},
+                 {longText, "x1", longText.substr(0, 1023)}};
     for (const auto& one : cases) {
         std::ofstream(file)
             << "[other]\nScriptDir=wrong\n[Software\\Orvel\\scripts]\r\n; note\n ScriptDir = "

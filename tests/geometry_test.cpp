@@ -223,22 +223,14 @@ TEST(Rotation, EqualsTheFormulasAtAnyAngle) {
 
 TEST(Rotation, GivesTheKnownSmallResults) {
     Raster in(3, 2, {1, 2, 3, 4, 5, 6});
-    struct {
-        int (*operation)(Image, Image*, double);
-        double angle;
-        Raster expected;
-    } const cases[] = {{RotationNewImage, 0, {4, 3, {0, 0, 0, 0, 0, 1, 2, 3, 0, 4, 5, 6}}},
-                       {RotationNewImage, 180, {4, 3, {0, 0, 0, 0, 0, 6, 5, 4, 0, 3, 2, 1}}},
-                       {::Shear, 0, in},
-                       {::Shear, 50, {3, 2, {2, 5, 0, 4, 0, 0}}}};
-    for (const auto& [operation, angle, expected] : cases) {
-        OwnedImage target;
-        const LogLines log;
-        ASSERT_EQ(operation(in.image(), &target, angle), 0);
-        EXPECT_EQ(log.lines(),
-                  (std::vector<std::string>{"8 Create_Image entry", "7 Create_Image return 0"}));
-        EXPECT_EQ(Raster(target), expected) << angle;
-    }
+    OwnedImage rotated, sheared;
+    const LogLines log;
+    ASSERT_EQ(RotationNewImage(in.image(), &rotated, 180), 0);
+    ASSERT_EQ(::Shear(in.image(), &sheared, 50), 0);
+    const std::string entry = "8 Create_Image entry", made = "7 Create_Image return 0";
+    EXPECT_EQ(log.lines(), (std::vector{entry, made, entry, made}));
+    EXPECT_EQ(Raster(rotated), Raster(4, 3, {0, 0, 0, 0, 0, 6, 5, 4, 0, 3, 2, 1}));
+    EXPECT_EQ(Raster(sheared), Raster(3, 2, {2, 5, 0, 4, 0, 0}));
 }
 
 TEST(Rotation, RefusesWhatItCannotTurn) {

@@ -273,8 +273,7 @@ TEST(Disk, AFileSizeLimitIsAFailureNotASignal) {
         write("a.png", 0),
         [&] { return Write_Image((folder / "b.raw").c_str(), owner.plain()); },
         [&] { return WriteImageRot(owner.plain(), turned.data(), 90); },
-        [&] { return WriteImageInfo({}, (folder / "c.txt").c_str()); },
-    };
+        [&] { return WriteImageInfo({}, (folder / "c.txt").c_str()); }};
     rlimit before{};
     getrlimit(RLIMIT_FSIZE, &before);
     const rlimit tight{90, before.rlim_max};
