@@ -7,6 +7,7 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <tuple>
 
 #include "support/support.h"
 
@@ -28,10 +29,8 @@ TEST(BandFilter, PadsToSmoothLengths) {
 }
 
 TEST(BandFilter, SharesTheColumnsOut) {
-    const struct {
-        int workers, count;
-        std::vector<int> ends;
-    } cases[] = {{4, 5, {2, 4, 5, 5}}, {1, 7, {7}}, {3, 9, {4, 8, 9}}, {3, 1, {1, 1, 1}}};
+    const std::tuple<int, int, std::vector<int>> cases[] = {
+        {4, 5, {2, 4, 5, 5}}, {1, 7, {7}}, {3, 9, {4, 8, 9}}, {3, 1, {1, 1, 1}}};
     for (const auto& [workers, count, ends] : cases)
         for (int worker = 0; worker < workers; ++worker)
             EXPECT_EQ(chunkEnd(worker, workers, count), ends[std::size_t(worker)]) << count;

@@ -136,12 +136,9 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
 
 TEST(Calibration, GivesTheKnownCodes) {
     const TempFolder folder;
-    const int cases[][3] = {// a pixel in a field of 1000, the upper limit, the code
-                            {1000, 150, 32767},
-                            {0, 150, 32767},
-                            {500, 150, 65535},
-                            {500, 250, 49151},
-                            {65535, 150, 0}};
+    // A pixel in a field of 1000, the upper limit, the code.
+    const int cases[][3] = {
+        {1000, 150, 32767}, {0, 150, 32767}, {500, 150, 65535}, {500, 250, 49151}, {65535, 150, 0}};
     for (const auto& [pixel, limit, code] : cases) {
         Raster field(9, 9, 1000);
         field.at(0, 0) = std::uint16_t(pixel);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include "filters/filters.h"
 #include "scripts/parameters.h"
@@ -17,18 +18,16 @@ namespace {
 constexpr int pitch = 100000;
 
 TEST(FilterParameters, ReadsReals) {
-    struct {
-        double value;
-        std::vector<const char*> texts;
-    } const cases[] = {{2.5, {"v=2.5", "abcv=2.5 v=4", "v=+25e-1x"}},
-                       {25, {"v=+2.5e1x"}},
-                       {-0.5, {"v=-.5"}},
-                       {5, {"v=5."}},
-                       {1, {"v=1,5", "v=1e", "v=1e+"}},
-                       {0, {"v=", "v= 3", "v=.", "v=+-3", "v=inf", "v=nan", "v=0x10"}},
-                       {0, {"v=1e-999", "v=0e999", "v=0.0000000000000000001e-310"}},
-                       {7, {"w=3", "v=1e999", "v=-1e999", "v=0.000001e999999999999"}},
-                       {1e308, {"v=1e308"}}};
+    const std::tuple<double, std::vector<const char*>> cases[] = {
+        {2.5, {"v=2.5", "abcv=2.5 v=4", "v=+25e-1x"}},
+        {25, {"v=+2.5e1x"}},
+        {-0.5, {"v=-.5"}},
+        {5, {"v=5."}},
+        {1, {"v=1,5", "v=1e", "v=1e+"}},
+        {0, {"v=", "v= 3", "v=.", "v=+-3", "v=inf", "v=nan", "v=0x10"}},
+        {0, {"v=1e-999", "v=0e999", "v=0.0000000000000000001e-310"}},
+        {7, {"w=3", "v=1e999", "v=-1e999", "v=0.000001e999999999999"}},
+        {1e308, {"v=1e308"}}};
     for (const auto& [value, texts] : cases)
         for (const char* text : texts) EXPECT_EQ(Get_ParamDouble(text, "v=", 7), value) << text;
     EXPECT_EQ(Get_ParamDouble("v=1e39", "v=", 7, double{FLT_MAX}), 7);
@@ -36,19 +35,17 @@ TEST(FilterParameters, ReadsReals) {
 }
 
 TEST(FilterParameters, ReadsIntegersAndNames) {
-    struct {
-        int value;
-        std::vector<const char*> texts;
-    } const cases[] = {{10, {"n=10"}},
-                       {32, {"n=0x20"}},
-                       {8, {"n=010"}},
-                       {0, {"n=08", "n=", "n= 1", "n=0x"}},
-                       {-16, {"n=-0x10"}},
-                       {7, {"n=+7z"}},
-                       {9, {"m=1"}},
-                       {2, {"n=2.9"}},
-                       {INT_MAX, {"n=2147483648"}},
-                       {INT_MIN, {"n=-2147483648", "n=-99999999999999999999"}}};
+    const std::tuple<int, std::vector<const char*>> cases[] = {
+        {10, {"n=10"}},
+        {32, {"n=0x20"}},
+        {8, {"n=010"}},
+        {0, {"n=08", "n=", "n= 1", "n=0x"}},
+        {-16, {"n=-0x10"}},
+        {7, {"n=+7z"}},
+        {9, {"m=1"}},
+        {2, {"n=2.9"}},
+        {INT_MAX, {"n=2147483648"}},
+        {INT_MIN, {"n=-2147483648", "n=-99999999999999999999"}}};
     for (const auto& [value, texts] : cases)
         for (const char* text : texts) EXPECT_EQ(Get_ParamInt(text, "n=", 9), value) << text;
     EXPECT_EQ(Get_ParamString("x type=mean\tsize=3", "type=", ""), "mean");
@@ -114,18 +111,15 @@ TEST(FilterCommand, RefusesAndHandsOutAStore) {
     Raster in = noise(20, 20), out(20, 20, 5), other(20, 21);
     const Image missing{20, 20, nullptr}, empty{0, 0, in.pixels.data()};
     const Image from = in.image(), to = out.image();
-    struct {
-        int expected;
-        Image source, destination;
-        const char* command;
-    } const cases[] = {{-2, from, to, "type=sharpen"},
-                       {-2, from, to, "size=3"},
-                       {-2, from, to, nullptr},
-                       {-2, from, to, "type=gauss_fd fhp=0"},
-                       {-2, from, to, "type=gauss_fd2 ftp=1e-200 fhp=1e-200"},
-                       {-2, empty, empty, "type=gauss_fd fbp=0"},
-                       {-50, from, other.image(), "type=mean_filter"},
-                       {-50, missing, to, nullptr}};
+    const std::tuple<int, Image, Image, const char*> cases[] = {
+        {-2, from, to, "type=sharpen"},
+        {-2, from, to, "size=3"},
+        {-2, from, to, nullptr},
+        {-2, from, to, "type=gauss_fd fhp=0"},
+        {-2, from, to, "type=gauss_fd2 ftp=1e-200 fhp=1e-200"},
+        {-2, empty, empty, "type=gauss_fd fbp=0"},
+        {-50, from, other.image(), "type=mean_filter"},
+        {-50, missing, to, nullptr}};
     for (const auto& [expected, source, destination, command] : cases) {
         IniReturn* store = nullptr;
         char* text = nullptr;

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <set>
 #include <thread>
+#include <tuple>
 
 #include "frame/bytes.h"
 #include "frame/call_frame.h"
@@ -18,14 +19,13 @@ namespace lumo::test {
 namespace {
 
 TEST(TimeStamp, FormatsEnglishNamesAndMarksFieldsOutOfRange) {
-    const struct {
-        std::tm time;  // second, minute, hour, day, month, year, day of the week
-        const char* text;
-    } cases[] = {{{3, 5, 9, 1, 11, 108, 1, 0, 0, 0, nullptr}, "Mon, 01 Dec 2008 09:05:03 GMT"},
-                 {{59, 59, 23, 31, 0, 124, 6, 0, 0, 0, nullptr}, "Sat, 31 Jan 2024 23:59:59 GMT"},
-                 {{3, 5, 9, 1, 12, 108, 0, 0, 0, 0, nullptr}, "Sun, 01 XXX 2008 09:05:03 GMT"},
-                 {{3, 5, 9, 1, -1, 108, -1, 0, 0, 0, nullptr}, "XXX, 01 XXX 2008 09:05:03 GMT"},
-                 {{0, 0, 0, 1, 0, 10445, 0, 0, 0, 0, nullptr}, ""}};
+    const std::tuple<std::tm, const char*> cases[] = {
+        // second, minute, hour, day, month, year, day of the week
+        {{3, 5, 9, 1, 11, 108, 1, 0, 0, 0, nullptr}, "Mon, 01 Dec 2008 09:05:03 GMT"},
+        {{59, 59, 23, 31, 0, 124, 6, 0, 0, 0, nullptr}, "Sat, 31 Jan 2024 23:59:59 GMT"},
+        {{3, 5, 9, 1, 12, 108, 0, 0, 0, 0, nullptr}, "Sun, 01 XXX 2008 09:05:03 GMT"},
+        {{3, 5, 9, 1, -1, 108, -1, 0, 0, 0, nullptr}, "XXX, 01 XXX 2008 09:05:03 GMT"},
+        {{0, 0, 0, 1, 0, 10445, 0, 0, 0, 0, nullptr}, ""}};
     for (const auto& [time, expected] : cases) {
         char text[timeStampSize];
         FormatTimeStamp(text, &time);
@@ -168,21 +168,19 @@ TEST(ScriptPath, CompletesCutsAndLeavesAlone) {
     const std::string file = folder / "orvel.ini";
     setenv("ORVEL_CONFIG", file.c_str(), 1);
     const std::string longText(3000, 'n');
-    const struct {
-        std::string setting, name, path;
-    } cases[] = {{"D:\\S", "x1", "D:\\S\\x1"},
-                 {"D:\\S\\", "x1", "D:\\S\\\\x1"},
-                 {"", "x1", "x1"},
-                 {"D:\\S", "", "as before"},
-                 {"D:\\S", longText, ("D:\\S\\" + longText).substr(0, 1023)},
-                 {longText, "x1", longText.substr(0, 1023)}};
-    for (const auto& one : cases) {
+    const std::string cases[][3] = {{"D:\\S", "x1", "D:\\S\\x1"},
+                                    {"D:\\S\\", "x1", "D:\\S\\\\x1"},
+                                    {"", "x1", "x1"},
+                                    {"D:\\S", "", "as before"},
+                                    {"D:\\S", longText, ("D:\\S\\" + longText).substr(0, 1023)},
+                                    {longText, "x1", longText.substr(0, 1023)}};
+    for (const auto& [setting, name, expected] : cases) {
         std::ofstream(file)
             << "[other]\nScriptDir=wrong\n[Software\\Orvel\\scripts]\r\n; note\n ScriptDir = "
-            << one.setting << "\r\n[last]\nScriptDir=wrong\n";
+            << setting << "\r\n[last]\nScriptDir=wrong\n";
         char path[1024] = "as before";
-        CompleteImoPath(path, one.name.c_str());
-        EXPECT_EQ(std::string(path), one.path);
+        CompleteImoPath(path, name.c_str());
+        EXPECT_EQ(std::string(path), expected);
     }
     setenv("ORVEL_CONFIG", (folder / "missing.ini").c_str(), 1);
     char path[1024] = "as before";

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <span>
+#include <tuple>
 
 #include "geometry/edges.h"
 #include "image/lm_image.h"
@@ -42,11 +43,7 @@ TEST(QuarterTurnCopy, StaysInsideTargetsAtAnyAddress) {
 }
 
 TEST(RotateImage, BringsTheMetadataUpToDate) {
-    struct {
-        int angle;
-        const char* rotation;
-        bool swaps;
-    } const cases[] = {
+    const std::tuple<int, const char*, bool> cases[] = {
         {90, "90", true}, {-90, "270", true}, {450, "90", true}, {-180, "180", false}};
     for (const auto& [angle, rotation, swaps] : cases) {
         ImageOwner owner(3, 2);
@@ -112,14 +109,12 @@ TEST(MirrorImage, MovesEveryPixel) {
 }
 
 TEST(MirrorImage, RecordsWhatItDid) {
-    struct {
-        int horizontal, vertical;
-        const char *mirror, *rotation, *step;
-    } const cases[] = {{1, 0, "Horizontal", "", "LumoMirrorImage(h=1, v=0)"},
-                       {0, 7, "Vertical", "", "LumoMirrorImage(h=0, v=7)"},
-                       {-3, 0, "Horizontal", "", "LumoMirrorImage(h=-3, v=0)"},
-                       {1, 1, "before", "180", "LumoRotateImage(angle=180)"},
-                       {0, 0, "before", "", ""}};
+    const std::tuple<int, int, const char*, const char*, const char*> cases[] = {
+        {1, 0, "Horizontal", "", "LumoMirrorImage(h=1, v=0)"},
+        {0, 7, "Vertical", "", "LumoMirrorImage(h=0, v=7)"},
+        {-3, 0, "Horizontal", "", "LumoMirrorImage(h=-3, v=0)"},
+        {1, 1, "before", "180", "LumoRotateImage(angle=180)"},
+        {0, 0, "before", "", ""}};
     for (const auto& [horizontal, vertical, mirror, rotation, step] : cases) {
         ImageOwner owner(3, 2);
         owner.set("Image_X", "Mirror", "before");

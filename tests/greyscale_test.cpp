@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "greyscale/equalise_clipped.h"
 #include "support/support.h"
@@ -34,10 +35,7 @@ void expectEntries(const Table& lut, const Entries& entries, const std::string& 
 TEST(Lut, CurvesGiveTheirCheckValues) {
     const int all = LutInvert | LutMirror;
     const Entries identity{{0, 0}, {500, 500}, {65535, 65535}};
-    const struct {
-        int mode, lo, hi;
-        Entries entries;
-    } cases[] = {
+    const std::tuple<int, int, int, Entries> cases[] = {
         {CurveLinear, 1000, 3000, {{999, 0}, {1000, 0}, {2000, 32767}, {2999, 65502}}},
         {CurveSquareRoot, 1000, 3000, {{1000, 0}, {1001, 1465}, {2999, 65503}, {3000, 65535}}},
         {CurveLogarithm, 1000, 3000, {{1000, 0}, {1001, 5976}, {2999, 65531}}},
@@ -128,16 +126,14 @@ TEST(DisplayCurve, GivesItsCheckValues) {
     constexpr double far = std::numeric_limits<double>::infinity();
     const Entries neutral{{0, 0},         {1, 1},         {32767, 32767},
                           {32768, 32767}, {65534, 65533}, {65535, 65534}};
-    const struct {
-        double brightness, contrast, gamma;
-        Entries entries;
-    } cases[] = {{50, 50, 1.0, neutral},
-                 {none, none, none, neutral},
-                 {50, 50, 2.0, {{1, 255}, {32767, 46339}, {65535, 65534}}},
-                 {60, 50, 1.0, {{0, 13902}, {32767, 46669}, {65000, 65535}, {65535, 65535}}},
-                 {50, 0, 1.0, {{0, 32767}, {65535, 32767}}},
-                 {0, 50, 1.0, {{0, 0}, {65535, 0}}},
-                 {-far, 50, 1.0, {{0, 0}, {65535, 0}}}};
+    const std::tuple<double, double, double, Entries> cases[] = {
+        {50, 50, 1.0, neutral},
+        {none, none, none, neutral},
+        {50, 50, 2.0, {{1, 255}, {32767, 46339}, {65535, 65534}}},
+        {60, 50, 1.0, {{0, 13902}, {32767, 46669}, {65000, 65535}, {65535, 65535}}},
+        {50, 0, 1.0, {{0, 32767}, {65535, 32767}}},
+        {0, 50, 1.0, {{0, 0}, {65535, 0}}},
+        {-far, 50, 1.0, {{0, 0}, {65535, 0}}}};
     const auto curve = [](double brightness, double contrast, double gamma) {
         Table lut(greyValues);
         EXPECT_EQ(Make_DispLut(nullptr, lut.data(), brightness, contrast, gamma), 0);
@@ -210,11 +206,9 @@ TEST(Equalise, SharesTheRangeByThePixelsUpToEachValue) {
 }
 
 TEST(Equalise, FindingNothingGivesSteps) {
-    const struct {
-        int grey, low, high, result;
-    } cases[] = {{0, 0, -1, 0},          {0, 0, 0, 65535},
-                 {0, -1, -1, 65535},     {65535, 0, -1, 65535},
-                 {65535, -1, -1, 65535}, {500, 0, 0, 65535}};  // none lie below the range's end
+    const int cases[][4] = {
+        {0, 0, -1, 0},          {0, 0, 0, 65535},  {0, -1, -1, 65535}, {65535, 0, -1, 65535},
+        {65535, -1, -1, 65535}, {500, 0, 0, 65535}};  // none lie below the range's end
     for (const auto& [grey, low, high, result] : cases)
         EXPECT_EQ(equalised(Raster(8, 8, std::uint16_t(grey)), low, high),
                   Raster(8, 8, std::uint16_t(result)));

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
 #include "image/image_info.h"
 #include "image/lm_image.h"
@@ -117,27 +118,22 @@ TEST(Access, AnswersEveryMissingPiece) {
     EXPECT_EQ(LumoSetPixel(owner.image, 1, 1, 4711), 0);
     EXPECT_EQ(owner->data[4], 4711);
     lmImage *none = nullptr, *image = owner.image;
-    const std::pair<int, std::vector<int>> cases[] = {
-        {-102,
-         {LumoGetPixel(image, 3, 0, &value), LumoGetPixel(image, 0, 2, &value),
-          LumoGetPixel(bare.image, 0, 0, &value), LumoSetPixel(none, 0, 0, 1),
-          LumoSetMetaEntry(image, nullptr, "b", ""),
-          LumoGetMetaEntry(image, nullptr, "b", text, &size),
-          LumoGetMetaEntry(image, "a", nullptr, text, &size)}},
-        {-50,
-         {LumoGetGeometry(none, &n, &n, &n, &n), LumoGetBufferAddress(none, &data),
-          LumoGetMetaData(none, text, &size), LumoGetMetaEntry(none, "a", "b", text, &size),
-          LumoSetMetaEntry(none, "a", "b", ""), LumoAddPerformedStep(none, "x"),
-          LumoGetExtHeader(none, text, &size),
-          LumoGetDoseEquiv(none, &value, &value, &value, &value)}},
-        {-2,
-         {LumoGetPixel(image, 0, 0, nullptr), LumoGetGeometry(image, &n, &n, &n, nullptr),
-          LumoGetBufferAddress(image, nullptr), LumoGetMetaData(image, text, nullptr),
-          LumoGetMetaEntry(image, "a", "b", text, nullptr), LumoAddPerformedStep(image, nullptr),
-          LumoGetExtHeader(image, text, nullptr),
-          LumoGetDoseEquiv(image, &value, nullptr, &value, &value)}}};
-    for (const auto& [expected, codes] : cases)
-        EXPECT_EQ(codes, std::vector<int>(codes.size(), expected));
+    expectCodes(-102, {LumoGetPixel(image, 3, 0, &value), LumoGetPixel(image, 0, 2, &value),
+                       LumoGetPixel(bare.image, 0, 0, &value), LumoSetPixel(none, 0, 0, 1),
+                       LumoSetMetaEntry(image, nullptr, "b", ""),
+                       LumoGetMetaEntry(image, nullptr, "b", text, &size),
+                       LumoGetMetaEntry(image, "a", nullptr, text, &size)});
+    expectCodes(-50, {LumoGetGeometry(none, &n, &n, &n, &n), LumoGetBufferAddress(none, &data),
+                      LumoGetMetaData(none, text, &size), LumoSetMetaEntry(none, "a", "b", ""),
+                      LumoGetMetaEntry(none, "a", "b", text, &size),
+                      LumoAddPerformedStep(none, "x"), LumoGetExtHeader(none, text, &size),
+                      LumoGetDoseEquiv(none, &value, &value, &value, &value)});
+    expectCodes(-2,
+                {LumoGetPixel(image, 0, 0, nullptr), LumoGetBufferAddress(image, nullptr),
+                 LumoGetGeometry(image, &n, &n, &n, nullptr), LumoAddPerformedStep(image, nullptr),
+                 LumoGetMetaData(image, text, nullptr), LumoGetExtHeader(image, text, nullptr),
+                 LumoGetMetaEntry(image, "a", "b", text, nullptr),
+                 LumoGetDoseEquiv(image, &value, nullptr, &value, &value)});
 }
 
 TEST(Access, HandsTextsOutBySize) {
@@ -152,10 +148,8 @@ TEST(Access, HandsTextsOutBySize) {
         EXPECT_EQ(text.find('#'), std::size_t(size));
         EXPECT_TRUE(whole.starts_with(text.substr(0, std::size_t(size))));
     }
-    struct {
-        const char* key;
-        std::int32_t room, size;
-    } const cases[] = {{"Creation Time", 0, 30}, {"Creation Time", 99, 30}, {"Missing", 0, 1}};
+    const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {
+        {"Creation Time", 0, 30}, {"Creation Time", 99, 30}, {"Missing", 0, 1}};
     for (const auto& [key, room, expected] : cases) {  // without a buffer
         std::int32_t size = room, all = room;
         ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", key, nullptr, &size), 0);
@@ -226,26 +220,22 @@ TEST(Depth, WidensEveryCodeByTheSquareLaw) {
 }
 
 TEST(Depth, NarrowsByTheSquareRootLawAtAnySize) {
-    const struct {
-        Pixels pixels;
-        int maximum;
-        Bytes codes;
-    } cases[] = {{{0, 100, 400, 65535}, 400, {0, 127, 255, 255}},
-                 {{65535, 65535}, 65535, {255, 255}},
-                 {{0, 65535, 0}, 0, {0, 0, 0}},
-                 {{3, 3}, 3, {254, 254}},
-                 {{10}, 10, {254}},
-                 {{12}, 12, {254}},
-                 {{65534}, 65534, {255}},
-                 {{}, 65535, {}}};
-    for (const auto& one : cases) {
-        Bytes codes(one.codes.size() + 1, 77), expected = one.codes;
+    const std::tuple<Pixels, int, Bytes> cases[] = {{{0, 100, 400, 65535}, 400, {0, 127, 255, 255}},
+                                                    {{65535, 65535}, 65535, {255, 255}},
+                                                    {{0, 65535, 0}, 0, {0, 0, 0}},
+                                                    {{3, 3}, 3, {254, 254}},
+                                                    {{10}, 10, {254}},
+                                                    {{12}, 12, {254}},
+                                                    {{65534}, 65534, {255}},
+                                                    {Pixels{}, 65535, Bytes{}}};
+    for (const auto& [pixels, white, narrowed] : cases) {
+        Bytes codes(narrowed.size() + 1, 77), expected = narrowed;
         expected.push_back(77);
         std::uint16_t maximum = 1;
-        const int width = int(one.pixels.size());
-        const std::uint16_t* source = width > 0 ? one.pixels.data() : &maximum;
+        const int width = int(pixels.size());
+        const std::uint16_t* source = width > 0 ? pixels.data() : &maximum;
         ASSERT_EQ(Convert_Image16_8(source, codes.data(), width, 1, 10000, &maximum), 0);
-        EXPECT_EQ(maximum, one.maximum);
+        EXPECT_EQ(maximum, white);
         EXPECT_EQ(codes, expected);
     }
     // More pixels than grey values go through a table.
@@ -289,21 +279,18 @@ TEST(ImageInfo, ChecksEveryRangeAndEveryLength) {
     const std::string image = folder / "img.xyz", text = folder / "img.txt";
     writeFile(image, {});
     const Bytes good = infoBytes(sampleInfo());
-    struct {
-        std::ptrdiff_t offset;
-        int size;
-        std::vector<int> accepted, refused;
-    } const fields[] = {{4, 4, {1, 65535}, {-1, 0, 65536}},
-                        {8, 4, {1, 65535}, {-1, 0, 65536}},
-                        {12, 4, {1000, 1000000}, {-1, 999, 1000001}},
-                        {16, 4, {1000, 1000000}, {-1, 999, 1000001}},
-                        {21, 4, {0, INT32_MAX}, {-1}},
-                        {26, 2, {1997, 65535}, {0, 1996}},
-                        {28, 1, {0, 12}, {13, 255}},
-                        {29, 1, {0, 31}, {32}},
-                        {30, 1, {0, 23}, {24}},
-                        {31, 1, {0, 59}, {60}},
-                        {32, 1, {0, 59}, {60}}};
+    const std::tuple<std::ptrdiff_t, int, std::vector<int>, std::vector<int>> fields[] = {
+        {4, 4, {1, 65535}, {-1, 0, 65536}},
+        {8, 4, {1, 65535}, {-1, 0, 65536}},
+        {12, 4, {1000, 1000000}, {-1, 999, 1000001}},
+        {16, 4, {1000, 1000000}, {-1, 999, 1000001}},
+        {21, 4, {0, INT32_MAX}, {-1}},
+        {26, 2, {1997, 65535}, {0, 1996}},
+        {28, 1, {0, 12}, {13, 255}},
+        {29, 1, {0, 31}, {32}},
+        {30, 1, {0, 23}, {24}},
+        {31, 1, {0, 59}, {60}},
+        {32, 1, {0, 59}, {60}}};
     for (const auto& [offset, size, accepted, refused] : fields)
         for (const auto& [code, values] : {std::pair{0, accepted}, {-1, refused}})
             for (const int value : values) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <numeric>
+#include <tuple>
 
 #include "image/pixel.h"
 #include "support/support.h"
@@ -118,13 +119,13 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
     const Image image = raster.image(), missing{9, 7, nullptr}, flat{0, 7, raster.pixels.data()};
     ImageValue value{1, 2, 3, 4.0, 5.0};
     const auto expectAll = [&](const Image& on, Roi region, int code) {
-        EXPECT_EQ(Get_ImageValueRoi(on, region, &value), code);
-        EXPECT_EQ(Get_ImageValueLimRoi(on, region, &value, 0, 0), code);
-        EXPECT_EQ(Make_HistogramRoi(on, region, counts.data()), code);
-        EXPECT_EQ(Make_HistogramScaledRoi(on, region, counts.data(), 4, 0, 0, 9), code);
-        EXPECT_EQ(Make_XScan(on, region, profile.data()), code);
-        EXPECT_EQ(Make_YScan(on, region, profile.data()), code);
-        EXPECT_EQ(Write_ImageRoi("/dev/null", on, region), code);
+        expectCodes(
+            code,
+            {Get_ImageValueRoi(on, region, &value), Get_ImageValueLimRoi(on, region, &value, 0, 0),
+             Make_HistogramRoi(on, region, counts.data()),
+             Make_HistogramScaledRoi(on, region, counts.data(), 4, 0, 0, 9),
+             Make_XScan(on, region, profile.data()), Make_YScan(on, region, profile.data()),
+             Write_ImageRoi("/dev/null", on, region)});
     };
     for (const Roi& outside : {Roi{0, 0, 9, 6}, Roi{0, 0, 8, 7}, Roi{-1, 0, 8, 6}, Roi{0, -1, 8, 6},
                                Roi{INT32_MIN, 0, INT32_MAX, 6}})
@@ -144,11 +145,10 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
     EXPECT_EQ(counts, Counts(greyValues, 5));
     EXPECT_EQ(profile, Pixels(9, 5));
 
-    EXPECT_EQ(Get_ImageValue(image, nullptr), -2);
-    EXPECT_EQ(Get_ImageValueLim(image, nullptr, 0, 0), -2);
-    EXPECT_EQ(Make_Histogram(image, nullptr), -2);
-    EXPECT_EQ(Make_HistogramScaled(image, nullptr, 4, 0, 0, 9), -2);
-    EXPECT_EQ(Get_HistoValue(image, 0, 0, nullptr, nullptr), -2);
+    expectCodes(-2,
+                {Get_ImageValue(image, nullptr), Get_ImageValueLim(image, nullptr, 0, 0),
+                 Make_Histogram(image, nullptr), Make_HistogramScaled(image, nullptr, 4, 0, 0, 9),
+                 Get_HistoValue(image, 0, 0, nullptr, nullptr)});
     EXPECT_EQ(Make_XScan(image, wholeOf(raster), nullptr), -50);
 
     EXPECT_EQ(Get_ImageValue(flat, &value), 0);
@@ -161,37 +161,33 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
 
 TEST(Measure, LimitsKeepTheirSpread) {
     const Pixels five{100, 200, 300, 400, 500};
-    const struct {
-        Pixels pixels;
-        std::int32_t lowPpm, highPpm;
-        int low, high;
-        double mean;
-    } cases[] = {{{1000, 1005}, 0, 0, 984, 1021, 1002.5},
-                 {{10, 20}, 0, 0, 10, 36, 15},
-                 {{65530, 65534}, 0, 0, 65514, 65534, 65532},
-                 {{65519, 65519}, 0, 0, 65503, 65519, 65519},
-                 {{100, 116}, 0, 0, 100, 116, 108},
-                 {{0, 0, 0}, 0, 0, 0, 65535, 0},
-                 {{65535, 65535}, 0, 0, 0, 65535, 65535},
-                 {{0, 65535, 500, 40000}, 0, 0, 500, 40000, 20250},
-                 {five, -1, 200000, 0, 400, 250},
-                 {five, 199999, -7, 100, 65535, 300},
-                 {five, 200000, 0, 200, 500, 350},
-                 {five, 500000, 400000, 300 - 16, 300 + 16, 300}};
-    for (const auto& given : cases) {
-        const int width = int(given.pixels.size());
-        Raster raster(width, 1, given.pixels), wider(width + 4, 1, 1);
-        std::ranges::copy(given.pixels, wider.pixels.begin() + 4);
+    const std::tuple<Pixels, std::int32_t, std::int32_t, int, int, double> cases[] = {
+        {{1000, 1005}, 0, 0, 984, 1021, 1002.5},
+        {{10, 20}, 0, 0, 10, 36, 15},
+        {{65530, 65534}, 0, 0, 65514, 65534, 65532},
+        {{65519, 65519}, 0, 0, 65503, 65519, 65519},
+        {{100, 116}, 0, 0, 100, 116, 108},
+        {{0, 0, 0}, 0, 0, 0, 65535, 0},
+        {{65535, 65535}, 0, 0, 0, 65535, 65535},
+        {{0, 65535, 500, 40000}, 0, 0, 500, 40000, 20250},
+        {five, -1, 200000, 0, 400, 250},
+        {five, 199999, -7, 100, 65535, 300},
+        {five, 200000, 0, 200, 500, 350},
+        {five, 500000, 400000, 300 - 16, 300 + 16, 300}};
+    for (const auto& [pixels, lowPpm, highPpm, low, high, mean] : cases) {
+        const int width = int(pixels.size());
+        Raster raster(width, 1, pixels), wider(width + 4, 1, 1);
+        std::ranges::copy(pixels, wider.pixels.begin() + 4);
         ImageValue values[2] = {};
-        EXPECT_EQ(Get_ImageValueLim(raster.image(), &values[0], given.lowPpm, given.highPpm), 0);
-        EXPECT_EQ(Get_ImageValueLimRoi(wider.image(), {width + 3, 0, 4, 0}, &values[1],
-                                       given.lowPpm, given.highPpm),
-                  0);
+        EXPECT_EQ(Get_ImageValueLim(raster.image(), &values[0], lowPpm, highPpm), 0);
+        EXPECT_EQ(
+            Get_ImageValueLimRoi(wider.image(), {width + 3, 0, 4, 0}, &values[1], lowPpm, highPpm),
+            0);
         for (const ImageValue& value : values) {
             EXPECT_EQ(value.size, 24U);
-            EXPECT_EQ(value.min, given.low);
-            EXPECT_EQ(value.max, given.high);
-            EXPECT_EQ(value.mean, given.mean);
+            EXPECT_EQ(value.min, low);
+            EXPECT_EQ(value.max, high);
+            EXPECT_EQ(value.mean, mean);
             EXPECT_EQ(value.sigma, 0.0);
         }
     }
@@ -248,15 +244,13 @@ TEST(Measure, CondensesHistograms) {
     Raster stairs(55, 1);
     for (std::size_t i = 0, at = 0; i < 10; ++i)
         for (std::size_t k = 0; k <= i; ++k) stairs.pixels[at++] = std::uint16_t(100 + i);
-    const struct {
-        int bins, height, lo, hi;
-        Counts counts;
-    } cases[] = {{20, 0, 100, 109, {1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 8, 8, 9, 9, 10, 10, 10}},
-                 {5, 0, 100, 109, {3, 7, 11, 15, 19}},
-                 {3, 0, 100, 109, {6, 15, 34}},
-                 {5, 100, 100, 109, {15, 36, 57, 78, 100}},
-                 {2, 100, 200, 209, {0, 0}},
-                 {1, 0, 109, 109, {10}}};
+    const std::tuple<int, int, int, int, Counts> cases[] = {
+        {20, 0, 100, 109, {1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 8, 8, 9, 9, 10, 10, 10}},
+        {5, 0, 100, 109, {3, 7, 11, 15, 19}},
+        {3, 0, 100, 109, {6, 15, 34}},
+        {5, 100, 100, 109, {15, 36, 57, 78, 100}},
+        {2, 100, 200, 209, {0, 0}},
+        {1, 0, 109, 109, {10}}};
     for (const auto& [bins, height, lo, hi, counts] : cases)
         EXPECT_EQ(scaled(stairs, bins, height, lo, hi), counts);
 

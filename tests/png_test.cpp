@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 #include "support/support.h"
 
@@ -67,11 +68,7 @@ int read(const Bytes& bytes, ImageOwner& owner) {
 TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
     const Bytes palette = chunk("PLTE", {10, 10, 10, 200, 200, 200});
     const Bytes gamma = chunk("gAMA", {0, 0, 0x1F, 0x1F}), white = chunk("cHRM", Bytes(32, 1));
-    const struct {
-        const char* what;
-        Png png;
-        Pixels pixels;
-    } cases[] = {
+    const std::tuple<const char*, Png, Pixels> cases[] = {
         {"8-bit grey", {3, 1, 8, 0, {0, 255, 1, 0}}, {65280, 256, 0}},
         {"16-bit grey", {2, 1, 16, 0, {0, 0x12, 0x34, 0xAB, 0xCD}}, {0x1234, 0xABCD}},
         {"grey with alpha", {1, 1, 8, 4, {0, 7, 99}}, {7 * 256}},
@@ -88,10 +85,10 @@ TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
         {"colour weights whatever the colour space chunks say",
          {1, 1, 8, 2, {0, 200, 100, 50}, {gamma, white}},
          {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}}};
-    for (const auto& one : cases) {
+    for (const auto& [what, png, pixels] : cases) {
         ImageOwner owner;
-        ASSERT_EQ(read(one.png.bytes(), owner), 0) << one.what;
-        EXPECT_EQ(owner.pixels(), one.pixels) << one.what;
+        ASSERT_EQ(read(png.bytes(), owner), 0) << what;
+        EXPECT_EQ(owner.pixels(), pixels) << what;
     }
 }
 
@@ -103,18 +100,16 @@ TEST(PngRead, TakesPitchFromMetresOnly) {
         data.push_back(unit);
         return chunk("pHYs", data);
     };
-    const struct {
-        Bytes chunk;
-        std::uint32_t x, y;
-    } cases[] = {{{}, 352778, 352778},
-                 {phys(10000, 3000, 1), 100000, 333333},
-                 {phys(10000, 3000, 0), 352778, 352778},
-                 {phys(0, 3000, 1), 352778, 352778}};
-    for (const auto& one : cases) {
+    const std::tuple<Bytes, std::uint32_t, std::uint32_t> cases[] = {
+        {{}, 352778, 352778},
+        {phys(10000, 3000, 1), 100000, 333333},
+        {phys(10000, 3000, 0), 352778, 352778},
+        {phys(0, 3000, 1), 352778, 352778}};
+    for (const auto& [pitch, pitchX, pitchY] : cases) {
         ImageOwner owner;
-        ASSERT_EQ(read(Png{.before = {one.chunk}}.bytes(), owner), 0);
-        EXPECT_EQ(owner->pixelsizeX, one.x);
-        EXPECT_EQ(owner->pixelsizeY, one.y);
+        ASSERT_EQ(read(Png{.before = {pitch}}.bytes(), owner), 0);
+        EXPECT_EQ(owner->pixelsizeX, pitchX);
+        EXPECT_EQ(owner->pixelsizeY, pitchY);
     }
 }
 
@@ -128,14 +123,12 @@ TEST(PngRead, MergesTextChunksOfAllKindsFromTheLast) {
     const Bytes inText = textChunk("Comment", ini), inZip = chunk("zTXt", ztxt);
     const Bytes inUtf = chunk("iTXt", text("Comment", std::string("\0\0\0\0", 4) + ini));
     const Bytes own = textChunk("Source", "chunk"), other = textChunk("source", "other");
-    const struct {
-        std::vector<Bytes> before, after;
-        const char* source;
-    } cases[] = {{{own}, {inText}, "chunk"},
-                 {{inText}, {own}, "ini"},
-                 {{inZip}, {}, "ini"},
-                 {{inUtf}, {own}, "ini"},
-                 {{other, own}, {inUtf}, "chunk"}};
+    const std::tuple<std::vector<Bytes>, std::vector<Bytes>, const char*> cases[] = {
+        {{own}, {inText}, "chunk"},
+        {{inText}, {own}, "ini"},
+        {{inZip}, {}, "ini"},
+        {{inUtf}, {own}, "ini"},
+        {{other, own}, {inUtf}, "chunk"}};
     for (const auto& [before, after, source] : cases) {
         ImageOwner owner;
         ASSERT_EQ(read(Png{.before = before, .after = after}.bytes(), owner), 0);
@@ -175,14 +168,11 @@ TEST(PngRead, FailsOnDamageAndClearsThePlace) {
 }
 
 TEST(PngRead, RefusesClaimsBeforeTheyCostMemory) {
-    const struct {
-        std::uint32_t width, height;
-        int code;
-    } cases[] = {{65536, 1, -50},
-                 {1, 65536, -50},
-                 {2000000000, 1, -50},
-                 {65535, 30000, -11},
-                 {65535, 65535, -11}};
+    const std::tuple<std::uint32_t, std::uint32_t, int> cases[] = {{65536, 1, -50},
+                                                                   {1, 65536, -50},
+                                                                   {2000000000, 1, -50},
+                                                                   {65535, 30000, -11},
+                                                                   {65535, 65535, -11}};
     for (const auto& [width, height, code] : cases) {
         ImageOwner owner(1, 1);
         const lmImage* before = owner.image;
@@ -275,27 +265,26 @@ TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
         return [height](lmImage* image) { return (image->height = std::uint16_t(height), 0); };
     };
     const Rows low = heightSet(1), high = heightSet(2);
-    const struct {
-        std::vector<Rows> calls;
-        std::vector<int> codes;
-        int end;
-    } cases[] = {{{all}, {0}, 0},
-                 {{all2}, {0}, 0},
-                 {{one, one}, {0, 0}, 0},
-                 {{one}, {0}, -16},
-                 {{}, {}, -16},
-                 {{one, all}, {0, -16}, -16},
-                 {{all, one, one}, {0, -16, -16}, -16},
-                 {{one, low, one, all, all2}, {0, 0, -16, -16, -16}, -16},
-                 {{low, all2, high, all}, {0, -16, 0, -16}, -16}};
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
+    const std::tuple<std::vector<Rows>, std::vector<int>, int> cases[] = {
+        {{all}, {0}, 0},
+        {{all2}, {0}, 0},
+        {{one, one}, {0, 0}, 0},
+        {{one}, {0}, -16},
+        {{}, {}, -16},
+        {{one, all}, {0, -16}, -16},
+        {{all, one, one}, {0, -16, -16}, -16},
+        {{one, low, one, all, all2}, {0, 0, -16, -16, -16}, -16},
+        {{low, all2, high, all}, {0, -16, 0, -16}, -16}};
+    int number = 0;
+    for (const auto& [calls, codes, end] : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << number++);
         ImageOwner owner(3, 2), back;
-        ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0) << i;
-        for (std::size_t k = 0; k < cases[i].calls.size(); ++k)
-            EXPECT_EQ(cases[i].calls[k](owner.image), cases[i].codes[k]) << i << " call " << k;
-        EXPECT_EQ(LumoPngWriteEnd(owner.image), cases[i].end) << i;
+        ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0);
+        for (std::size_t k = 0; k < calls.size(); ++k)
+            EXPECT_EQ(calls[k](owner.image), codes[k]) << "call " << k;
+        EXPECT_EQ(LumoPngWriteEnd(owner.image), end);
         EXPECT_EQ(owner->pngWriter, nullptr);
-        if (cases[i].end != 0) continue;
+        if (end != 0) continue;
         ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
         EXPECT_EQ(back->data[2], owner->data[2]);
     }
@@ -306,15 +295,11 @@ TEST(PngWrite, AnswersEveryFault) {
     const std::string name = folder / "a.png";
     ImageOwner owner(3, 2), bare(0, 0);
     const unsigned short row[3] = {};
-    EXPECT_EQ(LumoPngWriteRow(nullptr, row), -50);
-    EXPECT_EQ(LumoPngWriteRows(nullptr), -50);
-    EXPECT_EQ(LumoPngWriteRows2(nullptr), -8);
-    EXPECT_EQ(LumoPngWriteEnd(nullptr), -50);
-    EXPECT_EQ(LumoPngWriteStart(nullptr, name.c_str()), -50);
-    EXPECT_EQ(LumoPngWriteRow(owner.image, row), -8);
-    EXPECT_EQ(LumoPngWriteRows(owner.image), -8);
-    EXPECT_EQ(LumoPngWriteRows2(owner.image), -8);
-    EXPECT_EQ(LumoPngWriteEnd(owner.image), -8);
+    expectCodes(-50, {LumoPngWriteRow(nullptr, row), LumoPngWriteRows(nullptr),
+                      LumoPngWriteEnd(nullptr), LumoPngWriteStart(nullptr, name.c_str())});
+    expectCodes(-8, {LumoPngWriteRows2(nullptr), LumoPngWriteRow(owner.image, row),
+                     LumoPngWriteRows(owner.image), LumoPngWriteRows2(owner.image),
+                     LumoPngWriteEnd(owner.image)});
     EXPECT_EQ(LumoPngWriteStart(bare.image, name.c_str()), -16) << "libpng takes no empty image";
     EXPECT_EQ(bare->pngWriter, nullptr);
     EXPECT_EQ(LumoPngWriteStart(owner.image, (folder / "no/a.png").c_str()), -16);

@@ -106,6 +106,10 @@ void expectGives(const Operation& operation, const Raster& source, const Raster&
     });
 }
 
+void expectCodes(int expected, std::initializer_list<int> codes) {
+    for (const int& code : codes) EXPECT_EQ(code, expected) << "call " << &code - codes.begin();
+}
+
 OwnedImage::OwnedImage(const Raster& raster) : Image{} {
     EXPECT_EQ(Create_Image(std::uint16_t(raster.width), std::uint16_t(raster.height), this), 0);
     if (data != nullptr) std::ranges::copy(raster.pixels, data);

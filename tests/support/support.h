@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -83,6 +84,9 @@ using Operation = std::function<int(Image from, Image to)>;
 /// Compares an operation with the raster it should give: at every level, in two rasters, of which
 /// the first stays, and in place.
 void expectGives(const Operation& operation, const Raster& source, const Raster& expected);
+
+/// Compares what calls have returned with the one code that all should.
+void expectCodes(int expected, std::initializer_list<int> codes);
 
 /// A folder of its own for each object, removed with it.
 class TempFolder {
