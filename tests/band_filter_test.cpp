@@ -7,41 +7,37 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <tuple>
 
-#include "platform/cpu_level.h"
 #include "support/support.h"
 
 namespace lumo::test {
 namespace {
 
+using Sizes = std::initializer_list<std::pair<int, int>>;
+
 TEST(BandFilter, PadsToSmoothLengths) {
-    for (const auto& [n, padded] : std::initializer_list<std::pair<int, int>>{{1, 1},
-                                                                              {2, 2},
-                                                                              {11, 12},
-                                                                              {13, 14},
-                                                                              {1021, 1024},
-                                                                              {1300, 1323},
-                                                                              {2000, 2000},
-                                                                              {65535, 65536}})
+    for (const auto& [n, padded] : Sizes{{1, 1},
+                                         {2, 2},
+                                         {11, 12},
+                                         {13, 14},
+                                         {1021, 1024},
+                                         {1300, 1323},
+                                         {2000, 2000},
+                                         {65535, 65536}})
         EXPECT_EQ(Next_FftSize(n), padded);
 }
 
 TEST(BandFilter, SharesTheColumnsOut) {
-    const auto ends = [](int workers, int count) {
-        std::vector<int> all;
+    const std::tuple<int, int, std::vector<int>> cases[] = {
+        {4, 5, {2, 4, 5, 5}}, {1, 7, {7}}, {3, 9, {4, 8, 9}}, {3, 1, {1, 1, 1}}};
+    for (const auto& [workers, count, ends] : cases)
         for (int worker = 0; worker < workers; ++worker)
-            all.push_back(chunkEnd(worker, workers, count));
-        return all;
-    };
-    EXPECT_EQ(ends(4, 5), (std::vector{2, 4, 5, 5}));
-    EXPECT_EQ(ends(1, 7), (std::vector{7}));
-    EXPECT_EQ(ends(3, 9), (std::vector{4, 8, 9}));
-    EXPECT_EQ(ends(3, 1), (std::vector{1, 1, 1}));
+            EXPECT_EQ(chunkEnd(worker, workers, count), ends[std::size_t(worker)]) << count;
 }
 
 TEST(BandFilter, FillsTheBufferTransposedAndPadded) {
-    for (const auto& [w, h] : std::initializer_list<std::pair<int, int>>{
-             {1, 1}, {11, 13}, {70, 41}, {128, 65}, {67, 130}}) {
+    for (const auto& [w, h] : Sizes{{1, 1}, {11, 13}, {70, 41}, {128, 65}, {67, 130}}) {
         const Raster image = noise(w, h);
         FftLayout layout;
         const FftBuffer buffer = Make_FftBuffer(image.source(), &layout);
@@ -66,65 +62,61 @@ float factorSlowly(const BandParameters& p, double f) {
     return static_cast<float>(low * high * band);
 }
 
-std::vector<BandParameters> manyParameters() {
-    std::vector<BandParameters> all(1);
-    const auto add = [&](double al0, double al1, double ftp, double ah0, double ah1, double fhp,
-                         double ab0, double ab1, double fbp0, double fbp) {
-        all.push_back({al0, al1, ftp, ah0, ah1, fhp, ab0, ab1, fbp0, fbp});
-    };
-    add(0, 1, 1.1, 1, 1, 10, 1, 1, 5, 2);
-    add(1, 1, 1, 0.3, 1.9, 0.7, 1, 1, 5, 2);
-    add(1, 1, 1, 1, 1, 1, 0.2, 3.3, 2, 1);
-    add(0.1, 2, 3, 0.5, 1.5, 0.2, -1, 3, 1.5, 0.4);
-    add(0, 1, 0.05, 0, 1, 8, 0, 2, 3, 0.1);        // factors down to nothing
-    add(1, -1, 1, 2, -3, 0.5, 1, -1, 2, 1);        // terms through zero
-    add(0, 1e300, 0.1, 0, 1e-300, 4, 0, 5, 1, 2);  // amplitudes at the limits
-    add(-1e308, 1e308, 1, 1, 1, 1, 1, 1, 1, 1);    // a difference that overflows
-    add(1, 1, 1, 1, 0, 0.3, 1, 1, 1, 1);           // the high-pass term down to nothing
-    add(1, 1, 1, 0, 1, 900, 0.5, 0, 2, 3);
-    add(0, 1, 1e-320, 1, 0, 1e300, 0, 1, 0, -2);
-    add(1e10, 1.0001e10, 1, 1e300, 1e300, 1, 1e-310, 1e-310, 1, 1);  // a product that overflows
+const std::vector<BandParameters>& manyParameters() {
+    static const std::vector<BandParameters> all = {
+        {},
+        {0, 1, 1.1, 1, 1, 10, 1, 1, 5, 2},
+        {1, 1, 1, 0.3, 1.9, 0.7, 1, 1, 5, 2},
+        {1, 1, 1, 1, 1, 1, 0.2, 3.3, 2, 1},
+        {0.1, 2, 3, 0.5, 1.5, 0.2, -1, 3, 1.5, 0.4},
+        {0, 1, 0.05, 0, 1, 8, 0, 2, 3, 0.1},        // factors down to nothing
+        {1, -1, 1, 2, -3, 0.5, 1, -1, 2, 1},        // terms through zero
+        {0, 1e300, 0.1, 0, 1e-300, 4, 0, 5, 1, 2},  // amplitudes at the limits
+        {-1e308, 1e308, 1, 1, 1, 1, 1, 1, 1, 1},    // a difference that overflows
+        {1, 1, 1, 1, 0, 0.3, 1, 1, 1, 1},           // the high-pass term down to nothing
+        {1, 1, 1, 0, 1, 900, 0.5, 0, 2, 3},
+        {0, 1, 1e-320, 1, 0, 1e300, 0, 1, 0, -2},
+        {1e10, 1.0001e10, 1, 1e300, 1e300, 1, 1e-310, 1e-310, 1, 1}};  // a product overflows
     return all;
 }
 
 TEST(BandFilter, MultipliesByTheFactorOfItsFormula) {
-    for (const auto& [w, h] :
-         std::initializer_list<std::pair<int, int>>{{1, 1}, {2, 3}, {7, 12}, {64, 49}, {300, 700}})
+    for (const auto& [w, h] : Sizes{{1, 1}, {2, 3}, {7, 12}, {64, 49}, {300, 700}})
         for (const BandParameters& parameters : manyParameters()) {
+            SCOPED_TRACE(testing::Message() << w << " x " << h << ", parameters "
+                                            << &parameters - &manyParameters()[0]);
             const FftLayout layout = layoutOf(w, h);
-            const auto floats = static_cast<std::size_t>(layout.floats());
-            std::vector<float> spectrum(floats, 3.0F);
+            const int columns = layout.rowStride / 2;
             const double stepX = 1 / (90000 * 1e-6 * layout.paddedWidth);
             const double stepY = 1 / (140000 * 1e-6 * layout.paddedHeight);
-            std::vector<float> expected(floats);
-            for (std::size_t i = 0; i < floats / 2; ++i) {
-                const int count = layout.rowStride / 2;
-                const int row = static_cast<int>(i) / count, j = static_cast<int>(i) % count;
-                const int kx = row <= layout.paddedWidth / 2 ? row : row - layout.paddedWidth;
-                const double fx = kx * stepX, fy = j * stepY;
-                expected[2 * i] = expected[2 * i + 1] =
-                    3.0F * factorSlowly(parameters, std::sqrt(fx * fx + fy * fy));
-            }
-            for (const CpuLevel level : supportedLevels()) {
-                const ForcedLevel forced(level);
+            const std::vector<float> spectrum(std::size_t(layout.floats()), 3.0F);
+            std::vector<float> expected;
+            for (int row = 0; row < layout.paddedWidth; ++row)
+                for (int j = 0; j < columns; ++j) {
+                    const int kx = row <= layout.paddedWidth / 2 ? row : row - layout.paddedWidth;
+                    const double fx = kx * stepX, fy = j * stepY;
+                    const float factor = factorSlowly(parameters, std::sqrt(fx * fx + fy * fy));
+                    expected.insert(expected.end(), 2, 3.0F * factor);
+                }
+            atEveryLevel([&] {
                 std::vector<float> buffer = spectrum;
                 for (int worker = 0, first = 0; worker < 3; ++worker) {
-                    const int end = chunkEnd(worker, 3, layout.rowStride / 2);
+                    const int end = chunkEnd(worker, 3, columns);
                     Filter_FreqColumns(
                         {first, end, buffer.data(), layout, 90000, 140000, parameters});
                     first = end;
                 }
-                for (std::size_t i = 0; i < floats; ++i)
+                ASSERT_EQ(buffer.size(), expected.size());
+                for (std::size_t i = 0; i < buffer.size(); ++i)
                     ASSERT_TRUE(buffer[i] == expected[i] ||
                                 (std::isnan(buffer[i]) && std::isnan(expected[i])))
-                        << w << " x " << h << " at " << ' ' << i << ' ' << buffer[i] << ' '
-                        << expected[i];
-            }
+                        << i << ' ' << buffer[i] << ' ' << expected[i];
+            });
         }
 }
 
 std::uint16_t clampSlowly(double v) {
-    return static_cast<std::uint16_t>(v > 0 ? std::min(v, 65535.0) : 0.0);
+    return std::uint16_t(v > 0 ? std::min(v, 65535.0) : 0.0);
 }
 
 /// The automatic window as it is defined.
@@ -136,17 +128,16 @@ Raster windowSlowly(const std::vector<float>& values, int w, int h) {
     std::vector<int> bins(1000);
     const auto factor = static_cast<float>(1000 / (double{most} - double{least}));
     for (const float value : values) {
-        const int bin = static_cast<int>((value - least) * factor);
-        if (bin < 1000) ++bins[static_cast<std::size_t>(bin)];
+        const auto bin = std::size_t((value - least) * factor);
+        if (bin < 1000) ++bins[bin];
     }
-    const int threshold = w * h / 100;
-    int lowBin = 0, highBin = 999;
-    for (int sum = 0;
-         lowBin < 1000 && (sum += bins[static_cast<std::size_t>(lowBin)]) <= threshold;)
-        ++lowBin;
-    for (int sum = 0;
-         highBin >= 0 && (sum += bins[static_cast<std::size_t>(highBin)]) <= threshold;)
-        --highBin;
+    // Bins from either end until more than 1 % of the pixels are passed; all, if never.
+    const auto passed = [threshold = w * h / 100](const std::vector<int>& counts) {
+        std::size_t bin = 0;
+        for (int sum = 0; bin < counts.size() && (sum += counts[bin]) <= threshold;) ++bin;
+        return int(bin);
+    };
+    const int lowBin = passed(bins), highBin = 999 - passed({bins.rbegin(), bins.rend()});
     const float range = most - least;
     const float low = static_cast<float>(lowBin) * range / 1000.0F + least;
     const float high = static_cast<float>(highBin) * range / 1000.0F + least;
@@ -157,12 +148,11 @@ Raster windowSlowly(const std::vector<float>& values, int w, int h) {
 }
 
 TEST(BandFilter, ConvertsBackAsDefined) {
-    for (const auto& [w, h] :
-         std::initializer_list<std::pair<int, int>>{{1, 1}, {2, 1}, {11, 13}, {70, 41}, {33, 130}})
+    for (const auto& [w, h] : Sizes{{1, 1}, {2, 1}, {11, 13}, {70, 41}, {33, 130}})
         for (const int kind : {0, 1, 2}) {
             const FftLayout layout = layoutOf(w, h);
-            std::vector<float> buffer(static_cast<std::size_t>(layout.floats()), -1e9F), values;
-            Random random(static_cast<std::uint64_t>(w + h));
+            std::vector<float> buffer(std::size_t(layout.floats()), -1e9F), values;
+            Random random(std::uint64_t(w + h));
             for (int y = 0; y < h; ++y)
                 for (int x = 0; x < w; ++x) {
                     const float wide = static_cast<float>(random.below(1 << 24)) - 3e6F;
@@ -174,14 +164,13 @@ TEST(BandFilter, ConvertsBackAsDefined) {
             Raster scaled(w, h);
             for (std::size_t i = 0; i < values.size(); ++i)
                 scaled.pixels[i] = clampSlowly(double{scale} * double{values[i]});
-            for (const CpuLevel level : supportedLevels()) {
-                const ForcedLevel forced(level);
+            atEveryLevel([&, w = w, h = h] {
                 Raster out(w, h, 9);
                 fftw_real2LUMO(out.target(), buffer.data(), layout, scale);
                 ASSERT_EQ(out, scaled) << w << " x " << h;
                 fftw_real2LUMO(out.target(), buffer.data(), layout, 0.0F);
                 ASSERT_EQ(out, windowSlowly(values, w, h)) << w << " x " << h << " kind " << kind;
-            }
+            });
         }
 }
 
@@ -190,19 +179,19 @@ std::vector<double> filteredSlowly(const Raster& in, const BandParameters& p, do
     using Complex = std::complex<double>;
     const FftLayout layout = layoutOf(in.width, in.height);
     const int w = layout.paddedWidth, h = layout.paddedHeight;
-    const auto transform = [&](const std::vector<Complex>& from, double sign) {
-        // Rows, then columns.
-        std::vector<Complex> half(from.size()), to(from.size());
-        const auto at = [w](int x, int y) { return static_cast<std::size_t>(y * w + x); };
-        const auto turn = [sign](int k, int n) {
-            return std::polar(1.0, sign * 2 * std::numbers::pi * k / n);
+    const auto transform = [w, h](const std::vector<Complex>& from, double sign) {
+        std::vector<Complex> half(from.size()), to(from.size());  // rows, then columns
+        const auto turn = [turn = sign * 2 * std::numbers::pi](int k, int n) {
+            return std::polar(1.0, turn * (k % n) / n);
         };
         for (int y = 0; y < h; ++y)
             for (int k = 0; k < w; ++k)
-                for (int x = 0; x < w; ++x) half[at(k, y)] += from[at(x, y)] * turn(k * x % w, w);
+                for (int x = 0; x < w; ++x)
+                    half[std::size_t(y * w + k)] += from[std::size_t(y * w + x)] * turn(k * x, w);
         for (int x = 0; x < w; ++x)
             for (int k = 0; k < h; ++k)
-                for (int y = 0; y < h; ++y) to[at(x, k)] += half[at(x, y)] * turn(k * y % h, h);
+                for (int y = 0; y < h; ++y)
+                    to[std::size_t(k * w + x)] += half[std::size_t(y * w + x)] * turn(k * y, h);
         return to;
     };
     std::vector<Complex> values;
@@ -215,23 +204,21 @@ std::vector<double> filteredSlowly(const Raster& in, const BandParameters& p, do
         for (int x = 0; x < w; ++x) {
             const double fx = (x <= w / 2 ? x : x - w) / (pitch * 1e-6 * w);
             const double fy = (y <= h / 2 ? y : y - h) / (pitch * 1e-6 * h);
-            spectrum[static_cast<std::size_t>(y * w + x)] *=
-                double{factorSlowly(p, std::sqrt(fx * fx + fy * fy))};
+            spectrum[std::size_t(y * w + x)] *= factorSlowly(p, std::sqrt(fx * fx + fy * fy));
         }
     if (p.preserveZeroFrequency) spectrum[0] = mean;
     values = transform(spectrum, 1);
     std::vector<double> image;
     for (int y = 0; y < in.height; ++y)
         for (int x = 0; x < in.width; ++x)
-            image.push_back(values[static_cast<std::size_t>(y * w + x)].real() / (w * h));
+            image.push_back(values[std::size_t(y * w + x)].real() / (w * h));
     return image;
 }
 
 TEST(BandFilter, EqualsATransformInDouble) {
     // Before truncation the single-precision transform is off by less than this.
     constexpr double bound = 0.1;
-    for (const auto& [w, h] :
-         std::initializer_list<std::pair<int, int>>{{1, 1}, {1, 9}, {13, 11}, {40, 33}})
+    for (const auto& [w, h] : Sizes{{1, 1}, {1, 9}, {13, 11}, {40, 33}})
         for (std::size_t set = 0; set < 5; ++set) {
             BandParameters parameters = manyParameters()[set];
             parameters.preserveZeroFrequency = set % 2 == 1;

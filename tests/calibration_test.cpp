@@ -7,13 +7,10 @@
 
 #include "calibration/gain_table.h"
 #include "calibration/smooth_mean.h"
-#include "platform/cpu_level.h"
 #include "support/support.h"
 
 namespace lumo::test {
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 Raster smoothedSlowly(const Raster& in, int kernelWidth, int kernelHeight) {
     const int hx = kernelWidth / 2, hy = kernelHeight / 2;
@@ -33,15 +30,9 @@ Raster smoothedSlowly(const Raster& in, int kernelWidth, int kernelHeight) {
 Bytes fileSlowly(const Raster& smoothed, std::uint32_t pitchX, std::uint32_t pitchY, int minPercent,
                  int maxPercent) {
     Bytes bytes;
-    const auto put = [&](std::uint64_t value, int size) {
-        for (int i = 0; i < size; ++i) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
-    };
-    const auto unsignedOf = [](int value) { return static_cast<std::uint64_t>(value); };
-    for (const int field : {1, smoothed.width, smoothed.height, 20}) put(unsignedOf(field), 2);
-    put(pitchX, 4);
-    put(pitchY, 4);
-    put(unsignedOf(minPercent), 2);
-    put(unsignedOf(maxPercent), 2);
+    for (const int field : {1, smoothed.width, smoothed.height, 20}) put(bytes, field, 2);
+    for (const std::uint32_t pitch : {pitchX, pitchY}) put(bytes, pitch, 4);
+    for (const int limit : {minPercent, maxPercent}) put(bytes, limit, 2);
     const int bx = int(smoothed.width * 0.15000000596046448);
     const int by = int(smoothed.height * 0.15000000596046448);
     double sum = 0, count = 0;
@@ -51,11 +42,8 @@ Bytes fileSlowly(const Raster& smoothed, std::uint32_t pitchX, std::uint32_t pit
     const float lo = float(minPercent) / 100, hi = float(maxPercent) / 100;
     const double scale = 65535.0 / (double(hi) - double(lo));
     for (const std::uint16_t p : smoothed.pixels) {
-        float g = p == 0 ? 1.0F : mean / float(p);
-        if (g < lo) g = lo;
-        if (g > hi) g = hi;
-        const double code = (double(g) - double(lo)) * scale;
-        put(unsignedOf(std::clamp(int(code), 0, 65535)), 2);
+        const float g = std::clamp(p == 0 ? 1.0F : mean / float(p), lo, hi);
+        put(bytes, std::clamp(int((double(g) - double(lo)) * scale), 0, 65535), 2);
     }
     return bytes;
 }
@@ -76,81 +64,57 @@ Raster correctedSlowly(const Raster& in, const Bytes& file) {
     return out;
 }
 
-void fill(ImageOwner& owner, const Raster& raster) {
-    ASSERT_EQ(
-        LumoCreateImage(&owner.image, std::uint16_t(raster.width), std::uint16_t(raster.height)),
-        0);
-    std::ranges::copy(raster.pixels, owner->data);
+int create(lmImage* reference, int width, int height, int low, int high, const std::string& name) {
+    return CreateCalibrationData(reference, std::uint16_t(width), std::uint16_t(height),
+                                 std::uint16_t(low), std::uint16_t(high), name.c_str());
 }
 
 TEST(SmoothMean, EqualsTheMeanOfUnsmoothedPixels) {
-    struct Kernel {
-        std::uint16_t width, height;
+    const auto expectTwin = [](Raster in, int width, int height) {
+        const Raster expected = smoothedSlowly(in, width, height);
+        atEveryLevel([&] {
+            Raster out = in;
+            Smooth_Mean(out.image(), std::uint16_t(width), std::uint16_t(height));
+            ASSERT_EQ(out, expected) << width << " x " << height;
+        });
     };
-    for (const CpuLevel level : supportedLevels()) {
-        const ForcedLevel forced(level);
-        for (int width = 1; width <= 70; ++width)
-            for (const Kernel& k : {Kernel{0, 1},
-                                    {3, 3},
-                                    {5, 5},
-                                    {2, 7},
-                                    {1, 3},
-                                    {9, 7},
-                                    {3, 0},
-                                    {13, 12},
-                                    {65535, 3}}) {
-                Raster in = noise(width, 27);
-                const Raster expected = smoothedSlowly(in, k.width, k.height);
-                Smooth_Mean(in.image(), k.width, k.height);
-                ASSERT_EQ(in, expected) << width << ", " << k.width << " x " << k.height;
-            }
-        // Windows of the brightest pixels where sums, counts and quotients are largest.
-        for (const Kernel& k : {Kernel{7, 9}, {181, 181}, {183, 179}, {185, 185}}) {
-            Raster in(186, 187, 65535);
-            in.at(93, 93) = 65534;
-            const Raster expected = smoothedSlowly(in, k.width, k.height);
-            Smooth_Mean(in.image(), k.width, k.height);
-            ASSERT_EQ(in, expected) << k.width;
-        }
-    }
+    atEverySize([&](const Raster& in) {
+        for (const auto& [width, height] : std::initializer_list<std::pair<int, int>>{
+                 {0, 1}, {3, 3}, {5, 5}, {2, 7}, {1, 3}, {9, 7}, {3, 0}, {13, 12}, {65535, 3}})
+            expectTwin(in, width, height);
+    });
+    // Windows of the brightest pixels where sums, counts and quotients are largest.
+    Raster bright(186, 187, 65535);
+    bright.at(93, 93) = 65534;
+    for (const auto& [width, height] : {std::pair{7, 9}, {181, 181}, {183, 179}, {185, 185}})
+        expectTwin(bright, width, height);
 }
 
 TEST(Calibration, FileAndCorrectionEqualTheFormulas) {
     const TempFolder folder;
     const std::string name = folder / "gains.cal";
-    struct Case {
-        int smoothWidth, smoothHeight, minPercent, maxPercent;
-    };
-    for (const CpuLevel level : supportedLevels()) {
-        const ForcedLevel forced(level);
-        for (int width = 1; width <= 70; ++width)
-            for (const Case& c : {Case{1, 1, 50, 150}, {3, 5, 0, 65535}, {0, 3, 99, 101}}) {
-                const Raster in = noise(width, 21);
-                ImageOwner reference;
-                ASSERT_NO_FATAL_FAILURE(fill(reference, in));
-                reference->pixelsizeX = 0x01020304;
-                reference->pixelsizeY = 70000;
-                ASSERT_EQ(CreateCalibrationData(reference.image, std::uint16_t(c.smoothWidth),
-                                                std::uint16_t(c.smoothHeight),
-                                                std::uint16_t(c.minPercent),
-                                                std::uint16_t(c.maxPercent), name.c_str()),
-                          0);
-                const Raster smoothed = smoothedSlowly(in, c.smoothWidth, c.smoothHeight);
-                ASSERT_EQ(reference.pixels(), smoothed.pixels);
-                const Bytes file = readFile(name);
-                ASSERT_EQ(file, fileSlowly(smoothed, 0x01020304, 70000, c.minPercent, c.maxPercent))
-                    << width;
-                // Images smaller, equal and larger than the table.
-                for (const int more : {-4, 0, 9}) {
-                    const Raster exposure = noise(std::max(width + more, 1), 21 + more, 7);
-                    ImageOwner image;
-                    ASSERT_NO_FATAL_FAILURE(fill(image, exposure));
-                    ASSERT_EQ(CalibrateImage(image.image, name.c_str()), 0);
-                    ASSERT_EQ(image.pixels(), correctedSlowly(exposure, file).pixels)
-                        << width << " + " << more;
-                }
+    const int cases[][4] = {{1, 1, 50, 150}, {3, 5, 0, 65535}, {0, 3, 99, 101}};
+    atEveryLevelAndSize([&](const Raster& in) {
+        for (const auto& [smoothWidth, smoothHeight, low, high] : cases) {
+            ImageOwner reference(in);
+            reference->pixelsizeX = 0x01020304;
+            reference->pixelsizeY = 70000;
+            std::filesystem::remove(name);  // some file systems flush what is written anew
+            ASSERT_EQ(create(reference.image, smoothWidth, smoothHeight, low, high, name), 0);
+            const Raster smoothed = smoothedSlowly(in, smoothWidth, smoothHeight);
+            ASSERT_EQ(reference.pixels(), smoothed.pixels);
+            const Bytes file = readFile(name);
+            ASSERT_EQ(file, fileSlowly(smoothed, 0x01020304, 70000, low, high));
+            // Images smaller, equal and larger than the table.
+            for (const int more : {-4, 0, 9}) {
+                const Raster exposure =
+                    noise(std::max(in.width + more, 1), std::max(in.height + more, 1), 7);
+                ImageOwner image(exposure);
+                ASSERT_EQ(CalibrateImage(image.image, name.c_str()), 0);
+                ASSERT_EQ(image.pixels(), correctedSlowly(exposure, file).pixels) << more;
             }
-    }
+        }
+    });
 }
 
 /// A table of more rows than are read at once, wider than the image, behind a longer header.
@@ -160,12 +124,11 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
     Bytes file = fileSlowly(smoothed, 1, 1, 20, 300);
     for (const int length : {20, 33, 6}) {
         Bytes changed = file;
-        changed.at(6) = static_cast<std::uint8_t>(length);
+        changed.at(6) = std::uint8_t(length);
         if (length > 20) changed.insert(changed.begin() + 20, std::size_t(length - 20), 0xAB);
         writeFile(folder / "c.cal", changed);
         const Raster exposure = noise(650, 390, 3);
-        ImageOwner image;
-        ASSERT_NO_FATAL_FAILURE(fill(image, exposure));
+        ImageOwner image(exposure);
         ASSERT_EQ(CalibrateImage(image.image, (folder / "c.cal").c_str()), 0);
         EXPECT_EQ(image.pixels(), correctedSlowly(exposure, changed).pixels) << length;
     }
@@ -173,24 +136,16 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
 
 TEST(Calibration, GivesTheKnownCodes) {
     const TempFolder folder;
-    struct Case {
-        std::uint16_t pixel;  // in a field of 1000
-        int maxPercent, code;
-    };
-    for (const Case& c : {Case{1000, 150, 32767},
-                          {0, 150, 32767},
-                          {500, 150, 65535},
-                          {500, 250, 49151},
-                          {65535, 150, 0}}) {
-        ImageOwner reference(9, 9);
-        std::fill_n(reference->data, 81, std::uint16_t{1000});
-        reference->data[0] = c.pixel;
-        ASSERT_EQ(CreateCalibrationData(reference.image, 1, 0, 50, std::uint16_t(c.maxPercent),
-                                        (folder / "c").c_str()),
-                  0);
+    // A pixel in a field of 1000, the upper limit, the code.
+    const int cases[][3] = {
+        {1000, 150, 32767}, {0, 150, 32767}, {500, 150, 65535}, {500, 250, 49151}, {65535, 150, 0}};
+    for (const auto& [pixel, limit, code] : cases) {
+        Raster field(9, 9, 1000);
+        field.at(0, 0) = std::uint16_t(pixel);
+        ASSERT_EQ(create(ImageOwner(field).image, 1, 0, 50, limit, folder / "c"), 0);
         const Bytes file = readFile(folder / "c");
         ASSERT_EQ(file.size(), 20U + 162U);
-        EXPECT_EQ(file[20] + 256 * file[21], c.code) << c.pixel << " " << c.maxPercent;
+        EXPECT_EQ(file[20] + 256 * file[21], code) << pixel << " " << limit;
     }
 }
 
@@ -198,7 +153,7 @@ TEST(Calibration, KeepsTheHistoryWhateverTheNamesLength) {
     const TempFolder folder;
     const std::string name = folder / std::string(200, 'n');
     ImageOwner image(5, 5);
-    ASSERT_EQ(CreateCalibrationData(image.image, 1, 1, 50, 150, name.c_str()), 0);
+    ASSERT_EQ(create(image.image, 1, 1, 50, 150, name), 0);
     EXPECT_EQ(image.entry("PerformedSteps", "Step0"), "") << "creating is no step of the reference";
     for (int i = 0; i < 2; ++i) ASSERT_EQ(CalibrateImage(image.image, name.c_str()), 0);
     for (const char* key : {"Step0", "Step1"})
@@ -210,20 +165,14 @@ TEST(Calibration, ChangesNothingWhenItRefuses) {
     const TempFolder folder;
     const std::string name = folder / "c.cal";
     const Raster in = noise(30, 20);
-    ImageOwner image;
-    ASSERT_NO_FATAL_FAILURE(fill(image, in));
+    ImageOwner image(in), empty(0, 0);
     const std::string metadata = image->metaData;
-    const auto create = [&](lmImage* reference, int low, int high) {
-        return CreateCalibrationData(reference, 3, 3, std::uint16_t(low), std::uint16_t(high),
-                                     name.c_str());
-    };
-    ImageOwner empty(0, 0);
-    LogLines log;
-    EXPECT_EQ(create(image.image, 100, 150), -2);
-    EXPECT_EQ(create(image.image, 50, 100), -2);
-    EXPECT_EQ(create(nullptr, 100, 100), -2) << "the limits come first";
-    EXPECT_EQ(create(nullptr, 50, 150), -50);
-    EXPECT_EQ(create(empty.image, 50, 150), -50);
+    const LogLines log;
+    EXPECT_EQ(create(image.image, 3, 3, 100, 150, name), -2);
+    EXPECT_EQ(create(image.image, 3, 3, 50, 100, name), -2);
+    EXPECT_EQ(create(nullptr, 3, 3, 100, 100, name), -2) << "the limits come first";
+    EXPECT_EQ(create(nullptr, 3, 3, 50, 150, name), -50);
+    EXPECT_EQ(create(empty.image, 3, 3, 50, 150, name), -50);
     EXPECT_FALSE(std::filesystem::exists(name));
 
     EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -1);
@@ -232,9 +181,8 @@ TEST(Calibration, ChangesNothingWhenItRefuses) {
     EXPECT_EQ(CalibrateImage(empty.image, name.c_str()), -50);
     EXPECT_EQ(CalibrateImage(image.image, "/dev/null"), -11) << "no header, no size";
     const Bytes whole = fileSlowly(in, 1, 1, 50, 150);
-    for (const std::size_t size :
-         {std::size_t{0}, std::size_t{19}, std::size_t{20}, whole.size() - 1}) {
-        writeFile(name, {whole.begin(), whole.begin() + std::ptrdiff_t(size)});
+    for (const std::ptrdiff_t size : {0L, 19L, 20L, std::ssize(whole) - 1}) {
+        writeFile(name, {whole.begin(), whole.begin() + size});
         EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -11) << size;
     }
     Bytes farTable = whole;
@@ -251,9 +199,8 @@ TEST(Calibration, SmoothsTheReferenceEvenIfTheFileFails) {
     for (const auto& [name, code] :
          {std::pair{folder / "missing/c.cal", -1}, {std::string("/dev/full"), -16}}) {
         const Raster in = noise(30, 20);
-        ImageOwner reference;
-        ASSERT_NO_FATAL_FAILURE(fill(reference, in));
-        EXPECT_EQ(CreateCalibrationData(reference.image, 3, 3, 50, 150, name.c_str()), code);
+        ImageOwner reference(in);
+        EXPECT_EQ(create(reference.image, 3, 3, 50, 150, name), code);
         EXPECT_EQ(reference.pixels(), smoothedSlowly(in, 3, 3).pixels);
     }
 }

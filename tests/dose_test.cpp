@@ -29,7 +29,7 @@ TEST(Dose, IsTheLowerMedianOfTheCentralRegion) {
     EXPECT_EQ(doseOf(framed), 100);
     for (std::uint64_t seed = 1; seed < 30; ++seed) {
         const Raster small = noise(3, 3, seed);
-        std::vector<std::uint16_t> sorted = small.pixels;
+        Pixels sorted = small.pixels;
         std::ranges::sort(sorted);
         EXPECT_EQ(doseOf(small), sorted[3]);
     }

@@ -3,83 +3,24 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <span>
+#include <tuple>
 
 #include "geometry/edges.h"
 #include "image/lm_image.h"
 #include "image/quarter_turn_copy.h"
-#include "platform/cpu_level.h"
 #include "support/support.h"
 
 namespace lumo::test {
 namespace {
 
-/// Runs a check at every level on noise of each width from 1 to 70, and on a few larger sizes whose
-/// rows are whole cache lines or longer than a strip.
-template <class Check>
-void forEachRaster(Check check) {
-    struct Size {
-        int width, height;
-    };
-    std::vector<Size> sizes = {{64, 64}, {96, 64}, {70, 96}, {64, 33}, {1100, 37}, {37, 1100}};
-    for (int width = 1; width <= 70; ++width) sizes.push_back({width, 1 + width * 7 % 13 * 2});
-    for (const CpuLevel level : supportedLevels()) {
-        const ForcedLevel forced(level);
-        for (const Size& size : sizes) {
-            SCOPED_TRACE(testing::Message() << size.width << " x " << size.height << " at level "
-                                            << static_cast<int>(level));
-            ASSERT_NO_FATAL_FAILURE(check(noise(size.width, size.height)));
-        }
-    }
-}
-
-void fill(ImageOwner& owner, const Raster& raster) {
-    ASSERT_EQ(LumoCreateImage(&owner.image, static_cast<std::uint16_t>(raster.width),
-                              static_cast<std::uint16_t>(raster.height)),
-              0);
-    std::ranges::copy(raster.pixels, owner->data);
-}
-
-Raster rasterOf(const lmImage& image) {
-    Raster raster(image.width, image.height);
-    std::copy_n(image.data, raster.pixels.size(), raster.pixels.begin());
-    return raster;
-}
-
-/// Takes over what an operation allocated.
-Raster taken(Image& image) {
-    Raster raster(image.width, image.height);
-    std::copy_n(image.data, raster.pixels.size(), raster.pixels.begin());
-    Destroy_Image(&image);
-    return raster;
-}
-
-Raster rasterFrom(int width, int height, const std::vector<std::uint16_t>& pixels) {
-    Raster raster(width, height);
-    raster.pixels = pixels;
-    return raster;
-}
-
-Raster turnedSlowly(const Raster& in, int angle) {
-    Raster out(angle == 180 ? in.width : in.height, angle == 180 ? in.height : in.width);
-    for (int y = 0; y < in.height; ++y)
-        for (int x = 0; x < in.width; ++x) {
-            const int w = in.width, h = in.height;
-            if (angle == 90) out.at(y, w - 1 - x) = in.at(x, y);
-            if (angle == 180) out.at(w - 1 - x, h - 1 - y) = in.at(x, y);
-            if (angle == 270) out.at(h - 1 - y, x) = in.at(x, y);
-        }
-    return out;
-}
-
 TEST(RotateImage, MovesEveryPixelAndKeepsTheBuffer) {
-    forEachRaster([](const Raster& in) {
+    atEveryLevelAndSize([](const Raster& in) {
         for (const int angle : {90, 180, 270}) {
-            ImageOwner owner;
-            fill(owner, in);
+            ImageOwner owner(in);
             const std::uint16_t* address = owner->data;
             ASSERT_EQ(LumoRotateImage(owner.image, angle), 0);
-            ASSERT_EQ(rasterOf(*owner.image), turnedSlowly(in, angle)) << angle;
+            ASSERT_EQ(Raster(owner.plain()), turned(in, angle)) << angle;
             EXPECT_EQ(owner->data, address);
         }
     });
@@ -87,14 +28,14 @@ TEST(RotateImage, MovesEveryPixelAndKeepsTheBuffer) {
 
 /// Targets at any address, whole lines or not.
 TEST(QuarterTurnCopy, StaysInsideTargetsAtAnyAddress) {
-    for (int offset = 0; offset < 40; offset += 3) {
+    for (std::size_t offset = 0; offset < 40; offset += 3) {
         const Raster in = noise(67, 64);
         for (const auto turn : {QuarterTurn::CounterClockwise, QuarterTurn::Clockwise}) {
             std::vector<std::uint16_t> room(in.pixels.size() + 80, 4711);
             quarterTurnCopy(in.source(), turn, room.data() + offset);
-            const Raster expected = turnedSlowly(in, turn == QuarterTurn::Clockwise ? 270 : 90);
-            const auto first = room.begin() + offset;
-            EXPECT_TRUE(std::equal(expected.pixels.begin(), expected.pixels.end(), first));
+            const Raster expected = turned(in, turn == QuarterTurn::Clockwise ? 270 : 90);
+            EXPECT_TRUE(
+                std::ranges::equal(expected.pixels, std::span(room).subspan(offset, 67 * 64)));
             EXPECT_EQ(std::count(room.begin(), room.end(), 4711),
                       80 + std::ranges::count(in.pixels, 4711));
         }
@@ -102,99 +43,87 @@ TEST(QuarterTurnCopy, StaysInsideTargetsAtAnyAddress) {
 }
 
 TEST(RotateImage, BringsTheMetadataUpToDate) {
-    struct Case {
-        int angle;
-        const char *rotation, *step;
-        bool swaps;
-    };
-    for (const Case& c : {Case{90, "90", "LumoRotateImage(angle=90)", true},
-                          Case{-90, "270", "LumoRotateImage(angle=270)", true},
-                          Case{450, "90", "LumoRotateImage(angle=90)", true},
-                          Case{-180, "180", "LumoRotateImage(angle=180)", false}}) {
+    const std::tuple<int, const char*, bool> cases[] = {
+        {90, "90", true}, {-90, "270", true}, {450, "90", true}, {-180, "180", false}};
+    for (const auto& [angle, rotation, swaps] : cases) {
         ImageOwner owner(3, 2);
         owner->pixelsizeX = 100000;
         owner->pixelsizeY = 4000000000U;
         buildRowPointers(*owner.image);
-        ASSERT_EQ(LumoRotateImage(owner.image, c.angle), 0);
-        EXPECT_EQ(owner->rowPointers == nullptr, c.swaps);
-        EXPECT_EQ(owner.entry("Image_X", "Rotation"), c.rotation);
-        EXPECT_EQ(owner.entry("PerformedSteps", "Step0"), c.step);
+        ASSERT_EQ(LumoRotateImage(owner.image, angle), 0);
+        EXPECT_EQ(owner->rowPointers == nullptr, swaps);
+        EXPECT_EQ(owner->width, swaps ? 2 : 3);
+        EXPECT_EQ(owner->pixelsizeX, swaps ? 4000000000U : 100000U);
+        EXPECT_EQ(owner->pixelsizeY, swaps ? 100000U : 4000000000U);
+        const std::string step = std::string("LumoRotateImage(angle=") + rotation + ")";
+        EXPECT_EQ(owner.entry("Image_X", "Rotation"), rotation);
+        EXPECT_EQ(owner.entry("PerformedSteps", "Step0"), step);
         EXPECT_EQ(owner.entry("PerformedSteps", "Step1"), "");
-        EXPECT_EQ(owner->width, c.swaps ? 2 : 3);
-        EXPECT_EQ(owner->pixelsizeX, c.swaps ? 4000000000U : 100000U);
-        EXPECT_EQ(owner->pixelsizeY, c.swaps ? 100000U : 4000000000U);
-        EXPECT_EQ(owner.entry("Image_X", "Width"), c.swaps ? "2" : "");
-        EXPECT_EQ(owner.entry("Image_X", "Height"), c.swaps ? "3" : "");
-        EXPECT_EQ(owner.entry("Image_X", "PixelsizeX"), c.swaps ? "4000000000" : "");
-        EXPECT_EQ(owner.entry("Image_X", "PixelsizeY"), c.swaps ? "100000" : "");
+        const char* const geometry[][2] = {{"Width", "2"},
+                                           {"Height", "3"},
+                                           {"PixelsizeX", "4000000000"},
+                                           {"PixelsizeY", "100000"}};
+        for (const auto& [key, value] : geometry)
+            EXPECT_EQ(owner.entry("Image_X", key), swaps ? value : "") << key;
+        ASSERT_EQ(LumoRotateImage(owner.image, angle), 0);
+        EXPECT_EQ(owner.entry("Image_X", "Rotation"), rotation) << "of the last turn alone";
+        EXPECT_EQ(owner.entry("PerformedSteps", "Step1"), step);
     }
-    ImageOwner twice(3, 2);
-    EXPECT_EQ(LumoRotateImage(twice.image, 90) + LumoRotateImage(twice.image, 90), 0);
-    EXPECT_EQ(twice.entry("Image_X", "Rotation"), "90");
-    EXPECT_EQ(twice.entry("PerformedSteps", "Step1"), "LumoRotateImage(angle=90)");
+    for (const int angle : {90, 180}) {
+        ImageOwner owner(0, 0);
+        owner->pixelsizeX = 5;
+        EXPECT_EQ(LumoRotateImage(owner.image, angle), 0) << "without raster";
+        EXPECT_EQ(owner->pixelsizeY, angle == 90 ? 5U : 100000U);
+        EXPECT_NE(owner.entry("PerformedSteps", "Step0"), "");
+    }
 }
 
 TEST(RotateImage, RefusesOtherAnglesWithOneLogLine) {
     ImageOwner owner(3, 2);
-    const Raster before = rasterOf(*owner.image);
+    const Pixels before = owner.pixels();
     const std::string metadata = owner->metaData;
+    const LogLines log;
+    const std::vector<std::string> lines(
+        6, std::string("3 LumoRotateImage -20 ") + lmtErrorMessage(-20));
     lmtSetLastError(-7);
-    for (const int angle : {0, 360, -720, 45, 91, -1}) {
-        LogLines log;
+    for (const int angle : {0, 360, -720, 45, 91, -1})
         EXPECT_EQ(LumoRotateImage(owner.image, angle), -20);
-        EXPECT_EQ(log.lines(), (std::vector<std::string>{std::string("3 LumoRotateImage -20 ") +
-                                                         lmtErrorMessage(-20)}));
-    }
+    EXPECT_EQ(log.lines(), lines);
     EXPECT_EQ(LumoRotateImage(nullptr, 90), -50);
     EXPECT_EQ(lmtGetLastError(), -7) << "the failure is not recorded";
-    EXPECT_EQ(rasterOf(*owner.image), before);
+    EXPECT_EQ(owner.pixels(), before);
     EXPECT_EQ(owner->metaData, metadata);
 }
 
-TEST(RotateImage, TurnsAnImageWithoutRaster) {
-    for (const int angle : {90, 180}) {
-        ImageOwner owner(0, 0);
-        owner->pixelsizeX = 5;
-        EXPECT_EQ(LumoRotateImage(owner.image, angle), 0);
-        EXPECT_EQ(owner->pixelsizeY, angle == 90 ? 5U : 100000U);
-        EXPECT_EQ(owner.entry("PerformedSteps", "Step0").empty(), false);
-    }
-}
-
 TEST(MirrorImage, MovesEveryPixel) {
-    forEachRaster([](const Raster& in) {
-        for (const bool vertical : {false, true}) {
-            ImageOwner owner;
-            fill(owner, in);
-            Raster expected = in;
-            for (int y = 0; y < in.height; ++y)
-                for (int x = 0; x < in.width; ++x)
-                    expected.at(x, y) =
-                        vertical ? in.at(x, in.height - 1 - y) : in.at(in.width - 1 - x, y);
-            ASSERT_EQ(LumoMirrorImage(owner.image, vertical ? 0 : 1, vertical ? 1 : 0), 0);
-            ASSERT_EQ(rasterOf(*owner.image), expected);
-        }
+    atEveryLevelAndSize([](const Raster& in) {
+        ImageOwner across(in), down(in);
+        ASSERT_EQ(LumoMirrorImage(across.image, 1, 0), 0);
+        ASSERT_EQ(LumoMirrorImage(down.image, 0, 1), 0);
+        Raster expected = in;
+        for (int y = 0; y < in.height; ++y)
+            std::ranges::reverse(std::span(&expected.at(0, y), std::size_t(in.width)));
+        ASSERT_EQ(Raster(across.plain()), expected);
+        ASSERT_EQ(Raster(down.plain()), turned(expected, 180));
     });
 }
 
 TEST(MirrorImage, RecordsWhatItDid) {
-    struct Case {
-        int horizontal, vertical;
-        const char *mirror, *rotation, *step;
-    };
-    for (const Case& c : {Case{1, 0, "Horizontal", "", "LumoMirrorImage(h=1, v=0)"},
-                          Case{0, 7, "Vertical", "", "LumoMirrorImage(h=0, v=7)"},
-                          Case{-3, 0, "Horizontal", "", "LumoMirrorImage(h=-3, v=0)"},
-                          Case{1, 1, "before", "180", "LumoRotateImage(angle=180)"},
-                          Case{0, 0, "before", "", ""}}) {
+    const std::tuple<int, int, const char*, const char*, const char*> cases[] = {
+        {1, 0, "Horizontal", "", "LumoMirrorImage(h=1, v=0)"},
+        {0, 7, "Vertical", "", "LumoMirrorImage(h=0, v=7)"},
+        {-3, 0, "Horizontal", "", "LumoMirrorImage(h=-3, v=0)"},
+        {1, 1, "before", "180", "LumoRotateImage(angle=180)"},
+        {0, 0, "before", "", ""}};
+    for (const auto& [horizontal, vertical, mirror, rotation, step] : cases) {
         ImageOwner owner(3, 2);
-        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image_X", "Mirror", "before"), 0);
-        LogLines log;
-        EXPECT_EQ(LumoMirrorImage(owner.image, c.horizontal, c.vertical), 0);
+        owner.set("Image_X", "Mirror", "before");
+        const LogLines log;
+        EXPECT_EQ(LumoMirrorImage(owner.image, horizontal, vertical), 0);
         EXPECT_TRUE(log.lines().empty());
-        EXPECT_EQ(owner.entry("Image_X", "Mirror"), c.mirror);
-        EXPECT_EQ(owner.entry("Image_X", "Rotation"), c.rotation);
-        EXPECT_EQ(owner.entry("PerformedSteps", "Step0"), c.step);
+        EXPECT_EQ(owner.entry("Image_X", "Mirror"), mirror);
+        EXPECT_EQ(owner.entry("Image_X", "Rotation"), rotation);
+        EXPECT_EQ(owner.entry("PerformedSteps", "Step0"), step);
     }
     ImageOwner empty(0, 0);
     EXPECT_EQ(LumoMirrorImage(empty.image, 1, 1), -2);
@@ -245,9 +174,7 @@ Raster rotatedSlowly(const Raster& in, double angle) {
 /// Each column, then each row, as described: the column pass in place.
 Raster shearedSlowly(const Raster& in, double angle) {
     const double theta = angle / 360 * 2 * pi, t = std::tan(theta);
-    const auto cut = [](double shift) {
-        return static_cast<int>(std::max(-65536.0, std::min(65536.0, shift)));
-    };
+    const auto cut = [](double shift) { return int(std::clamp(shift, -65536.0, 65536.0)); };
     Raster rows(in.width, in.height), out(in.width, in.height);
     for (int y = 0; y < in.height; ++y) {
         const int k = cut(theta > 0 ? (in.height - 1 - y) * t : -y * t);
@@ -263,50 +190,42 @@ Raster shearedSlowly(const Raster& in, double angle) {
 }
 
 TEST(Rotation, EqualsTheFormulasAtAnyAngle) {
-    std::size_t call = 0;
-    const double angles[] = {0, 0.7, 7, 45, 90, 180, -90, 359.9, -33.3, 123.456, 1e-15, -1e6, 270};
-    forEachRaster([&](Raster in) {
-        for (int i = 0; i < 4; ++i) {
-            const double angle = angles[call++ % std::size(angles)];
-            Image target = {};
-            ASSERT_EQ(RotationNewImage(in.image(), &target, angle), 0);
-            ASSERT_EQ(taken(target), rotatedSlowly(in, angle)) << angle;
-        }
-    });
-}
-
-TEST(Shear, EqualsTheFormulasAtAnyAngle) {
-    std::size_t call = 0;
-    const double angles[] = {0,  5,   -5,  0.3,  44,  -60,   89.9999,
-                             90, -90, 100, -135, 180, 1e300, -0.05};
-    forEachRaster([&](Raster in) {
-        for (int i = 0; i < 4; ++i) {
-            const double angle = angles[call++ % std::size(angles)];
-            Image target = {};
-            ASSERT_EQ(::Shear(in.image(), &target, angle), 0);
-            ASSERT_EQ(taken(target), shearedSlowly(in, angle)) << angle;
-        }
-    });
+    const struct {
+        int (*operation)(Image, Image*, double);
+        Raster (*twin)(const Raster&, double);
+        std::vector<double> angles;
+    } cases[] = {{RotationNewImage,
+                  rotatedSlowly,
+                  {0, 0.7, 7, 45, 90, 180, -90, 359.9, -33.3, 123.456, 1e-15, -1e6, 270}},
+                 {::Shear,
+                  shearedSlowly,
+                  {0, 5, -5, 0.3, 44, -60, 89.9999, 90, -90, 100, -135, 180, 1e300, -0.05}}};
+    for (const auto& [operation, twin, angles] : cases) {
+        std::size_t call = 0;
+        atEverySize([&, &run = operation, &slow = twin, &all = angles](Raster in) {
+            for (int i = 0; i < 3; ++i) {
+                const double angle = all[call++ % all.size()];
+                const Raster expected = slow(in, angle);
+                atEveryLevel([&] {
+                    OwnedImage target;
+                    ASSERT_EQ(run(in.image(), &target, angle), 0);
+                    ASSERT_EQ(Raster(target), expected) << angle;
+                });
+            }
+        });
+    }
 }
 
 TEST(Rotation, GivesTheKnownSmallResults) {
-    Raster in = rasterFrom(3, 2, {1, 2, 3, 4, 5, 6});
-    struct Case {
-        int (*operation)(Image, Image*, double);
-        double angle;
-        Raster expected;
-    };
-    for (const Case& c :
-         {Case{RotationNewImage, 0, rasterFrom(4, 3, {0, 0, 0, 0, 0, 1, 2, 3, 0, 4, 5, 6})},
-          Case{RotationNewImage, 180, rasterFrom(4, 3, {0, 0, 0, 0, 0, 6, 5, 4, 0, 3, 2, 1})},
-          Case{::Shear, 0, in}, Case{::Shear, 50, rasterFrom(3, 2, {2, 5, 0, 4, 0, 0})}}) {
-        Image target = {};
-        LogLines log;
-        ASSERT_EQ(c.operation(in.image(), &target, c.angle), 0);
-        EXPECT_EQ(log.lines(),
-                  (std::vector<std::string>{"8 Create_Image entry", "7 Create_Image return 0"}));
-        EXPECT_EQ(taken(target), c.expected) << c.angle;
-    }
+    Raster in(3, 2, {1, 2, 3, 4, 5, 6});
+    OwnedImage rotated, sheared;
+    const LogLines log;
+    ASSERT_EQ(RotationNewImage(in.image(), &rotated, 180), 0);
+    ASSERT_EQ(::Shear(in.image(), &sheared, 50), 0);
+    const std::string entry = "8 Create_Image entry", made = "7 Create_Image return 0";
+    EXPECT_EQ(log.lines(), (std::vector{entry, made, entry, made}));
+    EXPECT_EQ(Raster(rotated), Raster(4, 3, {0, 0, 0, 0, 0, 6, 5, 4, 0, 3, 2, 1}));
+    EXPECT_EQ(Raster(sheared), Raster(3, 2, {2, 5, 0, 4, 0, 0}));
 }
 
 TEST(Rotation, RefusesWhatItCannotTurn) {
@@ -327,25 +246,21 @@ TEST(Rotation, RefusesWhatItCannotTurn) {
 }
 
 EdgeProfiles edgesSlowly(const Raster& in) {
-    const auto w = static_cast<std::size_t>(in.width), h = static_cast<std::size_t>(in.height);
-    EdgeProfiles edges{std::vector<std::uint16_t>(w, static_cast<std::uint16_t>(h - 1)),
-                       std::vector<std::uint16_t>(w, std::uint16_t{0}),
-                       std::vector<std::uint16_t>(h, static_cast<std::uint16_t>(w)),
-                       std::vector<std::uint16_t>(h, std::uint16_t{0})};
-    for (std::size_t x = 0; x < w; ++x)
-        for (std::size_t y = 0; y < h; ++y) {
-            if (in.at(static_cast<int>(x), static_cast<int>(y)) <= 8000) continue;
-            const auto column = static_cast<std::uint16_t>(x), row = static_cast<std::uint16_t>(y);
-            edges.top[x] = std::min(edges.top[x], row);
-            edges.bottom[x] = std::max(edges.bottom[x], row);
-            edges.left[y] = std::min(edges.left[y], column);
-            edges.right[y] = std::max(edges.right[y], column);
+    const auto w = std::uint16_t(in.width), h = std::uint16_t(in.height);
+    EdgeProfiles edges{Pixels(w, std::uint16_t(h - 1)), Pixels(w), Pixels(h, w), Pixels(h)};
+    for (std::uint16_t x = 0; x < w; ++x)
+        for (std::uint16_t y = 0; y < h; ++y) {
+            if (in.at(x, y) <= 8000) continue;
+            edges.top[x] = std::min(edges.top[x], y);
+            edges.bottom[x] = std::max(edges.bottom[x], y);
+            edges.left[y] = std::min(edges.left[y], x);
+            edges.right[y] = std::max(edges.right[y], x);
         }
     return edges;
 }
 
 TEST(RotationAngle, FindsTheEdgesOfSparseAndDenseImages) {
-    forEachRaster([](Raster in) {
+    atEveryLevelAndSize([](Raster in) {
         for (const unsigned share : {1U, 20U, 400U, 100000U}) {  // one pixel in so many is exposed
             Random random(share);
             for (auto& pixel : in.pixels)
@@ -365,10 +280,9 @@ TEST(RotationAngle, IsTheTurnThatSetsARectangleStraight) {
         for (int x = 2; x < 118; ++x) in.at(x, y) = 30000;
     EXPECT_EQ(CalculateRotationAngle(in.image()), 0);
     for (const double angle : {10.0, -7.0, 3.0}) {
-        Image turned = {};
-        ASSERT_EQ(RotationNewImage(in.image(), &turned, angle), 0);
-        EXPECT_NEAR(CalculateRotationAngle(turned), -angle, 0.5);
-        Destroy_Image(&turned);
+        OwnedImage tilted;
+        ASSERT_EQ(RotationNewImage(in.image(), &tilted, angle), 0);
+        EXPECT_NEAR(CalculateRotationAngle(tilted), -angle, 0.5);
     }
     // One edge that goes astray: the bottom falls away steeply from column to column.
     for (int x = 0; x < 120; ++x)
@@ -387,7 +301,7 @@ TEST(RotationAngle, FitsTheMiddleHalfOfEachEdge) {
                 y >= (middle ? x / 2 : 63 - x) && y < 32 + (middle ? x / 2 : 0) ? 8001 : 0;
     }
     const EdgeProfiles edges = edgesSlowly(in);
-    const auto angleOf = [](const std::vector<std::uint16_t>& p) {
+    const auto angleOf = [](const Pixels& p) {
         const std::size_t n = p.size(), q = n / 4;
         double meanI = 0, meanP = 0, above = 0, below = 0;
         for (std::size_t i = q; i < n - q; ++i) meanI += double(i), meanP += p[i];

@@ -3,8 +3,8 @@
 
 #include <cmath>
 #include <cstring>
+#include <tuple>
 
-#include "frame/ini2.h"
 #include "image/image_info.h"
 #include "image/lm_image.h"
 #include "support/support.h"
@@ -12,15 +12,14 @@
 namespace lumo::test {
 namespace {
 
-void expectNewMetaData(const lmImage& image) {
+void expectWholeText(const lmImage& image) {
     EXPECT_EQ(image.metaSize, static_cast<int>(std::strlen(image.metaData)) + 1);
-    EXPECT_EQ(std::string(image.metaData).find("[Image]\nCreation Time="), 0U);
 }
 
 TEST(Create, GivesDefinedFieldsWithAndWithoutRaster) {
     for (const int height : {0, 3}) {
         ImageOwner owner;
-        ASSERT_EQ(LumoCreateImage(&owner.image, 5, static_cast<std::uint16_t>(height)), 0);
+        ASSERT_EQ(LumoCreateImage(&owner.image, 5, std::uint16_t(height)), 0);
         EXPECT_EQ(owner->width, height == 0 ? 0 : 5);
         EXPECT_EQ(owner->height, height);
         EXPECT_EQ(owner->data == nullptr, height == 0);
@@ -30,8 +29,9 @@ TEST(Create, GivesDefinedFieldsWithAndWithoutRaster) {
         EXPECT_EQ(owner->equivHigh, 65535);
         EXPECT_EQ(owner->rowPointers, nullptr);
         EXPECT_EQ(owner->pngWriter, nullptr);
-        expectNewMetaData(*owner.image);
+        EXPECT_TRUE(std::string(owner->metaData).starts_with("[Image]\nCreation Time="));
         EXPECT_EQ(owner.entry("Image", "Creation Time").size(), 29U);
+        expectWholeText(*owner.image);
     }
 }
 
@@ -43,29 +43,22 @@ TEST(Create, FailsWithItsCodesAndLogLines) {
     EXPECT_EQ(owner.image, nullptr);
     EXPECT_EQ(lmtGetLastError(), -8);
     const std::string message = lmtErrorMessage(-8);
-    const std::vector<std::string> expected = {
-        "8 LumoCreateImage entry",
-        "8 LumoDestroyImage entry",
-        "7 LumoDestroyImage return 0",
-        "8 LumoResizeImageBuf entry",
-        "8 LumoDestroyImage entry",
-        "7 LumoDestroyImage return 0",
-        "3 LumoResizeImageBuf -8 " + message,
-        "7 LumoResizeImageBuf width=65535 height=32769 return -8",
-        "3 LumoCreateImage -8 " + message,
-        "7 LumoCreateImage return -8"};
-    EXPECT_EQ(log.lines(), expected);
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{
+                               "8 LumoCreateImage entry", "8 LumoDestroyImage entry",
+                               "7 LumoDestroyImage return 0", "8 LumoResizeImageBuf entry",
+                               "8 LumoDestroyImage entry", "7 LumoDestroyImage return 0",
+                               "3 LumoResizeImageBuf -8 " + message,
+                               "7 LumoResizeImageBuf width=65535 height=32769 return -8",
+                               "3 LumoCreateImage -8 " + message, "7 LumoCreateImage return -8"}));
 }
 
 TEST(Resize, KeepsBytesAndDropsTheRowCache) {
     ImageOwner owner(4, 4);
     const auto before = owner.pixels();
     buildRowPointers(*owner.image);
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image_X", "Width", "4"), 0);
+    owner.set("Image_X", "Width", "4");
     ASSERT_EQ(LumoResizeImageBuf(&owner.image, 2, 8), 0);
-    EXPECT_EQ(owner.pixels(), before);
-    EXPECT_EQ(owner->width, 2);
-    EXPECT_EQ(owner->height, 8);
+    EXPECT_EQ(Raster(owner.plain()), Raster(2, 8, before));
     EXPECT_EQ(owner->rowPointers, nullptr);
     EXPECT_EQ(owner.entry("Image_X", "Width"), "4");
     EXPECT_EQ(LumoResizeImageBuf(&owner.image, 0, 10), -50);
@@ -82,7 +75,7 @@ TEST(ChangeDataBuffer, TakesTheBlockOver) {
     EXPECT_EQ(LumoChangeDataBuffer(nullptr, block), -2);
     ASSERT_EQ(LumoChangeDataBuffer(owner.image, block), 0);
     ASSERT_EQ(LumoChangeDataBuffer(owner.image, block), 0) << "its own block again";
-    EXPECT_EQ(owner.pixels(), (std::vector<std::uint16_t>{0, 7}));
+    EXPECT_EQ(owner.pixels(), (Pixels{0, 7}));
 }
 
 TEST(Destroy, AnswersEmptyAndMissingPlaces) {
@@ -124,78 +117,61 @@ TEST(Access, AnswersEveryMissingPiece) {
     EXPECT_EQ(value, owner->data[5]);
     EXPECT_EQ(LumoSetPixel(owner.image, 1, 1, 4711), 0);
     EXPECT_EQ(owner->data[4], 4711);
-    const int results[][2] = {
-        {LumoGetPixel(owner.image, 3, 0, &value), -102},
-        {LumoGetPixel(owner.image, 0, 2, &value), -102},
-        {LumoGetPixel(bare.image, 0, 0, &value), -102},
-        {LumoSetPixel(nullptr, 0, 0, 1), -102},
-        {LumoGetPixel(owner.image, 0, 0, nullptr), -2},
-        {LumoGetGeometry(nullptr, &n, &n, &n, &n), -50},
-        {LumoGetGeometry(owner.image, &n, &n, &n, nullptr), -2},
-        {LumoGetBufferAddress(nullptr, &data), -50},
-        {LumoGetBufferAddress(owner.image, nullptr), -2},
-        {LumoGetMetaData(nullptr, text, &size), -50},
-        {LumoGetMetaData(owner.image, text, nullptr), -2},
-        {LumoGetMetaEntry(nullptr, "a", "b", text, &size), -50},
-        {LumoGetMetaEntry(owner.image, nullptr, "b", text, &size), -102},
-        {LumoGetMetaEntry(owner.image, "a", nullptr, text, &size), -102},
-        {LumoGetMetaEntry(owner.image, "a", "b", text, nullptr), -2},
-        {LumoSetMetaEntry(nullptr, "a", "b", ""), -50},
-        {LumoSetMetaEntry(owner.image, nullptr, "b", ""), -102},
-        {LumoAddPerformedStep(nullptr, "x"), -50},
-        {LumoAddPerformedStep(owner.image, nullptr), -2},
-        {LumoGetExtHeader(nullptr, text, &size), -50},
-        {LumoGetExtHeader(owner.image, text, nullptr), -2},
-        {LumoGetDoseEquiv(nullptr, &value, &value, &value, &value), -50},
-        {LumoGetDoseEquiv(owner.image, &value, nullptr, &value, &value), -2},
-    };
-    for (std::size_t i = 0; i < std::size(results); ++i)
-        EXPECT_EQ(results[i][0], results[i][1]) << i;
+    lmImage *none = nullptr, *image = owner.image;
+    expectCodes(-102, {LumoGetPixel(image, 3, 0, &value), LumoGetPixel(image, 0, 2, &value),
+                       LumoGetPixel(bare.image, 0, 0, &value), LumoSetPixel(none, 0, 0, 1),
+                       LumoSetMetaEntry(image, nullptr, "b", ""),
+                       LumoGetMetaEntry(image, nullptr, "b", text, &size),
+                       LumoGetMetaEntry(image, "a", nullptr, text, &size)});
+    expectCodes(-50, {LumoGetGeometry(none, &n, &n, &n, &n), LumoGetBufferAddress(none, &data),
+                      LumoGetMetaData(none, text, &size), LumoSetMetaEntry(none, "a", "b", ""),
+                      LumoGetMetaEntry(none, "a", "b", text, &size),
+                      LumoAddPerformedStep(none, "x"), LumoGetExtHeader(none, text, &size),
+                      LumoGetDoseEquiv(none, &value, &value, &value, &value)});
+    expectCodes(-2,
+                {LumoGetPixel(image, 0, 0, nullptr), LumoGetBufferAddress(image, nullptr),
+                 LumoGetGeometry(image, &n, &n, &n, nullptr), LumoAddPerformedStep(image, nullptr),
+                 LumoGetMetaData(image, text, nullptr), LumoGetExtHeader(image, text, nullptr),
+                 LumoGetMetaEntry(image, "a", "b", text, nullptr),
+                 LumoGetDoseEquiv(image, &value, nullptr, &value, &value)});
 }
 
 TEST(Access, HandsTextsOutBySize) {
     ImageOwner owner(1, 1);
-    std::int32_t size = 99;
-    ASSERT_EQ(LumoGetMetaData(owner.image, nullptr, &size), 0);
-    EXPECT_EQ(size, owner->metaSize);
-    std::vector<char> text(static_cast<std::size_t>(size) + 1, '#');
-    ASSERT_EQ(LumoGetMetaData(owner.image, text.data(), &size), 0);
-    EXPECT_STREQ(text.data(), owner->metaData);
-    EXPECT_EQ(text.back(), '#');
-    char five[6] = "#####";
-    size = 5;
-    ASSERT_EQ(LumoGetMetaData(owner.image, five, &size), 0);
-    EXPECT_EQ(size, 5);
-    EXPECT_STREQ(five, "[Imag") << "cut without a terminating zero";
-
-    size = 0;
-    ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", "Creation Time", nullptr, &size), 0);
-    EXPECT_EQ(size, 30);
-    size = 0;
-    ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", "Missing", nullptr, &size), 0);
-    EXPECT_EQ(size, 1);
-    size = 99;
-    ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", "Creation Time", nullptr, &size), 0);
-    EXPECT_EQ(size, 30) << "no buffer asks for the size";
-    size = 10;
-    char value[10] = "#";
-    ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", "Missing", value, &size), 0);
-    EXPECT_EQ(size, 1);
-    EXPECT_STREQ(value, "");
+    const std::string whole = owner->metaData + std::string(1, '\0');
+    const auto length = std::int32_t(whole.size());
+    for (const std::int32_t room : {length, length + 5, 5}) {  // 5: without a terminating zero
+        std::string text(whole.size() + 9, '#');
+        std::int32_t size = room;
+        ASSERT_EQ(LumoGetMetaData(owner.image, text.data(), &size), 0);
+        EXPECT_EQ(size, std::min(room, length));
+        EXPECT_EQ(text.find('#'), std::size_t(size));
+        EXPECT_TRUE(whole.starts_with(text.substr(0, std::size_t(size))));
+    }
+    const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {
+        {"Creation Time", 0, 30}, {"Creation Time", 99, 30}, {"Missing", 0, 1}};
+    for (const auto& [key, room, expected] : cases) {  // without a buffer
+        std::int32_t size = room, all = room;
+        ASSERT_EQ(LumoGetMetaEntry(owner.image, "Image", key, nullptr, &size), 0);
+        EXPECT_EQ(size, expected) << key;
+        ASSERT_EQ(LumoGetMetaData(owner.image, nullptr, &all), 0);
+        EXPECT_EQ(all, length);
+    }
+    EXPECT_EQ(owner.entry("Image", "Missing"), "");
 }
 
 TEST(Access, SetsRemovesAndAppends) {
     ImageOwner owner(1, 1);
     const std::string value = "two\nlines\n[Image]\nSource=forged ";
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Notes", "text", value.c_str()), 0);
+    owner.set("Notes", "text", value.c_str());
     EXPECT_EQ(owner.entry("Notes", "text"), value);
     EXPECT_EQ(owner.entry("Image", "Source"), "");
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Notes", "text", nullptr), 0);
+    owner.set("Notes", "text", nullptr);
     EXPECT_EQ(owner.entry("Notes", "text"), "");
     ASSERT_EQ(LumoAddPerformedStep(owner.image, "a(b=1)"), 0);
     ASSERT_EQ(LumoAddPerformedStep(owner.image, "c"), 0);
     EXPECT_EQ(owner.entry("PerformedSteps", "Step1"), "c");
-    EXPECT_EQ(owner->metaSize, static_cast<int>(std::strlen(owner->metaData)) + 1);
+    expectWholeText(*owner.image);
 
     // A record whose metadata somebody took away reads as one with the empty text.
     std::free(std::exchange(owner->metaData, nullptr));
@@ -205,7 +181,7 @@ TEST(Access, SetsRemovesAndAppends) {
     EXPECT_EQ(LumoGetMetaData(owner.image, text, &size), 0);
     EXPECT_EQ(size, 1);
     EXPECT_STREQ(text, "");
-    EXPECT_EQ(LumoSetMetaEntry(owner.image, "a", "b", "c"), 0);
+    owner.set("a", "b", "c");
     EXPECT_EQ(owner.entry("a", "b"), "c");
 }
 
@@ -230,17 +206,13 @@ TEST(Raster, CreatesAndDestroysPlainRecords) {
 }
 
 TEST(Depth, WidensEveryCodeByTheSquareLaw) {
-    std::vector<std::uint8_t> codes(256);
-    for (std::size_t i = 0; i < codes.size(); ++i) codes[i] = static_cast<std::uint8_t>(i);
-    std::vector<std::uint16_t> values(256);
+    Bytes codes;
+    for (int code = 0; code < 256; ++code) put(codes, code, 1);
+    Pixels values(256);
     for (const int scale : {0, 1, 257, 4000, 10000, 65534, 65535}) {
-        ASSERT_EQ(Convert_Image8_16(codes.data(), values.data(), 16, 16,
-                                    static_cast<std::uint16_t>(scale)),
-                  0);
+        ASSERT_EQ(Convert_Image8_16(codes.data(), values.data(), 16, 16, std::uint16_t(scale)), 0);
         const double factor = scale / 65535.0;
-        for (int v = 0; v < 256; ++v)
-            ASSERT_EQ(values[static_cast<std::size_t>(v)], static_cast<int>(v * v * factor))
-                << v << " at " << scale;
+        for (const std::uint8_t v : codes) ASSERT_EQ(values[v], int(v * v * factor)) << scale;
     }
     EXPECT_EQ(values[255], 65025);
     EXPECT_EQ(Convert_Image8_16(codes.data(), nullptr, 1, 1, 1), -2);
@@ -248,90 +220,55 @@ TEST(Depth, WidensEveryCodeByTheSquareLaw) {
 }
 
 TEST(Depth, NarrowsByTheSquareRootLawAtAnySize) {
-    const struct {
-        std::vector<std::uint16_t> pixels;
-        int maximum;
-        std::vector<std::uint8_t> codes;
-    } cases[] = {
-        {{0, 100, 400, 65535}, 400, {0, 127, 255, 255}},
-        {{65535, 65535}, 65535, {255, 255}},
-        {{0, 65535, 0}, 0, {0, 0, 0}},
-        {{3, 3}, 3, {254, 254}},
-        {{10}, 10, {254}},
-        {{12}, 12, {254}},
-        {{65534}, 65534, {255}},
-        {{}, 65535, {}},
-    };
-    for (const auto& one : cases) {
-        std::vector<std::uint8_t> codes(one.codes.size() + 1, 77);
+    const std::tuple<Pixels, int, Bytes> cases[] = {{{0, 100, 400, 65535}, 400, {0, 127, 255, 255}},
+                                                    {{65535, 65535}, 65535, {255, 255}},
+                                                    {{0, 65535, 0}, 0, {0, 0, 0}},
+                                                    {{3, 3}, 3, {254, 254}},
+                                                    {{10}, 10, {254}},
+                                                    {{12}, 12, {254}},
+                                                    {{65534}, 65534, {255}},
+                                                    {Pixels{}, 65535, Bytes{}}};
+    for (const auto& [pixels, white, narrowed] : cases) {
+        Bytes codes(narrowed.size() + 1, 77), expected = narrowed;
+        expected.push_back(77);
         std::uint16_t maximum = 1;
-        ASSERT_EQ(Convert_Image16_8(codes.size() > 1 ? one.pixels.data()
-                                    : codes.size()   ? &maximum
-                                                     : nullptr,
-                                    codes.data(), static_cast<int>(one.pixels.size()), 1, 10000,
-                                    &maximum),
-                  0);
-        EXPECT_EQ(maximum, one.maximum);
-        EXPECT_EQ(codes.back(), 77);
-        codes.pop_back();
-        EXPECT_EQ(codes, one.codes);
+        const int width = int(pixels.size());
+        const std::uint16_t* source = width > 0 ? pixels.data() : &maximum;
+        ASSERT_EQ(Convert_Image16_8(source, codes.data(), width, 1, 10000, &maximum), 0);
+        EXPECT_EQ(maximum, white);
+        EXPECT_EQ(codes, expected);
     }
     // More pixels than grey values go through a table.
     const Raster raster = noise(300, 300);
-    std::vector<std::uint8_t> codes(raster.pixels.size());
+    Bytes codes(raster.pixels.size());
     std::uint16_t maximum = 0;
     ASSERT_EQ(Convert_Image16_8(raster.pixels.data(), codes.data(), 300, 300, 0, &maximum), 0);
-    const double k = 255 / std::sqrt(static_cast<double>(maximum));
-    for (std::size_t i = 0; i < codes.size(); ++i) {
-        const double v = std::sqrt(static_cast<double>(raster.pixels[i])) * k;
-        ASSERT_EQ(codes[i], v > 255 ? 255 : static_cast<int>(v)) << raster.pixels[i];
-    }
-}
-
-ImageInfo validInfo() {
-    ImageInfo info{};
-    info.headerSize = 108;
-    info.width = 3;
-    info.height = 2;
-    info.resX = 1000;
-    info.resY = 1000000;
-    info.bits = 14;
-    info.offsetX = 5;
-    info.slotMask = 6;
-    info.year = 1997;
-    info.month = 12;
-    info.day = 31;
-    info.hour = 23;
-    info.minute = 59;
-    info.second = 58;
-    std::memcpy(info.source, "0123456789ABCDEF0123456789abcdef", 32);
-    info.reserved[13] = 9;
-    info.reserved2 = 0x1234;
-    info.rotation = 90;
-    info.pixelsize = -7;
-    info.scale = 0.1F;
-    info.maxPix = 60000;
-    info.avgPix = 1234;
-    info.modeUuid = 200;
-    info.maxPixValue = 65535;
-    return info;
+    const double k = 255 / std::sqrt(double(maximum));
+    for (std::size_t i = 0; i < codes.size(); ++i)
+        ASSERT_EQ(codes[i], int(std::min(std::sqrt(double(raster.pixels[i])) * k, 255.0))) << i;
 }
 
 TEST(ImageInfo, EveryFieldTravelsAtItsOffset) {
     const TempFolder folder;
-    const ImageInfo info = validInfo();
+    ImageInfo info = sampleInfo(), read{};
+    info.reserved[13] = 9;
+    info.reserved2 = 0x1234;
+    info.pixelsize = -7;
+    Bytes bytes;
+    const auto add = [&](std::initializer_list<std::int64_t> values, int size) {
+        for (const std::int64_t value : values) put(bytes, value, size);
+    };
+    add({108, 2, 3, 80000, 125000}, 4);
+    add({14}, 1), add({70000}, 4), add({3}, 1), add({2008}, 2), add({12, 1, 9, 5, 3}, 1);
+    bytes.insert(bytes.end(), info.source, info.source + 32);
+    bytes.resize(bytes.size() + 13);
+    add({9}, 1), add({0x1234}, 2), add({90}, 1), add({-7, 0x3DCCCCCD}, 4);
+    add({60001, 1234}, 2), add({200}, 1), add({65535}, 2), add({0}, 4);
     writeFile(folder / "img.raw", {});
     ASSERT_EQ(WriteImageInfo(info, (folder / "img.txt").c_str()), 0);
-    const auto bytes = readFile(folder / "img.txt");
-    ASSERT_EQ(bytes.size(), 101U);
-    const std::pair<std::size_t, int> offsets[] = {
-        {0, 108},   {4, 3},     {12, 0xE8}, {20, 14},   {21, 5},   {25, 6},    {26, 0xCD},
-        {28, 12},   {32, 58},   {33, '0'},  {64, 'f'},  {78, 9},   {79, 0x34}, {81, 90},
-        {82, 0xF9}, {86, 0xCD}, {90, 0x60}, {92, 0xD2}, {94, 200}, {95, 0xFF}, {97, 0}};
-    for (const auto& [offset, value] : offsets) EXPECT_EQ(bytes[offset], value) << offset;
-    ImageInfo read{};
+    EXPECT_EQ(readFile(folder / "img.txt"), bytes);
     ASSERT_EQ(Get_ImageInfo(&read, (folder / "img.raw").c_str()), 0);
-    EXPECT_EQ(encodeInfoHeader(read), encodeInfoHeader(info));
+    EXPECT_EQ(infoBytes(read), bytes);
     EXPECT_EQ(WriteImageInfo(info, (folder / "no/img.txt").c_str()), -1);
     EXPECT_EQ(WriteImageInfo(info, "/dev/full"), -16);
     EXPECT_EQ(WriteImageInfo(info, nullptr), -1);
@@ -341,29 +278,33 @@ TEST(ImageInfo, ChecksEveryRangeAndEveryLength) {
     const TempFolder folder;
     const std::string image = folder / "img.xyz", text = folder / "img.txt";
     writeFile(image, {});
-    using Change = void (*)(ImageInfo&);
-    const std::pair<Change, int> changes[] = {
-        {[](ImageInfo& i) { i.width = 0; }, -1},      {[](ImageInfo& i) { i.width = 65535; }, 0},
-        {[](ImageInfo& i) { i.height = 65536; }, -1}, {[](ImageInfo& i) { i.resX = 999; }, -1},
-        {[](ImageInfo& i) { i.resY = 1000001; }, -1}, {[](ImageInfo& i) { i.offsetX = -1; }, -1},
-        {[](ImageInfo& i) { i.year = 1996; }, -1},    {[](ImageInfo& i) { i.month = 13; }, -1},
-        {[](ImageInfo& i) { i.month = 0; }, 0},       {[](ImageInfo& i) { i.day = 32; }, -1},
-        {[](ImageInfo& i) { i.hour = 24; }, -1},      {[](ImageInfo& i) { i.minute = 60; }, -1},
-        {[](ImageInfo& i) { i.second = 60; }, -1},    {[](ImageInfo& i) { i.day = 0; }, 0},
-    };
-    for (std::size_t i = 0; i < std::size(changes); ++i) {
-        ImageInfo info = validInfo(), read{};
-        changes[i].first(info);
-        ASSERT_EQ(WriteImageInfo(info, text.c_str()), 0);
-        EXPECT_EQ(Get_ImageInfo(&read, image.c_str()), changes[i].second) << i;
-        EXPECT_EQ(encodeInfoHeader(read), encodeInfoHeader(info))
-            << "the record keeps what was read";
-    }
-    const auto whole = encodeInfoHeader(validInfo());
-    for (std::size_t length = 0; length < whole.size(); ++length) {
+    const Bytes good = infoBytes(sampleInfo());
+    const std::tuple<std::ptrdiff_t, int, std::vector<int>, std::vector<int>> fields[] = {
+        {4, 4, {1, 65535}, {-1, 0, 65536}},
+        {8, 4, {1, 65535}, {-1, 0, 65536}},
+        {12, 4, {1000, 1000000}, {-1, 999, 1000001}},
+        {16, 4, {1000, 1000000}, {-1, 999, 1000001}},
+        {21, 4, {0, INT32_MAX}, {-1}},
+        {26, 2, {1997, 65535}, {0, 1996}},
+        {28, 1, {0, 12}, {13, 255}},
+        {29, 1, {0, 31}, {32}},
+        {30, 1, {0, 23}, {24}},
+        {31, 1, {0, 59}, {60}},
+        {32, 1, {0, 59}, {60}}};
+    for (const auto& [offset, size, accepted, refused] : fields)
+        for (const auto& [code, values] : {std::pair{0, accepted}, {-1, refused}})
+            for (const int value : values) {
+                Bytes changed, bytes = good;
+                put(changed, value, size);
+                std::ranges::copy(changed, bytes.begin() + offset);
+                writeFile(text, bytes);
+                ImageInfo read{};
+                EXPECT_EQ(Get_ImageInfo(&read, image.c_str()), code) << offset << ": " << value;
+                EXPECT_EQ(infoBytes(read), bytes) << "the record keeps what was read";
+            }
+    for (std::size_t length = 0; length < good.size(); ++length) {
         ImageInfo read{};
-        EXPECT_LT(decodeInfoHeader(std::span(whole).first(length), read), infoHeaderItems)
-            << length;
+        EXPECT_LT(decodeInfoHeader(std::span(good).first(length), read), infoHeaderItems) << length;
     }
     std::filesystem::remove(image);
     ImageInfo read{};
@@ -375,20 +316,18 @@ TEST(ImageInfo, ChecksEveryRangeAndEveryLength) {
 TEST(ExtraHeader, DeliversWhatTheFileHolds) {
     const TempFolder folder;
     const std::string image = folder / "img.xyz";
-    for (const auto& [claimed, held] : std::vector<std::pair<int, std::size_t>>{
-             {5, 5}, {5, 9}, {1000000000, 3}, {0, 4}, {-1, 4}}) {
-        ImageInfo info = validInfo();
+    for (const auto& [claimed, held] :
+         {std::pair{5, 5}, {5, 9}, {1000000000, 3}, {0, 4}, {-1, 4}}) {
+        ImageInfo info = sampleInfo();
         info.extHeaderSize = claimed;
-        const auto header = encodeInfoHeader(info);
-        std::vector<std::uint8_t> bytes(header.begin(), header.end());
-        for (std::size_t i = 0; i < held; ++i) bytes.push_back(static_cast<std::uint8_t>('a' + i));
-        writeFile(folder / "img.txt", bytes);
-        const int expected = claimed <= 0 ? 0 : std::min(claimed, static_cast<int>(held));
-        char block[16] = "";
+        Bytes block;
+        for (int i = 0; i < held; ++i) put(block, 'a' + i, 1);
+        writeFile(folder / "img.txt", infoBytes(info, block));
+        const int expected = claimed <= 0 ? 0 : std::min(claimed, held);
+        char delivered[16] = "";
         EXPECT_EQ(Get_ImageExtraHeaderSize(image.c_str()), expected);
-        EXPECT_EQ(Get_ImageExtraHeader(image.c_str(), block), expected);
-        EXPECT_EQ(std::string(block),
-                  std::string("abcdefghi").substr(0, static_cast<std::size_t>(expected)));
+        EXPECT_EQ(Get_ImageExtraHeader(image.c_str(), delivered), expected);
+        EXPECT_EQ(delivered, std::string("abcdefghi").substr(0, std::size_t(expected)));
         EXPECT_EQ(Get_ImageExtraHeader(image.c_str(), nullptr), 0);
     }
     char block[4];

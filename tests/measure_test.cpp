@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <numeric>
+#include <tuple>
 
 #include "image/pixel.h"
 #include "support/support.h"
@@ -12,7 +14,6 @@ namespace lumo::test {
 namespace {
 
 using Counts = std::vector<std::uint32_t>;
-using Pixels = std::vector<std::uint16_t>;
 
 Roi wholeOf(const Raster& raster) {
     return {0, 0, raster.width - 1, raster.height - 1};
@@ -37,32 +38,23 @@ Counts countsOf(const Pixels& pixels) {
     return counts;
 }
 
-/// A raster of one row.
-Raster rowOf(const Pixels& pixels) {
-    Raster raster(static_cast<int>(pixels.size()), 1);
-    raster.pixels = pixels;
-    return raster;
+std::uint16_t meanOf(const Pixels& pixels) {
+    return std::uint16_t(std::accumulate(pixels.begin(), pixels.end(), std::uint64_t{0}) /
+                         pixels.size());
 }
 
 void expectStatistics(const ImageValue& value, const Pixels& pixels) {
+    long double sum = 0, squares = 0;
     const auto count = static_cast<long double>(pixels.size());
-    std::uint64_t sum = 0;
     for (const std::uint16_t pixel : pixels) sum += pixel;
-    const long double mean = static_cast<long double>(sum) / count;
-    long double squares = 0;
-    for (const std::uint16_t pixel : pixels) squares += (pixel - mean) * (pixel - mean);
+    for (const std::uint16_t pixel : pixels)
+        squares += (pixel - sum / count) * (pixel - sum / count);
     const auto sigma = static_cast<double>(std::sqrt(squares / count));
     EXPECT_EQ(value.size, 24U);
     EXPECT_EQ(value.min, std::ranges::min(pixels));
     EXPECT_EQ(value.max, std::ranges::max(pixels));
-    EXPECT_EQ(value.mean, static_cast<double>(sum) / static_cast<double>(pixels.size()));
+    EXPECT_EQ(value.mean, static_cast<double>(sum) / static_cast<double>(count));
     EXPECT_NEAR(value.sigma, sigma, 1e-12 * sigma);
-}
-
-std::uint16_t meanOf(const Pixels& pixels) {
-    std::uint64_t sum = 0;
-    for (const std::uint16_t pixel : pixels) sum += pixel;
-    return static_cast<std::uint16_t>(sum / pixels.size());
 }
 
 TEST(Measure, StatisticsHistogramsAndProfilesEqualTheirTwins) {
@@ -99,24 +91,23 @@ TEST(Measure, StatisticsHistogramsAndProfilesEqualTheirTwins) {
 }
 
 TEST(Measure, SumsOfLargeRastersAreExact) {
-    constexpr int side = 4100, wide = 9000;  // more than 2^24 pixels; more columns than one block
+    constexpr int width = 9000, height = 1900;  // over 2^24 pixels, more columns than one block
     for (const std::uint16_t grey : Pixels{0, 255, 32767, 32768, 65535}) {
-        Raster square(side, side, grey), strip(wide, 1900, grey);
+        Raster raster(width, height, grey);
         ImageValue value{};
-        EXPECT_EQ(Get_ImageValue(square.image(), &value), 0);
-        EXPECT_EQ(value.mean, grey);
-        EXPECT_EQ(value.sigma, 0.0);
+        EXPECT_EQ(Get_ImageValue(raster.image(), &value), 0);
+        expectStatistics(value, raster.pixels);
         Counts counts(greyValues);
-        EXPECT_EQ(Make_Histogram(square.image(), counts.data()), 0);
-        EXPECT_EQ(counts[grey], std::uint32_t{side} * side);
-        Pixels profile(wide);
-        EXPECT_EQ(Make_XScan(strip.image(), wholeOf(strip), profile.data()), 0);
-        EXPECT_EQ(profile, Pixels(wide, grey));
-        EXPECT_EQ(Make_YScan(strip.image(), wholeOf(strip), profile.data()), 0);
-        EXPECT_EQ(profile[1899], grey);
-        strip.pixels.back() ^= 1;
-        EXPECT_EQ(Get_ImageValue(strip.image(), &value), 0);
-        const double share = 1.0 / (wide * 1900.0);
+        EXPECT_EQ(Make_Histogram(raster.image(), counts.data()), 0);
+        EXPECT_EQ(counts[grey], std::uint32_t{width} * height);
+        Pixels columns(width), rows(height);
+        EXPECT_EQ(Make_XScan(raster.image(), wholeOf(raster), columns.data()), 0);
+        EXPECT_EQ(columns, Pixels(width, grey));
+        EXPECT_EQ(Make_YScan(raster.image(), wholeOf(raster), rows.data()), 0);
+        EXPECT_EQ(rows, Pixels(height, grey));
+        raster.pixels.back() ^= 1;
+        EXPECT_EQ(Get_ImageValue(raster.image(), &value), 0);
+        const double share = 1.0 / (double{width} * height);
         EXPECT_NEAR(value.sigma, std::sqrt(share * (1 - share)), 1e-15);
     }
 }
@@ -126,16 +117,15 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
     Counts counts(greyValues, 5);
     Pixels profile(9, 5);
     const Image image = raster.image(), missing{9, 7, nullptr}, flat{0, 7, raster.pixels.data()};
-    const ImageValue before{1, 2, 3, 4.0, 5.0};
-    ImageValue value = before;
+    ImageValue value{1, 2, 3, 4.0, 5.0};
     const auto expectAll = [&](const Image& on, Roi region, int code) {
-        EXPECT_EQ(Get_ImageValueRoi(on, region, &value), code);
-        EXPECT_EQ(Get_ImageValueLimRoi(on, region, &value, 0, 0), code);
-        EXPECT_EQ(Make_HistogramRoi(on, region, counts.data()), code);
-        EXPECT_EQ(Make_HistogramScaledRoi(on, region, counts.data(), 4, 0, 0, 9), code);
-        EXPECT_EQ(Make_XScan(on, region, profile.data()), code);
-        EXPECT_EQ(Make_YScan(on, region, profile.data()), code);
-        EXPECT_EQ(Write_ImageRoi("/dev/null", on, region), code);
+        expectCodes(
+            code,
+            {Get_ImageValueRoi(on, region, &value), Get_ImageValueLimRoi(on, region, &value, 0, 0),
+             Make_HistogramRoi(on, region, counts.data()),
+             Make_HistogramScaledRoi(on, region, counts.data(), 4, 0, 0, 9),
+             Make_XScan(on, region, profile.data()), Make_YScan(on, region, profile.data()),
+             Write_ImageRoi("/dev/null", on, region)});
     };
     for (const Roi& outside : {Roi{0, 0, 9, 6}, Roi{0, 0, 8, 7}, Roi{-1, 0, 8, 6}, Roi{0, -1, 8, 6},
                                Roi{INT32_MIN, 0, INT32_MAX, 6}})
@@ -151,15 +141,14 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
     EXPECT_EQ(Make_HistogramScaled(image, counts.data(), 0, 0, 0, 9), -2);
     EXPECT_EQ(Make_HistogramScaled(image, counts.data(), 4, 0, 9, 8), -2);
     EXPECT_EQ(Get_ImageValue(missing, &value), -50);
-    EXPECT_EQ(value.mean, before.mean);
+    EXPECT_EQ(value.min + value.max + value.mean + value.sigma, 2 + 3 + 4.0 + 5.0);
     EXPECT_EQ(counts, Counts(greyValues, 5));
     EXPECT_EQ(profile, Pixels(9, 5));
 
-    EXPECT_EQ(Get_ImageValue(image, nullptr), -2);
-    EXPECT_EQ(Get_ImageValueLim(image, nullptr, 0, 0), -2);
-    EXPECT_EQ(Make_Histogram(image, nullptr), -2);
-    EXPECT_EQ(Make_HistogramScaled(image, nullptr, 4, 0, 0, 9), -2);
-    EXPECT_EQ(Get_HistoValue(image, 0, 0, nullptr, nullptr), -2);
+    expectCodes(-2,
+                {Get_ImageValue(image, nullptr), Get_ImageValueLim(image, nullptr, 0, 0),
+                 Make_Histogram(image, nullptr), Make_HistogramScaled(image, nullptr, 4, 0, 0, 9),
+                 Get_HistoValue(image, 0, 0, nullptr, nullptr)});
     EXPECT_EQ(Make_XScan(image, wholeOf(raster), nullptr), -50);
 
     EXPECT_EQ(Get_ImageValue(flat, &value), 0);
@@ -171,13 +160,8 @@ TEST(Measure, RejectsWhatItCannotMeasure) {
 }
 
 TEST(Measure, LimitsKeepTheirSpread) {
-    struct Case {
-        Pixels pixels;
-        std::int32_t lowPpm, highPpm;
-        int low, high;
-        double mean;
-    };
-    const Case cases[] = {
+    const Pixels five{100, 200, 300, 400, 500};
+    const std::tuple<Pixels, std::int32_t, std::int32_t, int, int, double> cases[] = {
         {{1000, 1005}, 0, 0, 984, 1021, 1002.5},
         {{10, 20}, 0, 0, 10, 36, 15},
         {{65530, 65534}, 0, 0, 65514, 65534, 65532},
@@ -186,28 +170,26 @@ TEST(Measure, LimitsKeepTheirSpread) {
         {{0, 0, 0}, 0, 0, 0, 65535, 0},
         {{65535, 65535}, 0, 0, 0, 65535, 65535},
         {{0, 65535, 500, 40000}, 0, 0, 500, 40000, 20250},
-        {{100, 200, 300, 400, 500}, -1, 200000, 0, 400, 250},
-        {{100, 200, 300, 400, 500}, 199999, -7, 100, 65535, 300},
-        {{100, 200, 300, 400, 500}, 200000, 0, 200, 500, 350},
-        {{100, 200, 300, 400, 500}, 500000, 400000, 300 - 16, 300 + 16, 300},
-    };
-    for (const Case& given : cases) {
-        Raster raster = rowOf(given.pixels);
-        ImageValue value{}, region{};
-        EXPECT_EQ(Get_ImageValueLim(raster.image(), &value, given.lowPpm, given.highPpm), 0);
-        EXPECT_EQ(value.size, 24U);
-        EXPECT_EQ(value.min, given.low);
-        EXPECT_EQ(value.max, given.high);
-        EXPECT_EQ(value.mean, given.mean);
-        EXPECT_EQ(value.sigma, 0.0);
-        raster = Raster(raster.width + 4, 1, 1);
-        std::ranges::copy(given.pixels, raster.pixels.begin() + 4);
-        EXPECT_EQ(Get_ImageValueLimRoi(raster.image(), {raster.width - 1, 0, 4, 0}, &region,
-                                       given.lowPpm, given.highPpm),
-                  0);
-        EXPECT_EQ(region.min, given.low);
-        EXPECT_EQ(region.max, given.high);
-        EXPECT_EQ(region.mean, given.mean);
+        {five, -1, 200000, 0, 400, 250},
+        {five, 199999, -7, 100, 65535, 300},
+        {five, 200000, 0, 200, 500, 350},
+        {five, 500000, 400000, 300 - 16, 300 + 16, 300}};
+    for (const auto& [pixels, lowPpm, highPpm, low, high, mean] : cases) {
+        const int width = int(pixels.size());
+        Raster raster(width, 1, pixels), wider(width + 4, 1, 1);
+        std::ranges::copy(pixels, wider.pixels.begin() + 4);
+        ImageValue values[2] = {};
+        EXPECT_EQ(Get_ImageValueLim(raster.image(), &values[0], lowPpm, highPpm), 0);
+        EXPECT_EQ(
+            Get_ImageValueLimRoi(wider.image(), {width + 3, 0, 4, 0}, &values[1], lowPpm, highPpm),
+            0);
+        for (const ImageValue& value : values) {
+            EXPECT_EQ(value.size, 24U);
+            EXPECT_EQ(value.min, low);
+            EXPECT_EQ(value.max, high);
+            EXPECT_EQ(value.mean, mean);
+            EXPECT_EQ(value.sigma, 0.0);
+        }
     }
 }
 
@@ -235,137 +217,105 @@ TEST(Measure, LimitsAndSharesFollowTheSortedPixels) {
         ASSERT_EQ(Get_HistoValue(raster.image(), 65535, 0, &low, &high), 0);
         EXPECT_EQ(low, std::ssize(sorted) * 1000000 / (61 * 37));
         EXPECT_EQ(high, low);
-        ASSERT_EQ(Get_HistoValue(raster.image(), 0, 65535, &low, &high), 0);
-        EXPECT_EQ(low + high, 0U);
     }
     std::uint32_t low = 9, high = 9;
+    ASSERT_EQ(Get_HistoValue(noise(61, 37).image(), 0, 65535, &low, &high), 0);
+    EXPECT_EQ(low + high, 0U);
+    low = high = 9;
     EXPECT_EQ(Get_HistoValue(Image{3, 3, nullptr}, 1, 1, &low, &high), -50);
     EXPECT_EQ(low + high, 0U);
 }
 
 Counts scaled(Raster raster, int bins, int height, int lo, int hi) {
-    Counts condensed(static_cast<std::size_t>(bins));
+    Counts whole(std::size_t(bins) + 1, 77), region = whole;
+    const auto b = std::uint16_t(bins), h = std::uint16_t(height);
+    const auto from = std::uint16_t(lo), to = std::uint16_t(hi);
+    EXPECT_EQ(Make_HistogramScaled(raster.image(), whole.data(), b, h, from, to), 0);
     EXPECT_EQ(
-        Make_HistogramScaled(raster.image(), condensed.data(), static_cast<std::uint16_t>(bins),
-                             static_cast<std::uint16_t>(height), static_cast<std::uint16_t>(lo),
-                             static_cast<std::uint16_t>(hi)),
-        0);
-    return condensed;
+        Make_HistogramScaledRoi(raster.image(), wholeOf(raster), region.data(), b, h, from, to), 0);
+    EXPECT_EQ(whole, region);
+    EXPECT_EQ(whole.back(), 77U);
+    whole.pop_back();
+    return whole;
 }
 
 TEST(Measure, CondensesHistograms) {
     // Grey value 100 once, 101 twice, ... 109 ten times.
-    Pixels stairs;
-    for (int i = 0; i < 10; ++i)
-        stairs.insert(stairs.end(), static_cast<std::size_t>(i + 1),
-                      static_cast<std::uint16_t>(100 + i));
-    const Raster raster = rowOf(stairs);
-    EXPECT_EQ(scaled(raster, 20, 0, 100, 109),
-              (Counts{1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 8, 8, 9, 9, 10, 10, 10}));
-    EXPECT_EQ(scaled(raster, 5, 0, 100, 109), (Counts{3, 7, 11, 15, 19}));
-    EXPECT_EQ(scaled(raster, 3, 0, 100, 109), (Counts{6, 15, 34}));
-    EXPECT_EQ(scaled(raster, 5, 100, 100, 109), (Counts{15, 36, 57, 78, 100}));
-    EXPECT_EQ(scaled(raster, 2, 100, 200, 209), (Counts{0, 0}));
-    EXPECT_EQ(scaled(raster, 1, 0, 109, 109), (Counts{10}));
+    Raster stairs(55, 1);
+    for (std::size_t i = 0, at = 0; i < 10; ++i)
+        for (std::size_t k = 0; k <= i; ++k) stairs.pixels[at++] = std::uint16_t(100 + i);
+    const std::tuple<int, int, int, int, Counts> cases[] = {
+        {20, 0, 100, 109, {1, 2, 2, 3, 3, 4, 4, 5, 5, 6, 6, 7, 7, 8, 8, 9, 9, 10, 10, 10}},
+        {5, 0, 100, 109, {3, 7, 11, 15, 19}},
+        {3, 0, 100, 109, {6, 15, 34}},
+        {5, 100, 100, 109, {15, 36, 57, 78, 100}},
+        {2, 100, 200, 209, {0, 0}},
+        {1, 0, 109, 109, {10}}};
+    for (const auto& [bins, height, lo, hi, counts] : cases)
+        EXPECT_EQ(scaled(stairs, bins, height, lo, hi), counts);
 
-    Raster grey = noise(70, 50);
+    const Raster grey = noise(70, 50);
     const Counts all = countsOf(grey.pixels), quarter = scaled(grey, 256, 0, 0, 65535);
-    for (std::size_t i = 0; i < 256; ++i) {
-        std::uint32_t sum = 0;
-        for (std::size_t v = 0; v < 256; ++v) sum += all[256 * i + v];
-        EXPECT_EQ(quarter[i], sum) << i;
-    }
+    for (std::size_t i = 0; i < 256; ++i)
+        EXPECT_EQ(quarter[i], std::accumulate(&all[256 * i], &all[256 * i] + 256, 0U)) << i;
     // Whatever the numbers, the highest bin has the height: 3 / 10 * 10 is less than 3.
-    for (int height = 1; height < 400; ++height) {
-        const Counts bins = scaled(grey, 97, height, 0, 65535);
-        EXPECT_EQ(std::ranges::max(bins), static_cast<std::uint32_t>(height));
-    }
-    Counts region(256), whole(256);
-    EXPECT_EQ(Make_HistogramScaledRoi(grey.image(), wholeOf(grey), region.data(), 256, 40, 7, 9000),
-              0);
-    EXPECT_EQ(region, scaled(grey, 256, 40, 7, 9000));
+    for (int height = 1; height < 400; ++height)
+        EXPECT_EQ(std::ranges::max(scaled(grey, 97, height, 0, 65535)), std::uint32_t(height));
 }
 
 TEST(RasterOperations, InvertAndCopyEqualTheirTwins) {
-    atEveryLevelAndSize([](const Raster& original) {
-        Raster from = original, to(original.width, original.height), twin = original;
-        for (auto& pixel : twin.pixels) pixel = static_cast<std::uint16_t>(65535 - pixel);
-        ASSERT_EQ(Invert_Image(from.image(), to.image()), 0);
-        EXPECT_EQ(to, twin);
-        EXPECT_EQ(from, original);
-        ASSERT_EQ(Copy_Image(to.image(), from.image()), 0);
-        EXPECT_EQ(from, twin);
-        ASSERT_EQ(Invert_Image(from.image(), from.image()), 0);
-        EXPECT_EQ(from, original);
+    atEverySize([](const Raster& raster) {
+        Raster twin = raster;
+        for (auto& pixel : twin.pixels) pixel = std::uint16_t(65535 - pixel);
+        expectGives(Invert_Image, raster, twin);
+        expectGives(Copy_Image, raster, raster);
     });
-    Raster large(1500, 1401), inverted(1500, 1401, 3), other(1500, 1400);
-    EXPECT_EQ(Invert_Image(large.image(), inverted.image()), 0);
-    EXPECT_EQ(inverted, Raster(1500, 1401, 65535));
+    Raster large(1500, 1401), other(1500, 1400);
+    const Image missing{1500, 1401, nullptr}, flat{0, 5, large.pixels.data()};
     for (auto* operation : {Invert_Image, Copy_Image}) {
         EXPECT_EQ(operation(large.image(), other.image()), -50);
-        EXPECT_EQ(operation(Image{1500, 1401, nullptr}, large.image()), -50);
-        EXPECT_EQ(operation(large.image(), Image{1500, 1401, nullptr}), -50);
-        EXPECT_EQ(operation(Image{0, 5, large.pixels.data()}, Image{0, 5, large.pixels.data()}), 0);
+        EXPECT_EQ(operation(missing, large.image()), -50);
+        EXPECT_EQ(operation(large.image(), missing), -50);
+        EXPECT_EQ(operation(flat, flat), 0);
     }
+    expectGives(Invert_Image, large, Raster(1500, 1401, 65535));
 }
 
-/// A record whose raster is freed with it.
-struct OwnedImage : Image {
-    OwnedImage() : Image{} {}
-    explicit OwnedImage(const Raster& raster) : Image{} {
-        Create_Image(static_cast<std::uint16_t>(raster.width),
-                     static_cast<std::uint16_t>(raster.height), this);
-        if (data != nullptr) std::ranges::copy(raster.pixels, data);
-    }
-    ~OwnedImage() { Destroy_Image(this); }
-    OwnedImage(const OwnedImage&) = delete;
-    OwnedImage& operator=(const OwnedImage&) = delete;
-    [[nodiscard]] Raster raster() const {
-        Raster copy(width, height);
-        std::copy_n(data, copy.pixels.size(), copy.pixels.begin());
-        return copy;
-    }
-};
-
 TEST(RasterOperations, CropsToTheClippedRegion) {
-    struct Case {
-        Roi region, clipped;
-    };
     constexpr std::int32_t lowest = INT32_MIN, highest = INT32_MAX;
-    const Case cases[] = {
-        {{90, 70, 150, 120}, {90, 70, 99, 79}},
-        {{200, 5, 250, 10}, {99, 79, 99, 79}},
-        {{5, 200, 10, 250}, {99, 79, 99, 79}},
-        {{20, 30, 10, 25}, {10, 25, 20, 30}},
-        {{-5, -6, 3, 2}, {0, 0, 3, 2}},
-        {{-5, -6, -2, -2}, {0, 0, 0, 0}},
-        {{-5, 7, -2, 9}, {0, 7, 0, 9}},
-        {{0, 0, 99, 79}, {0, 0, 99, 79}},
-        {{1, 0, 99, 79}, {1, 0, 99, 79}},
-        {{lowest, lowest, highest, highest}, {0, 0, 99, 79}},
-        {{40, 40, 40, 40}, {40, 40, 40, 40}},
-        {{99, 79, 100, 80}, {99, 79, 99, 79}},
-    };
+    const Roi whole{0, 0, 99, 79}, last{99, 79, 99, 79}, first{0, 0, 0, 0}, dot{40, 40, 40, 40};
+    const std::pair<Roi, Roi> cases[] = {{whole, whole},
+                                         {dot, dot},
+                                         {{lowest, lowest, highest, highest}, whole},
+                                         {{200, 5, 250, 10}, last},
+                                         {{5, 200, 10, 250}, last},
+                                         {{99, 79, 100, 80}, last},
+                                         {{90, 70, 150, 120}, {90, 70, 99, 79}},
+                                         {{1, 0, 99, 79}, {1, 0, 99, 79}},
+                                         {{-5, -6, -2, -2}, first},
+                                         {{-5, -6, 3, 2}, {0, 0, 3, 2}},
+                                         {{-5, 7, -2, 9}, {0, 7, 0, 9}},
+                                         {{20, 30, 10, 25}, {10, 25, 20, 30}}};
     const Raster raster = noise(100, 80);
     for (const auto& [region, clipped] : cases) {
-        Raster twin(clipped.x2 - clipped.x1 + 1, clipped.y2 - clipped.y1 + 1);
-        twin.pixels = pixelsIn(raster, clipped);
+        const Raster twin(clipped.x2 - clipped.x1 + 1, clipped.y2 - clipped.y1 + 1,
+                          pixelsIn(raster, clipped));
         OwnedImage source(raster), fresh, reused(Raster(100, 90, 7));
         std::uint16_t* const block = reused.data;
         ASSERT_EQ(Crop_Image(&source, &fresh, region), 0);
-        EXPECT_EQ(fresh.raster(), twin);
+        EXPECT_EQ(Raster(fresh), twin);
         ASSERT_EQ(Crop_Image(&source, &reused, region), 0);
-        EXPECT_EQ(reused.raster(), twin);
+        EXPECT_EQ(Raster(reused), twin);
         EXPECT_EQ(reused.data, block);
-        EXPECT_EQ(source.raster(), raster);
+        EXPECT_EQ(Raster(source), raster);
         ASSERT_EQ(Crop_Image(&source, nullptr, region), 0);
-        EXPECT_EQ(source.raster(), twin);
+        EXPECT_EQ(Raster(source), twin);
     }
     OwnedImage source(raster), tooNarrow(Raster(9, 20)), tooLow(Raster(20, 9)), none;
     for (OwnedImage* small : {&tooNarrow, &tooLow}) {
-        const Raster before = small->raster();
+        const Raster before = Raster(*small);
         EXPECT_EQ(Crop_Image(&source, small, {0, 0, 9, 9}), -50);
-        EXPECT_EQ(small->raster(), before);
+        EXPECT_EQ(Raster(*small), before);
     }
     Image flat{0, 80, source.data};
     EXPECT_EQ(Crop_Image(nullptr, &none, {0, 0, 1, 1}), -50);
@@ -377,8 +327,7 @@ TEST(RasterOperations, CropsToTheClippedRegion) {
 TEST(RasterOperations, BinningEqualsItsTwin) {
     const auto expectTwin = [](Raster raster, int factorX, int factorY) {
         OwnedImage binned;
-        ASSERT_EQ(Bin_Image(raster.image(), &binned, static_cast<std::uint8_t>(factorX),
-                            static_cast<std::uint8_t>(factorY)),
+        ASSERT_EQ(Bin_Image(raster.image(), &binned, std::uint8_t(factorX), std::uint8_t(factorY)),
                   0);
         Raster twin(raster.width / factorX, raster.height / factorY);
         for (int y = 0; y < twin.height; ++y)
@@ -386,7 +335,7 @@ TEST(RasterOperations, BinningEqualsItsTwin) {
                 twin.at(x, y) =
                     meanOf(pixelsIn(raster, {x * factorX, y * factorY, (x + 1) * factorX - 1,
                                              (y + 1) * factorY - 1}));
-        ASSERT_EQ(binned.raster(), twin) << factorX << " x " << factorY;
+        ASSERT_EQ(Raster(binned), twin) << factorX << " x " << factorY;
     };
     atEveryLevelAndSize([&](const Raster& raster) {
         for (int factor = 1; factor <= 6; ++factor)
@@ -416,14 +365,10 @@ TEST(RasterOperations, WritesRegions) {
          {Roi{3, 4, 3, 4}, wholeOf(raster), innerOf(raster), Roi{899, 0, 899, 499}}) {
         const Pixels pixels = pixelsIn(raster, region);
         const int width = std::abs(region.x2 - region.x1) + 1;
-        Pixels words{static_cast<std::uint16_t>(width),
-                     static_cast<std::uint16_t>(pixels.size() / static_cast<std::size_t>(width))};
-        words.insert(words.end(), pixels.begin(), pixels.end());
-        std::vector<std::uint8_t> bytes;
-        for (const std::uint16_t word : words) {
-            bytes.push_back(static_cast<std::uint8_t>(word & 255));
-            bytes.push_back(static_cast<std::uint8_t>(word >> 8));
-        }
+        Bytes bytes;
+        put(bytes, width, 2);
+        put(bytes, std::ssize(pixels) / width, 2);
+        for (const std::uint16_t pixel : pixels) put(bytes, pixel, 2);
         EXPECT_EQ(Write_ImageRoi(name.c_str(), image, region), 0);
         EXPECT_EQ(readFile(name), bytes);
     }

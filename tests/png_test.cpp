@@ -1,65 +1,60 @@
 // PNG files: our own ones back and forth, every colour type, damaged files, streaming.
 #include <gtest/gtest.h>
-#include <png.h>
 #include <zlib.h>
 
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 #include "support/support.h"
 
 namespace lumo::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
 void put32(Bytes& bytes, std::uint32_t value) {
-    for (int shift = 24; shift >= 0; shift -= 8)
-        bytes.push_back(static_cast<std::uint8_t>(value >> shift));
+    for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(std::uint8_t(value >> shift));
 }
 
 Bytes chunk(const std::string& type, const Bytes& data) {
     Bytes bytes;
-    put32(bytes, static_cast<std::uint32_t>(data.size()));
-    bytes.insert(bytes.end(), type.begin(), type.end());
+    put32(bytes, std::uint32_t(data.size()));
+    for (const char c : type) bytes.push_back(std::uint8_t(c));
     bytes.insert(bytes.end(), data.begin(), data.end());
-    put32(bytes, static_cast<std::uint32_t>(
-                     crc32(0, bytes.data() + 4, static_cast<uInt>(bytes.size() - 4))));
+    put32(bytes, std::uint32_t(crc32(0, bytes.data() + 4, uInt(bytes.size() - 4))));
     return bytes;
 }
 
 Bytes text(const std::string& keyword, const std::string& value) {
-    Bytes data(keyword.begin(), keyword.end());
-    data.push_back(0);
-    data.insert(data.end(), value.begin(), value.end());
-    return data;
+    const std::string all = keyword + '\0' + value;
+    return {all.begin(), all.end()};
+}
+
+Bytes textChunk(const std::string& keyword, const std::string& value) {
+    return chunk("tEXt", text(keyword, value));
 }
 
 /// A PNG file put together byte by byte, sharing nothing with libpng's writer.
 struct Png {
     std::uint32_t width = 1, height = 1;
-    std::uint8_t depth = 8, colourType = 0, interlace = 0;
-    Bytes rows;  ///< filter byte and samples of every row
-    std::vector<Bytes> before, after;
+    std::uint8_t depth = 8, colourType = 0;
+    Bytes rows = {0, 9};  ///< filter byte and samples of every row
+    std::vector<Bytes> before = {}, after = {};
 
     [[nodiscard]] Bytes bytes() const {
-        Bytes file = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-        const auto add = [&](const Bytes& more) {
-            file.insert(file.end(), more.begin(), more.end());
-        };
-        Bytes header;
+        Bytes header, packed(compressBound(rows.size()));
         put32(header, width);
         put32(header, height);
-        header.insert(header.end(), {depth, colourType, 0, 0, interlace});
-        add(chunk("IHDR", header));
-        for (const Bytes& one : before) add(one);
-        Bytes packed(compressBound(rows.size()));
+        header.insert(header.end(), {depth, colourType, 0, 0, 0});
         uLongf size = packed.size();
         compress(packed.data(), &size, rows.data(), rows.size());
         packed.resize(size);
-        add(chunk("IDAT", packed));
-        for (const Bytes& one : after) add(one);
-        add(chunk("IEND", {}));
+        std::vector<Bytes> chunks = before;
+        chunks.insert(chunks.begin(), chunk("IHDR", header));
+        chunks.push_back(chunk("IDAT", packed));
+        chunks.insert(chunks.end(), after.begin(), after.end());
+        chunks.push_back(chunk("IEND", {}));
+        Bytes file = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+        for (const Bytes& one : chunks) file.insert(file.end(), one.begin(), one.end());
         return file;
     }
 };
@@ -72,45 +67,28 @@ int read(const Bytes& bytes, ImageOwner& owner) {
 
 TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
     const Bytes palette = chunk("PLTE", {10, 10, 10, 200, 200, 200});
-    const struct {
-        const char* what;
-        Png png;
-        std::vector<std::uint16_t> pixels;
-    } cases[] = {
-        {"8-bit grey", {3, 1, 8, 0, 0, {0, 255, 1, 0}, {}, {}}, {65280, 256, 0}},
-        {"16-bit grey", {2, 1, 16, 0, 0, {0, 0x12, 0x34, 0xAB, 0xCD}, {}, {}}, {0x1234, 0xABCD}},
-        {"grey with alpha", {1, 1, 8, 4, 0, {0, 7, 99}, {}, {}}, {7 * 256}},
-        {"16-bit grey with alpha", {1, 1, 16, 4, 0, {0, 1, 2, 3, 4}, {}, {}}, {0x0102}},
-        {"16-bit grey with tRNS",
-         {1, 1, 16, 0, 0, {0, 1, 2}, {chunk("tRNS", {1, 2})}, {}},
-         {0x0102}},
-        {"RGB", {1, 1, 8, 2, 0, {0, 100, 100, 100}, {}, {}}, {25600}},
-        {"RGB with alpha", {1, 1, 8, 6, 0, {0, 100, 100, 100, 5}, {}, {}}, {25600}},
-        {"16-bit RGB", {1, 1, 16, 2, 0, {0, 1, 2, 1, 2, 1, 2}, {}, {}}, {0x0102}},
-        {"palette", {2, 1, 8, 3, 0, {0, 1, 0}, {palette}, {}}, {200 * 256, 10 * 256}},
-        {"transparent palette",
-         {2, 1, 1, 3, 0, {0, 0x40}, {palette, chunk("tRNS", {0})}, {}},
-         {2560, 51200}},
-        {"1 bit",
-         {9, 1, 1, 0, 0, {0, 0x81, 0x80}, {}, {}},
-         {65280, 0, 0, 0, 0, 0, 0, 65280, 65280}},
-        {"2 bits", {3, 1, 2, 0, 0, {0, 0x6C}, {}, {}}, {85 * 256, 170 * 256, 65280}},
-        {"4 bits", {3, 1, 4, 0, 0, {0, 0x1F, 0x20}, {}, {}}, {17 * 256, 65280, 34 * 256}},
+    const Bytes gamma = chunk("gAMA", {0, 0, 0x1F, 0x1F}), white = chunk("cHRM", Bytes(32, 1));
+    const std::tuple<const char*, Png, Pixels> cases[] = {
+        {"8-bit grey", {3, 1, 8, 0, {0, 255, 1, 0}}, {65280, 256, 0}},
+        {"16-bit grey", {2, 1, 16, 0, {0, 0x12, 0x34, 0xAB, 0xCD}}, {0x1234, 0xABCD}},
+        {"grey with alpha", {1, 1, 8, 4, {0, 7, 99}}, {7 * 256}},
+        {"16-bit grey with alpha", {1, 1, 16, 4, {0, 1, 2, 3, 4}}, {0x0102}},
+        {"16-bit grey with tRNS", {1, 1, 16, 0, {0, 1, 2}, {chunk("tRNS", {1, 2})}}, {0x0102}},
+        {"RGB", {1, 1, 8, 2, {0, 100, 100, 100}}, {25600}},
+        {"RGB with alpha", {1, 1, 8, 6, {0, 100, 100, 100, 5}}, {25600}},
+        {"16-bit RGB", {1, 1, 16, 2, {0, 1, 2, 1, 2, 1, 2}}, {0x0102}},
+        {"palette", {2, 1, 8, 3, {0, 1, 0}, {palette}}, {200 * 256, 10 * 256}},
+        {"clear palette", {2, 1, 1, 3, {0, 64}, {palette, chunk("tRNS", {0})}}, {2560, 51200}},
+        {"1 bit", {9, 1, 1, 0, {0, 0x81, 0x80}}, {65280, 0, 0, 0, 0, 0, 0, 65280, 65280}},
+        {"2 bits", {3, 1, 2, 0, {0, 0x6C}}, {85 * 256, 170 * 256, 65280}},
+        {"4 bits", {3, 1, 4, 0, {0, 0x1F, 0x20}}, {17 * 256, 65280, 34 * 256}},
         {"colour weights whatever the colour space chunks say",
-         {1,
-          1,
-          8,
-          2,
-          0,
-          {0, 200, 100, 50},
-          {chunk("gAMA", {0, 0, 0x1F, 0x1F}), chunk("cHRM", Bytes(32, 1))},
-          {}},
-         {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}},
-    };
-    for (const auto& one : cases) {
+         {1, 1, 8, 2, {0, 200, 100, 50}, {gamma, white}},
+         {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}}};
+    for (const auto& [what, png, pixels] : cases) {
         ImageOwner owner;
-        ASSERT_EQ(read(one.png.bytes(), owner), 0) << one.what;
-        EXPECT_EQ(owner.pixels(), one.pixels) << one.what;
+        ASSERT_EQ(read(png.bytes(), owner), 0) << what;
+        EXPECT_EQ(owner.pixels(), pixels) << what;
     }
 }
 
@@ -122,21 +100,16 @@ TEST(PngRead, TakesPitchFromMetresOnly) {
         data.push_back(unit);
         return chunk("pHYs", data);
     };
-    const struct {
-        Bytes chunk;
-        std::uint32_t x, y;
-    } cases[] = {
+    const std::tuple<Bytes, std::uint32_t, std::uint32_t> cases[] = {
         {{}, 352778, 352778},
         {phys(10000, 3000, 1), 100000, 333333},
         {phys(10000, 3000, 0), 352778, 352778},
-        {phys(0, 3000, 1), 352778, 352778},
-    };
-    for (const auto& one : cases) {
-        Png png{1, 1, 8, 0, 0, {0, 9}, {one.chunk}, {}};
+        {phys(0, 3000, 1), 352778, 352778}};
+    for (const auto& [pitch, pitchX, pitchY] : cases) {
         ImageOwner owner;
-        ASSERT_EQ(read(png.bytes(), owner), 0);
-        EXPECT_EQ(owner->pixelsizeX, one.x);
-        EXPECT_EQ(owner->pixelsizeY, one.y);
+        ASSERT_EQ(read(Png{.before = {pitch}}.bytes(), owner), 0);
+        EXPECT_EQ(owner->pixelsizeX, pitchX);
+        EXPECT_EQ(owner->pixelsizeY, pitchY);
     }
 }
 
@@ -146,51 +119,46 @@ TEST(PngRead, MergesTextChunksOfAllKindsFromTheLast) {
     uLongf size = packed.size();
     compress(packed.data(), &size, reinterpret_cast<const Bytef*>(ini.data()), ini.size());
     Bytes ztxt = text("Comment", std::string(1, '\0'));
-    ztxt.insert(ztxt.end(), packed.begin(), packed.begin() + static_cast<long>(size));
-    const Bytes itxt = text("Comment", std::string("\0\0\0\0", 4) + ini);
-    const Bytes own = chunk("tEXt", text("Source", "chunk"));
-    const struct {
-        std::vector<Bytes> before, after;
-        const char* source;
-    } cases[] = {
-        {{own}, {chunk("tEXt", text("Comment", ini))}, "chunk"},
-        {{chunk("tEXt", text("Comment", ini))}, {own}, "ini"},
-        {{chunk("zTXt", ztxt)}, {}, "ini"},
-        {{chunk("iTXt", itxt)}, {own}, "ini"},
-        {{chunk("tEXt", text("source", "other")), own}, {chunk("iTXt", itxt)}, "chunk"},
-    };
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
-        Png png{1, 1, 8, 0, 0, {0, 9}, cases[i].before, cases[i].after};
+    ztxt.insert(ztxt.end(), packed.begin(), packed.begin() + std::ptrdiff_t(size));
+    const Bytes inText = textChunk("Comment", ini), inZip = chunk("zTXt", ztxt);
+    const Bytes inUtf = chunk("iTXt", text("Comment", std::string("\0\0\0\0", 4) + ini));
+    const Bytes own = textChunk("Source", "chunk"), other = textChunk("source", "other");
+    const std::tuple<std::vector<Bytes>, std::vector<Bytes>, const char*> cases[] = {
+        {{own}, {inText}, "chunk"},
+        {{inText}, {own}, "ini"},
+        {{inZip}, {}, "ini"},
+        {{inUtf}, {own}, "ini"},
+        {{other, own}, {inUtf}, "chunk"}};
+    for (const auto& [before, after, source] : cases) {
         ImageOwner owner;
-        ASSERT_EQ(read(png.bytes(), owner), 0) << i;
-        EXPECT_EQ(owner.entry("Image", "Source"), cases[i].source) << i;
-        EXPECT_EQ(owner.entry("Image_X", "MaxPix"), "4000") << i;
-        EXPECT_EQ(owner->maxPix, 4000) << i;
-        EXPECT_EQ(owner->avgPix, 70000 & 0xFFFF) << i;
+        ASSERT_EQ(read(Png{.before = before, .after = after}.bytes(), owner), 0);
+        EXPECT_EQ(owner.entry("Image", "Source"), source);
+        EXPECT_EQ(owner.entry("Image_X", "MaxPix"), "4000");
+        EXPECT_EQ(owner->maxPix, 4000);
+        EXPECT_EQ(owner->avgPix, 70000 & 0xFFFF);
         EXPECT_EQ(owner->equivHigh, 65535);
         EXPECT_EQ(owner->metaSize, static_cast<int>(std::strlen(owner->metaData)) + 1);
     }
 }
 
 TEST(PngRead, FailsOnDamageAndClearsThePlace) {
-    Png png{40, 30, 16, 0, 0, Bytes(30 * 81, 0), {chunk("tEXt", text("Source", "x"))}, {}};
+    Png png{40, 30, 16, 0, Bytes(30 * 81), {textChunk("Source", "x")}};
     for (std::size_t i = 0; i < png.rows.size(); ++i)
-        png.rows[i] = i % 81 == 0 ? 0 : static_cast<std::uint8_t>(i * i);
+        png.rows[i] = i % 81 == 0 ? 0 : std::uint8_t(i * i);
     const Bytes whole = png.bytes();
-    LogLines log;
-    for (std::size_t cut = 8; cut < whole.size(); cut += 37) {
+    const LogLines log;
+    for (std::ptrdiff_t cut = 8; cut < std::ssize(whole); cut += 37) {
         ImageOwner owner(1, 1);
         const lmImage* before = owner.image;
-        const int code = read(Bytes(whole.begin(), whole.begin() + static_cast<long>(cut)), owner);
-        EXPECT_EQ(code, -11) << cut;
+        EXPECT_EQ(read(Bytes(whole.begin(), whole.begin() + cut), owner), -11) << cut;
         EXPECT_TRUE(owner.image == nullptr || owner.image == before) << cut;
     }
     const auto lines = log.upTo(3);
-    ASSERT_GE(lines.size(), 4U);
-    EXPECT_EQ(lines[0].find("3 libpng: "), 0U);
-    EXPECT_EQ(lines[1], "3 libpng error");
-    EXPECT_EQ(lines[2].find("3 LumoReadImagePNG -11 "), 0U);
-    EXPECT_EQ(lines[3].find("3 LumoReadImage -11 "), 0U);
+    const char* const starts[] = {"3 libpng: ", "3 libpng error", "3 LumoReadImagePNG -11 ",
+                                  "3 LumoReadImage -11 "};
+    ASSERT_GE(lines.size(), std::size(starts));
+    for (std::size_t i = 0; i < std::size(starts); ++i)
+        EXPECT_TRUE(lines[i].starts_with(starts[i])) << lines[i];
 
     Bytes damaged = whole;
     damaged[damaged.size() / 2] ^= 0x10;
@@ -200,22 +168,19 @@ TEST(PngRead, FailsOnDamageAndClearsThePlace) {
 }
 
 TEST(PngRead, RefusesClaimsBeforeTheyCostMemory) {
-    const struct {
-        std::uint32_t width, height;
-        int code;
-    } cases[] = {{65536, 1, -50},
-                 {1, 65536, -50},
-                 {2000000000, 1, -50},
-                 {65535, 30000, -11},
-                 {65535, 65535, -11}};
-    for (const auto& one : cases) {
+    const std::tuple<std::uint32_t, std::uint32_t, int> cases[] = {{65536, 1, -50},
+                                                                   {1, 65536, -50},
+                                                                   {2000000000, 1, -50},
+                                                                   {65535, 30000, -11},
+                                                                   {65535, 65535, -11}};
+    for (const auto& [width, height, code] : cases) {
         ImageOwner owner(1, 1);
         const lmImage* before = owner.image;
-        EXPECT_EQ(read(Png{one.width, one.height, 8, 0, 0, {0}, {}, {}}.bytes(), owner), one.code);
+        EXPECT_EQ(read(Png{width, height, 8, 0, {0}}.bytes(), owner), code);
         EXPECT_EQ(owner.image, before) << "nothing was created, so the older image stays";
     }
     // An all-black image comes close to deflate's best ratio and must still read.
-    Png black{8000, 8000, 16, 0, 0, Bytes(8000 * 16001, 0), {}, {}};
+    const Png black{8000, 8000, 16, 0, Bytes(8000 * 16001)};
     ImageOwner owner;
     ASSERT_EQ(read(black.bytes(), owner), 0);
     EXPECT_EQ(owner->height, 8000);
@@ -233,9 +198,8 @@ TEST(PngWrite, RoundTripsRasterPitchAndMetadata) {
         {"Software", ""},
         {"Author", "J\xF6rg"},
         {"Free", "100%\\n ;x"}};
-    for (const auto& [key, value] : entries)
-        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", key, value), 0);
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image_X", "MaxPix", "4000"), 0);
+    for (const auto& [key, value] : entries) owner.set("Image", key, value);
+    owner.set("Image_X", "MaxPix", "4000");
     ASSERT_EQ(LumoAddPerformedStep(owner.image, "step"), 0);
     for (const int level : {0, 1, 9, 6}) {
         ASSERT_EQ(LumoSetWriteCompressionLevel(level), 0);
@@ -262,43 +226,33 @@ TEST(PngWrite, RoundTripsRasterPitchAndMetadata) {
 
 TEST(PngWrite, LaysTheChunksOutInOrder) {
     const TempFolder folder;
-    ImageOwner owner(2, 1);
-    owner->data[0] = 0x1234;
-    owner->data[1] = 0xABCD;
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", "before"), 0);
     const std::string name = folder / "a.png";
+    ImageOwner owner(Raster(2, 1, {0x1234, 0xABCD}));
+    owner.set("Image", "Source", "before");
     ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0);
-    ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", "after"), 0);
+    owner.set("Image", "Source", "after");
     ASSERT_EQ(LumoPngWriteRow(owner.image, owner->data), 0);
     ASSERT_EQ(LumoPngWriteEnd(owner.image), 0);
-    const Bytes file = readFile(name);
-    std::string order;
-    for (std::size_t at = 8; at + 12 <= file.size();) {
-        const std::size_t size = (std::size_t{file[at]} << 24) | (std::size_t{file[at + 1]} << 16) |
-                                 (std::size_t{file[at + 2]} << 8) | file[at + 3];
-        const std::string type(file.begin() + static_cast<long>(at) + 4,
-                               file.begin() + static_cast<long>(at) + 8);
-        const std::string data(file.begin() + static_cast<long>(at) + 8,
-                               file.begin() + static_cast<long>(at + 8 + size));
-        order += type + " ";
-        if (type == "IHDR") {
-            EXPECT_EQ(data.substr(8), std::string("\x10\0\0\0\0", 5));
-        }
-        if (type == "pHYs") {
-            EXPECT_EQ(data, std::string("\0\0\x27\x10\0\0\x27\x10\1", 9));
-        }
-        if (type == "tEXt") order += data.substr(0, data.find('\0')) + " ";
-        if (data.starts_with(std::string("Source\0", 7))) {
-            EXPECT_EQ(data.substr(7), "before");
-        }
-        if (data.starts_with(std::string("Image_X\0", 8))) {
-            EXPECT_EQ(data.substr(8), owner->metaData);
-        }
+    const Bytes bytes = readFile(name);
+    const std::string file(bytes.begin(), bytes.end());
+    const std::string metaData = std::string("Image_X\0", 8) + owner->metaData;
+    const std::string inOrder[] = {std::string("IHDR\0\0\0\2\0\0\0\1\x10\0\0\0\0", 17),
+                                   std::string("pHYs\0\0\x27\x10\0\0\x27\x10\1", 13),
+                                   "tEXtCreation Time",
+                                   std::string("tEXtSource\0before", 17),
+                                   "tEXtSoftware",
+                                   "tEXtAuthor",
+                                   "IDAT",
+                                   "tEXt" + metaData,
+                                   "IEND"};
+    std::size_t at = 8;
+    for (const std::string& start : inOrder) {
+        ASSERT_LE(at + 12, file.size());
+        const std::size_t size = (std::size_t{bytes[at + 2]} << 8) + bytes[at + 3];
+        EXPECT_TRUE(file.substr(at + 4).starts_with(start)) << file.substr(at + 4, 20);
         at += 12 + size;
     }
-    EXPECT_EQ(order,
-              "IHDR pHYs tEXt Creation Time tEXt Source tEXt Software tEXt Author IDAT tEXt "
-              "Image_X IEND ");
+    EXPECT_EQ(at, file.size());
 }
 
 TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
@@ -307,19 +261,11 @@ TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
     using Rows = std::function<int(lmImage*)>;
     const Rows one = [](lmImage* image) { return LumoPngWriteRow(image, image->data); };
     const Rows all = LumoPngWriteRows, all2 = LumoPngWriteRows2;
-    const Rows resize = [](lmImage* image) {
-        image->height = 1;
-        return 0;
+    const auto heightSet = [](int height) -> Rows {
+        return [height](lmImage* image) { return (image->height = std::uint16_t(height), 0); };
     };
-    const Rows back2 = [](lmImage* image) {
-        image->height = 2;
-        return 0;
-    };
-    const struct {
-        std::vector<Rows> calls;
-        std::vector<int> codes;
-        int end;
-    } cases[] = {
+    const Rows low = heightSet(1), high = heightSet(2);
+    const std::tuple<std::vector<Rows>, std::vector<int>, int> cases[] = {
         {{all}, {0}, 0},
         {{all2}, {0}, 0},
         {{one, one}, {0, 0}, 0},
@@ -327,17 +273,18 @@ TEST(PngWrite, StreamsRowsByAnyMixOfCalls) {
         {{}, {}, -16},
         {{one, all}, {0, -16}, -16},
         {{all, one, one}, {0, -16, -16}, -16},
-        {{one, resize, one, all, all2}, {0, 0, -16, -16, -16}, -16},
-        {{resize, all2, back2, all}, {0, -16, 0, -16}, -16},
-    };
-    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        {{one, low, one, all, all2}, {0, 0, -16, -16, -16}, -16},
+        {{low, all2, high, all}, {0, -16, 0, -16}, -16}};
+    int number = 0;
+    for (const auto& [calls, codes, end] : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << number++);
         ImageOwner owner(3, 2), back;
-        ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0) << i;
-        for (std::size_t k = 0; k < cases[i].calls.size(); ++k)
-            EXPECT_EQ(cases[i].calls[k](owner.image), cases[i].codes[k]) << i << " call " << k;
-        EXPECT_EQ(LumoPngWriteEnd(owner.image), cases[i].end) << i;
+        ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0);
+        for (std::size_t k = 0; k < calls.size(); ++k)
+            EXPECT_EQ(calls[k](owner.image), codes[k]) << "call " << k;
+        EXPECT_EQ(LumoPngWriteEnd(owner.image), end);
         EXPECT_EQ(owner->pngWriter, nullptr);
-        if (cases[i].end != 0) continue;
+        if (end != 0) continue;
         ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
         EXPECT_EQ(back->data[2], owner->data[2]);
     }
@@ -348,15 +295,11 @@ TEST(PngWrite, AnswersEveryFault) {
     const std::string name = folder / "a.png";
     ImageOwner owner(3, 2), bare(0, 0);
     const unsigned short row[3] = {};
-    EXPECT_EQ(LumoPngWriteRow(nullptr, row), -50);
-    EXPECT_EQ(LumoPngWriteRows(nullptr), -50);
-    EXPECT_EQ(LumoPngWriteRows2(nullptr), -8);
-    EXPECT_EQ(LumoPngWriteEnd(nullptr), -50);
-    EXPECT_EQ(LumoPngWriteStart(nullptr, name.c_str()), -50);
-    EXPECT_EQ(LumoPngWriteRow(owner.image, row), -8);
-    EXPECT_EQ(LumoPngWriteRows(owner.image), -8);
-    EXPECT_EQ(LumoPngWriteRows2(owner.image), -8);
-    EXPECT_EQ(LumoPngWriteEnd(owner.image), -8);
+    expectCodes(-50, {LumoPngWriteRow(nullptr, row), LumoPngWriteRows(nullptr),
+                      LumoPngWriteEnd(nullptr), LumoPngWriteStart(nullptr, name.c_str())});
+    expectCodes(-8, {LumoPngWriteRows2(nullptr), LumoPngWriteRow(owner.image, row),
+                     LumoPngWriteRows(owner.image), LumoPngWriteRows2(owner.image),
+                     LumoPngWriteEnd(owner.image)});
     EXPECT_EQ(LumoPngWriteStart(bare.image, name.c_str()), -16) << "libpng takes no empty image";
     EXPECT_EQ(bare->pngWriter, nullptr);
     EXPECT_EQ(LumoPngWriteStart(owner.image, (folder / "no/a.png").c_str()), -16);
@@ -384,18 +327,10 @@ TEST(PngWrite, AnswersEveryFault) {
 TEST(PngWrite, NeverLosesALongMetadataTextSilently) {
     const TempFolder folder;
     const std::string name = folder / "a.png";
-    {
-        ImageOwner owner(1, 1), back;
-        const std::string source(2000, 's');
-        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Image", "Source", source.c_str()), 0);
-        ASSERT_EQ(LumoWriteImage(owner.image, name.c_str(), 0), 0);
-        ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
-        EXPECT_NE(std::string(back->metaData).find(source), std::string::npos);
-    }
-    for (const std::size_t size : {70000U, 7900000U, 7999880U, 7999900U, 9000000U}) {
+    for (const std::size_t size : {2000U, 70000U, 7900000U, 7999880U, 7999900U, 9000000U}) {
         ImageOwner owner(1, 1), back;
         const std::string value(size, 'v');
-        ASSERT_EQ(LumoSetMetaEntry(owner.image, "Notes", "long", value.c_str()), 0);
+        owner.set(size == 2000 ? "Image" : "Notes", "Source", value.c_str());
         const int code = LumoWriteImage(owner.image, name.c_str(), 0);
         EXPECT_TRUE(code == 0 || (code == -16 && size > 7999800)) << size;
         if (code != 0) continue;
