@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "greyscale/equalise_clipped.h"
+#include "platform/cpu_level.h"
 #include "support/support.h"
 
 namespace lumo::test {
@@ -348,6 +349,17 @@ TEST(EqualiseClipped, EqualsItsTwin) {
                                given.fixLow, given.fixHigh, given.weight),
                   0);
         EXPECT_EQ(from, to);
+    }
+}
+
+TEST(EqualiseClipped, IsTheSameAtEveryLevel) {
+    Raster from = noise(500, 400), first(500, 400), to(500, 400);
+    for (const CpuLevel level : supportedLevels()) {
+        const ForcedLevel forced(level);
+        std::int32_t low = 9000, high = 50001;
+        Raster& target = level == CpuLevel::Baseline ? first : to;
+        ASSERT_EQ(Equal_Histo3(target.image(), from.image(), 20, &low, &high, 1, 1, 30), 0);
+        if (level != CpuLevel::Baseline) EXPECT_EQ(to, first);
     }
 }
 
