@@ -286,6 +286,14 @@ TEST(Measure, CondensesHistograms) {
     EXPECT_EQ(region, scaled(grey, 256, 40, 7, 9000));
 }
 
+TEST(RasterOperations, InvertsRastersLargerThanTheCaches) {
+    const Raster from = noise(3001, 2801);
+    Raster to(3001, 2801), expected = from;
+    for (auto& pixel : expected.pixels) pixel = static_cast<std::uint16_t>(65535 - pixel);
+    ASSERT_EQ(Invert_Image(Raster(from).image(), to.image()), 0);
+    EXPECT_TRUE(to == expected);
+}
+
 TEST(RasterOperations, InvertAndCopyEqualTheirTwins) {
     atEveryLevelAndSize([](const Raster& original) {
         Raster from = original, to(original.width, original.height), twin = original;
