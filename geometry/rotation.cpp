@@ -19,7 +19,11 @@ int makeTarget(Image* target, int width, int height, Fill fill) {
     if (code != LumoOk) return code;
     const lumo::Target pixels = lumo::viewOf(made);
     lumo::preferHugePages(pixels.pixels, pixels.count() * sizeof *pixels.pixels);
-    fill(pixels);
+    const int filled = lumo::guarded([&] { fill(pixels); });
+    if (filled != LumoOk) {
+        Destroy_Image(&made);
+        return filled;
+    }
     *target = made;
     return LumoOk;
 }
