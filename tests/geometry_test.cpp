@@ -277,8 +277,8 @@ TEST(Rotation, EqualsTheFormulasAtAnyAngle) {
 
 TEST(Shear, EqualsTheFormulasAtAnyAngle) {
     std::size_t call = 0;
-    const double angles[] = {0,  5,   -5,  0.3,  44,  -60,   89.9999,
-                             90, -90, 100, -135, 180, 1e300, -0.05};
+    const double angles[] = {0,   5,    -5,  0.3,   44,    -60, 89.9999, 90, -90,
+                             100, -135, 180, 1e300, -0.05, 177, -176,    174};
     forEachRaster([&](Raster in) {
         for (int i = 0; i < 4; ++i) {
             const double angle = angles[call++ % std::size(angles)];
