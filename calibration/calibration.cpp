@@ -12,6 +12,7 @@
 #include "frame/file.h"
 #include "frame/history.h"
 #include "frame/ini2.h"
+#include "image/map_pixels.h"
 #include "image/view.h"
 #include "lumo_legacy.h"
 
@@ -66,8 +67,7 @@ public:
     }
     void encode(const std::uint16_t* pixels, std::uint16_t* codes, int count) const {
         if (table_.empty()) return gainCodes(pixels, mean_, range_, codes, count);
-        const std::uint16_t* table = table_.data();
-        for (int i = 0; i < count; ++i) codes[i] = table[pixels[i]];
+        mapPixels(pixels, codes, static_cast<std::size_t>(count), table_.data());
     }
 
 private:

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/cpu_level.h"
+#include "platform/stream_store.h"
 
 namespace lumo {
 namespace {
@@ -18,45 +19,76 @@ LUMO_INLINE void loadReversed(Lanes& to, const std::uint16_t* from) {
     to = __builtin_shufflevector(to, to, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
-/// @param ahead  bytes from either end to what the caller will reverse soon after; 0: none
-LUMO_INLINE void reverse(std::uint16_t* front, std::uint16_t* back, std::ptrdiff_t ahead) {
-    for (; back - front >= 2 * line; front += line, back -= line) {
-        if (ahead != 0) {
-            __builtin_prefetch(reinterpret_cast<char*>(front) + ahead);
-            __builtin_prefetch(reinterpret_cast<char*>(back - line) + ahead);
-        }
-        for (int k = 0; k < line; k += lanes) {
-            Lanes first, last;
-            loadReversed(first, front + k);
-            loadReversed(last, back - lanes - k);
-            std::memcpy(front + k, &last, sizeof last);
-            std::memcpy(back - lanes - k, &first, sizeof first);
-        }
+/// Exchanges a line at the front with one that ends at the back, both reversed.
+LUMO_INLINE void exchangeReversed(std::uint16_t* front, std::uint16_t* back) {
+    for (int k = 0; k < line; k += lanes) {
+        Lanes first, last;
+        loadReversed(first, front + k);
+        loadReversed(last, back - lanes - k);
+        std::memcpy(front + k, &last, sizeof last);
+        std::memcpy(back - lanes - k, &first, sizeof first);
+    }
+}
+
+/// Leaves to the walk what lies between the first start of a line and its counterpart at the back.
+LUMO_INLINE void reverseToLine(std::uint16_t*& front, std::uint16_t*& back) {
+    const auto length = static_cast<int>(std::min<std::ptrdiff_t>(back - front, 2 * line));
+    for (int k = std::min(pixelsToLine(front), length / 2); k > 0; --k)
+        std::swap(*front++, *--back);
+}
+
+/// The row after next is fetched meanwhile, from left to right: a walk from both ends to the middle
+/// hides from the processor what comes next.
+LUMO_INLINE void reverseRow(std::uint16_t* front, std::uint16_t* back) {
+    const std::ptrdiff_t width = back - front;
+    const std::uint16_t* next = front + 2 * width;
+    reverseToLine(front, back);
+    for (; back - front >= 2 * line; front += line, back -= line, next += 2 * line) {
+        prefetchAhead(next, 0);
+        prefetchAhead(next + line, 0);
+        exchangeReversed(front, back);
     }
     std::reverse(front, back);
 }
 
 LUMO_INLINE void reverseEach(Target raster) {
-    constexpr int rowsAhead = 2;  // the walk from both ends to the middle hides what comes next
-    for (int y = 0; y < raster.height; ++y) {
-        const bool more = y + rowsAhead < raster.height;
-        std::uint16_t* row = raster.row(y);
-        reverse(row, row + raster.width, more ? std::ptrdiff_t{rowsAhead} * raster.width * 2 : 0);
-    }
+    for (int y = 0; y < raster.height; ++y) reverseRow(raster.row(y), raster.row(y) + raster.width);
 }
 
 LUMO_INLINE void reverseAll(Target raster) {
-    reverse(raster.pixels, raster.pixels + raster.count(), 0);
+    std::uint16_t *front = raster.pixels, *back = front + raster.count();
+    reverseToLine(front, back);
+    for (; back - front >= 2 * line; front += line, back -= line) {
+        prefetchAhead(front, farAhead);
+        prefetchAhead(back, -farAhead);
+        exchangeReversed(front, back);
+    }
+    std::reverse(front, back);
 }
 
-LUMO_INLINE void exchange(std::uint16_t* __restrict a, std::uint16_t* __restrict b, int count) {
-    for (int i = 0; i < count; ++i) std::swap(a[i], b[i]);
+/// Either row's successor is fetched meanwhile.
+LUMO_INLINE void exchangeRows(std::uint16_t* top, std::uint16_t* bottom, int width) {
+    const std::ptrdiff_t stride = width * static_cast<std::ptrdiff_t>(sizeof *top);
+    int x = 0;
+    for (; x + line <= width; x += line) {
+        prefetchAhead(top + x, stride);
+        prefetchAhead(bottom + x, -stride);
+        std::uint16_t kept[line];
+        std::memcpy(kept, top + x, sizeof kept);
+        std::memcpy(top + x, bottom + x, sizeof kept);
+        std::memcpy(bottom + x, kept, sizeof kept);
+    }
+    std::swap_ranges(top + x, top + width, bottom + x);
+}
+
+LUMO_INLINE void exchangeEach(Target raster) {
+    for (int top = 0, bottom = raster.height - 1; top < bottom; ++top, --bottom)
+        exchangeRows(raster.row(top), raster.row(bottom), raster.width);
 }
 
 LUMO_LEVELS(void, reverseAllAtLevel, reverseAll, (Target raster), (raster))
 LUMO_LEVELS(void, reverseEachAtLevel, reverseEach, (Target raster), (raster))
-LUMO_LEVELS(void, exchangeAtLevel, exchange, (std::uint16_t * a, std::uint16_t* b, int count),
-            (a, b, count))
+LUMO_LEVELS(void, exchangeEachAtLevel, exchangeEach, (Target raster), (raster))
 
 }  // namespace
 
@@ -69,8 +101,7 @@ void reverseRows(Target raster) {
 }
 
 void reverseRowOrder(Target raster) {
-    for (int top = 0, bottom = raster.height - 1; top < bottom; ++top, --bottom)
-        exchangeAtLevel(raster.row(top), raster.row(bottom), raster.width);
+    exchangeEachAtLevel(raster);
 }
 
 }  // namespace lumo

@@ -5,6 +5,7 @@
 #include "geometry/rotate.h"
 #include "geometry/shear.h"
 #include "lumo_legacy.h"
+#include "platform/huge_pages.h"
 
 namespace {
 
@@ -16,7 +17,13 @@ int makeTarget(Image* target, int width, int height, Fill fill) {
     const int code =
         Create_Image(static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height), &made);
     if (code != LumoOk) return code;
-    fill(lumo::viewOf(made));
+    const lumo::Target pixels = lumo::viewOf(made);
+    lumo::preferHugePages(pixels.pixels, pixels.count() * sizeof *pixels.pixels);
+    const int filled = lumo::guarded([&] { fill(pixels); });
+    if (filled != LumoOk) {
+        Destroy_Image(&made);
+        return filled;
+    }
     *target = made;
     return LumoOk;
 }

@@ -1,11 +1,15 @@
 // Two integer shears in one pass. The column shear moves target pixel (x, y) from row y + m(x) of
 // the row-sheared image, and that one's row Y from column x + k(Y) of the source, so each target
 // pixel has one source pixel: neighbouring columns with the same m are a run that is copied.
+//
+// Most rows of a strip take all of their runs from inside the source; there runs are copied in
+// chunks, each of which may overwrite what follows its run, as runs are filled from left to right.
 #include "geometry/shear.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "geometry/angle.h"
 #include "platform/cpu_level.h"
@@ -50,59 +54,98 @@ int findRuns(const Shear& shear, int first, int last, Run* runs) {
     return count;
 }
 
-/// Fills a run in a target row from `row` displaced by `shift`. Whole chunks may overwrite what
-/// follows the run, up to `end`: runs are filled from left to right.
-LUMO_INLINE void fillRun(std::uint16_t* to, Run run, int end, const std::uint16_t* row, int shift,
-                         int width) {
+/// A strip of the target's columns, its runs, and the shifts of all source rows.
+struct Strip {
+    int first, end;
+    Run runs[stripWidth];
+    int count = 0;    // of runs
+    int chunked = 0;  // of the first runs whose chunks all end within the strip
+    const std::int32_t* rowShifts;
+
+    Strip(const Shear& shear, int firstColumn, const std::int32_t* shifts)
+        : first(firstColumn),
+          end(std::min(firstColumn + stripWidth, shear.width)),
+          rowShifts(shifts) {
+        count = findRuns(shear, first, end, runs);
+        const auto fits = [this](const Run& run) {
+            return run.first + (run.last - run.first + chunk - 1) / chunk * chunk <= end;
+        };
+        while (chunked < count && fits(runs[chunked])) ++chunked;
+    }
+    [[nodiscard]] int highest() const { return std::min(runs[0].shift, runs[count - 1].shift); }
+    [[nodiscard]] int deepest() const { return std::max(runs[0].shift, runs[count - 1].shift); }
+    /// Whether target row y takes all pixels from inside the source.
+    [[nodiscard]] bool inside(Source source, int y) const {
+        const int top = y + highest(), bottom = y + deepest();
+        if (top < 0 || bottom >= source.height) return false;
+        const auto [least, most] = std::minmax(rowShifts[top], rowShifts[bottom]);
+        return first + least >= 0 && end + most <= source.width;
+    }
+};
+
+/// Fills a run in a target row from any source row, with zeros where there is no source.
+LUMO_INLINE void fillRun(std::uint16_t* to, const Run& run, Source source, int y,
+                         const std::int32_t* rowShifts) {
+    if (y < 0 || y >= source.height) {
+        std::fill(to + run.first, to + run.last, std::uint16_t{0});
+        return;
+    }
+    const int shift = rowShifts[y];
     const int from = std::clamp(-shift, run.first, run.last);
-    const int until = std::clamp(width - shift, from, run.last);
+    const int until = std::clamp(source.width - shift, from, run.last);
+    const std::uint16_t* row = source.row(y);
     std::fill(to + run.first, to + from, std::uint16_t{0});
-    int x = from;
-    const int lastChunk = std::min(end, width - shift) - chunk;
-    for (; x < until && x <= lastChunk; x += chunk)
-        std::memcpy(to + x, row + shift + x, chunk * sizeof *to);
-    for (; x < until; ++x) to[x] = row[shift + x];
+    for (int x = from; x < until; ++x) to[x] = row[shift + x];
     std::fill(to + until, to + run.last, std::uint16_t{0});
+}
+
+/// Fills a target row of which all pixels come from inside the source.
+LUMO_INLINE void copyRuns(const Strip& strip, Source source, int y, std::uint16_t* to) {
+    for (int i = 0; i < strip.chunked; ++i) {
+        const Run& run = strip.runs[i];
+        const int row = y + run.shift;
+        const std::uint16_t* from = source.row(row) + strip.rowShifts[row];
+        for (int x = run.first; x < run.last; x += chunk)
+            std::memcpy(to + x, from + x, chunk * sizeof *to);
+    }
+    for (int i = strip.chunked; i < strip.count; ++i)
+        fillRun(to, strip.runs[i], source, y + strip.runs[i].shift, strip.rowShifts);
 }
 
 /// Fetches what the strip will take of a source row. Its runs come to a row one after the other,
 /// each at its own time and in small pieces, which the processor does not foresee.
-LUMO_INLINE void prefetchRow(Source source, const Shear& shear, int y, int first, int end) {
+LUMO_INLINE void prefetchRow(const Strip& strip, Source source, int y) {
     if (y < 0 || y >= source.height) return;
     constexpr int line = 32;
-    const int shift = shear.ofRow(y);
-    const int from = std::clamp(first + shift, 0, source.width);
-    const int until = std::clamp(end + shift, 0, source.width);
+    const int from = std::clamp(strip.first + strip.rowShifts[y], 0, source.width);
+    const int until = std::clamp(strip.end + strip.rowShifts[y], 0, source.width);
     for (int x = from; x < until; x += line) __builtin_prefetch(source.row(y) + x);
 }
 
-LUMO_INLINE void shearStrip(Source source, const Shear& shear, Target target, int first) {
-    Run runs[stripWidth];
-    const int end = std::min(first + stripWidth, target.width);
-    const int count = findRuns(shear, first, end, runs);
-    const int deepest = std::max(runs[0].shift, runs[count - 1].shift);
+LUMO_INLINE void shearStrip(const Strip& strip, Source source, Target target) {
     for (int y = 0; y < target.height; ++y) {
         std::uint16_t* to = target.row(y);
-        prefetchRow(source, shear, y + deepest + rowsAhead, first, end);
-        for (int i = 0; i < count; ++i) {
-            const int from = y + runs[i].shift;
-            if (from < 0 || from >= source.height)
-                std::fill(to + runs[i].first, to + runs[i].last, std::uint16_t{0});
-            else
-                fillRun(to, runs[i], end, source.row(from), shear.ofRow(from), source.width);
+        prefetchRow(strip, source, y + strip.deepest() + rowsAhead);
+        if (strip.inside(source, y)) {
+            copyRuns(strip, source, y, to);
+            continue;
         }
+        for (int i = 0; i < strip.count; ++i)
+            fillRun(to, strip.runs[i], source, y + strip.runs[i].shift, strip.rowShifts);
     }
 }
-LUMO_LEVELS(void, shearStripAtLevel, shearStrip,
-            (Source source, const Shear& shear, Target target, int first),
-            (source, shear, target, first))
+LUMO_LEVELS(void, shearStripAtLevel, shearStrip, (const Strip& strip, Source source, Target target),
+            (strip, source, target))
 
 }  // namespace
 
 void shear(Source source, double angle, Target target) {
     const double turn = radians(angle);
     const Shear shear{turn > 0, std::tan(turn), source.width, source.height};
-    for (int x = 0; x < target.width; x += stripWidth) shearStripAtLevel(source, shear, target, x);
+    std::vector<std::int32_t> rowShifts(static_cast<std::size_t>(source.height));
+    for (int y = 0; y < source.height; ++y) rowShifts[static_cast<std::size_t>(y)] = shear.ofRow(y);
+    for (int x = 0; x < target.width; x += stripWidth)
+        shearStripAtLevel(Strip(shear, x, rowShifts.data()), source, target);
 }
 
 }  // namespace lumo

@@ -1,36 +1,14 @@
 // Applying look-up tables, the caller's or that of a greyscale window.
-#include <bit>
-#include <cstring>
 #include <memory>
 
 #include "frame/call_frame.h"
 #include "greyscale/lut.h"
+#include "image/map_pixels.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
-
-using EightPixels [[gnu::vector_size(16)]] = std::uint16_t;
-
-/// Eight pixels at a time, by two loads and one store.
-void mapPixels(const std::uint16_t* from, std::uint16_t* to, std::size_t count,
-               const std::uint16_t* lut) {
-    std::size_t i = 0;
-    for (; i + 8 <= count; i += 8) {
-        prefetchAhead(from + i);
-        std::uint64_t a = 0, b = 0;
-        std::memcpy(&a, from + i, sizeof a);
-        std::memcpy(&b, from + i + 4, sizeof b);
-        const EightPixels mapped = {
-            lut[a & 65535], lut[(a >> 16) & 65535], lut[(a >> 32) & 65535], lut[a >> 48],
-            lut[b & 65535], lut[(b >> 16) & 65535], lut[(b >> 32) & 65535], lut[b >> 48]};
-        std::memcpy(to + i, &mapped, sizeof mapped);
-    }
-    for (; i < count; ++i) to[i] = lut[from[i]];
-}
-static_assert(std::endian::native == std::endian::little);
 
 /// Maps through the table of a window that `windowOf` finds in the source.
 template <class WindowOf>

@@ -4,6 +4,7 @@
 #include "image/view.h"
 #include "lumo_legacy.h"
 #include "platform/cpu_level.h"
+#include "platform/stream_store.h"
 
 namespace {
 
@@ -15,21 +16,32 @@ LUMO_INLINE std::uint16_t deflashed(std::uint16_t above, std::uint16_t pixel, st
     return rise > threshold ? mean : pixel;
 }
 
+LUMO_INLINE void deflashPixels(const std::uint16_t* __restrict above, std::uint16_t* __restrict row,
+                               const std::uint16_t* __restrict below, std::ptrdiff_t count,
+                               std::uint16_t threshold) {
+    for (std::ptrdiff_t i = 0; i < count; ++i)
+        row[i] = deflashed(above[i], row[i], below[i], threshold);
+}
+
+/// By whole cache lines of the row: a vector that lies across two lines takes twice as long. The
+/// pixels before the first and behind the last one are done by blocks that overlap with these, as
+/// doing a pixel again changes nothing.
 LUMO_INLINE void deflashRowBody(const std::uint16_t* above, std::uint16_t* row,
-                                const std::uint16_t* below, std::size_t count,
+                                const std::uint16_t* below, std::ptrdiff_t count,
                                 std::uint16_t threshold) {
-    constexpr std::size_t lineLength = 64 / sizeof *row;
-    std::size_t x = 0;
-    for (; x + lineLength <= count; x += lineLength) {
-        lumo::prefetchAhead(below + x);
-        for (std::size_t i = x; i < x + lineLength; ++i)
-            row[i] = deflashed(above[i], row[i], below[i], threshold);
+    constexpr std::ptrdiff_t line = lumo::lineBytes / sizeof *row;
+    if (count < line) return deflashPixels(above, row, below, count, threshold);
+    deflashPixels(above, row, below, line, threshold);
+    const std::ptrdiff_t last = count - line;
+    for (std::ptrdiff_t x = lumo::pixelsToLine(row); x < last; x += line) {
+        lumo::prefetchAhead(below + x, lumo::farAhead);
+        deflashPixels(above + x, row + x, below + x, line, threshold);
     }
-    for (; x < count; ++x) row[x] = deflashed(above[x], row[x], below[x], threshold);
+    deflashPixels(above + last, row + last, below + last, line, threshold);
 }
 LUMO_LEVELS(void, deflashRow, deflashRowBody,
             (const std::uint16_t* above, std::uint16_t* row, const std::uint16_t* below,
-             std::size_t count, std::uint16_t threshold),
+             std::ptrdiff_t count, std::uint16_t threshold),
             (above, row, below, count, threshold))
 
 }  // namespace
@@ -38,7 +50,7 @@ extern "C" int DeFlash(Image image, uint16_t threshold) {
     if (image.data == nullptr) return LumoErrorImage;
     if (image.width < 3) return LumoOk;
     const lumo::Target raster = lumo::viewOf(image);
-    const std::size_t inner = std::size_t{image.width} - 2;
+    const std::ptrdiff_t inner = image.width - 2;
     // In order: each row is compared with the corrected one above it.
     for (int y = 1; y < image.height - 1; ++y)
         deflashRow(raster.row(y - 1) + 1, raster.row(y) + 1, raster.row(y + 1) + 1, inner,

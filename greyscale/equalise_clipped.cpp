@@ -8,6 +8,7 @@
 
 #include "frame/call_frame.h"
 #include "image/size_check.h"
+#include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
@@ -36,21 +37,38 @@ void findRange(const Histogram& histogram, std::uint32_t total, EqualSettings& s
     if (settings.high < settings.low) std::swap(settings.low, settings.high);
 }
 
+LUMO_INLINE void clipRangeBody(std::uint32_t* counts, int first, int end, double clipScale,
+                               double part) {
+    for (int v = first; v < end; ++v) {
+        const double value = std::min<double>(counts[v], clipScale / std::sqrt(v + 1.0));
+        counts[v] = static_cast<std::uint32_t>(part * value);
+    }
+}
+LUMO_LEVELS(void, clipRange, clipRangeBody,
+            (std::uint32_t * counts, int first, int end, double clipScale, double part),
+            (counts, first, end, clipScale, part))
+
 /// Limits each count, the more the brighter its grey value, and damps those outside the range.
 void clipCounts(Histogram& histogram, std::uint32_t total, const EqualSettings& settings) {
     const double exponent = (settings.strength - 50.0) * 3.0 / 50.0;
     const double clipScale = std::pow(10.0, exponent) * 0.00111 * total;
-    const auto clipRange = [&](int first, int end, double part) {
-        for (int v = first; v < end; ++v) {
-            std::uint32_t& count = histogram[static_cast<std::size_t>(v)];
-            const double value = std::min<double>(count, clipScale / std::sqrt(v + 1.0));
-            count = static_cast<std::uint32_t>(part * value);
-        }
-    };
-    clipRange(0, settings.low, 0.01);
-    clipRange(settings.low, settings.high, 1.0);
-    clipRange(settings.high, int{greyValues}, 0.1);
+    clipRange(histogram.data(), 0, settings.low, clipScale, 0.01);
+    clipRange(histogram.data(), settings.low, settings.high, clipScale, 1.0);
+    clipRange(histogram.data(), settings.high, int{greyValues}, clipScale, 0.1);
 }
+
+/// Weighted sums of cumulative counts and a square-root curve, none of them negative.
+LUMO_INLINE void addSquareRootsBody(const std::uint32_t* cumulative, double a, double b,
+                                    std::uint16_t* lut) {
+    for (int v = 0; v <= lastGreyValue; ++v) {
+        const double value = cumulative[v] * a + std::sqrt(static_cast<double>(v)) * b;
+        // Beyond full scale by no more than a rounding, so the cut may come before the limit.
+        lut[v] = static_cast<std::uint16_t>(std::min(static_cast<std::int32_t>(value), 65535));
+    }
+}
+LUMO_LEVELS(void, addSquareRoots, addSquareRootsBody,
+            (const std::uint32_t* cumulative, double a, double b, std::uint16_t* lut),
+            (cumulative, a, b, lut))
 
 /// From cumulative counts.
 void fillLut(const Histogram& cumulative, int weight, Lut lut) {
@@ -62,8 +80,7 @@ void fillLut(const Histogram& cumulative, int weight, Lut lut) {
     }
     const double w = weight / 100.0;
     const double a = (1.0 - w) * 65535.0 / total, b = w * 65535.0 / std::sqrt(65535.0);
-    for (std::size_t v = 0; v < greyValues; ++v)
-        lut[v] = toPixel(cumulative[v] * a + std::sqrt(static_cast<double>(v)) * b);
+    addSquareRoots(cumulative.data(), a, b, lut.data());
 }
 
 }  // namespace

@@ -12,17 +12,30 @@ using lumo::Runs;
 /// Columns summed at once: their sums stay in the nearest cache.
 constexpr std::size_t mostColumns = 4096;
 
+/// Adds four rows, the next four being fetched meanwhile.
+LUMO_INLINE void addFourRows(const std::uint16_t* first, std::size_t stride, std::size_t columns,
+                             std::uint32_t* __restrict sums) {
+    constexpr std::size_t line = 64 / sizeof *first;
+    const std::uint16_t *a = first, *b = a + stride, *c = b + stride, *d = c + stride;
+    const auto ahead = static_cast<std::ptrdiff_t>(4 * stride * sizeof *first);
+    const auto add = [&](std::size_t i) {
+        sums[i] += static_cast<std::uint32_t>((a[i] + b[i]) + (c[i] + d[i]));
+    };
+    std::size_t i = 0;
+    for (; i + line <= columns; i += line) {
+        for (const std::uint16_t* row : {a, b, c, d}) lumo::prefetchAhead(row + i, ahead);
+        for (std::size_t k = i; k < i + line; ++k) add(k);
+    }
+    for (; i < columns; ++i) add(i);
+}
+
 /// Means of up to mostColumns columns from `x` on.
 LUMO_INLINE void columnMeansBody(const Runs& region, std::size_t x, std::size_t columns,
                                  std::uint16_t* means) {
     std::uint32_t sums[mostColumns] = {};
     std::size_t y = 0;
-    for (; y + 4 <= region.rows; y += 4) {
-        const std::uint16_t *a = region.row(y) + x, *b = region.row(y + 1) + x,
-                            *c = region.row(y + 2) + x, *d = region.row(y + 3) + x;
-        for (std::size_t i = 0; i < columns; ++i)
-            sums[i] += static_cast<std::uint32_t>((a[i] + b[i]) + (c[i] + d[i]));
-    }
+    for (; y + 4 <= region.rows; y += 4)
+        addFourRows(region.row(y) + x, region.stride, columns, sums);
     for (; y < region.rows; ++y) {
         const std::uint16_t* row = region.row(y) + x;
         for (std::size_t i = 0; i < columns; ++i) sums[i] += row[i];

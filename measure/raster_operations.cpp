@@ -1,10 +1,12 @@
 // Whole-raster operations: inverting, copying, cropping.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
 #include "image/size_check.h"
 #include "measure/region.h"
 #include "platform/cpu_level.h"
+#include "platform/stream_store.h"
 
 namespace {
 
@@ -12,18 +14,44 @@ std::size_t byteCount(const Image& image) {
     return lumo::viewOf(image).count() * sizeof *image.data;
 }
 
-LUMO_INLINE void invertBody(const std::uint16_t* from, std::uint16_t* to, std::size_t count) {
-    constexpr std::size_t lineLength = 64 / sizeof *from;
-    std::size_t i = 0;
-    for (; i + lineLength <= count; i += lineLength) {
-        lumo::prefetchAhead(from + i);
-        for (std::size_t k = i; k < i + lineLength; ++k)
-            to[k] = static_cast<std::uint16_t>(~from[k]);
-    }
-    for (; i < count; ++i) to[i] = static_cast<std::uint16_t>(~from[i]);
+constexpr std::size_t lineLength = lumo::lineBytes / sizeof(std::uint16_t);
+
+LUMO_INLINE void invertPixels(const std::uint16_t* from, std::uint16_t* to, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) to[i] = static_cast<std::uint16_t>(~from[i]);
 }
-LUMO_LEVELS(void, invert, invertBody,
-            (const std::uint16_t* from, std::uint16_t* to, std::size_t count), (from, to, count))
+
+/// Whole cache lines of the target, which starts one.
+LUMO_INLINE void invertLines(const std::uint16_t* from, std::uint16_t* to, std::size_t lines) {
+    for (const std::uint16_t* end = from + lines * lineLength; from < end;
+         from += lineLength, to += lineLength) {
+        lumo::prefetchAhead(from, lumo::farAhead);
+        invertPixels(from, to, lineLength);
+    }
+}
+LUMO_LEVELS(void, invertLinesAtLevel, invertLines,
+            (const std::uint16_t* from, std::uint16_t* to, std::size_t lines), (from, to, lines))
+
+/// The same past the caches.
+void invertLinesStreaming(const std::uint16_t* from, std::uint16_t* to, std::size_t lines) {
+    for (const std::uint16_t* end = from + lines * lineLength; from < end;
+         from += lineLength, to += lineLength) {
+        std::uint16_t inverted[lineLength];
+        invertPixels(from, inverted, lineLength);
+        lumo::streamLine(to, inverted);
+    }
+    lumo::finishStreaming();
+}
+
+void invert(const std::uint16_t* from, std::uint16_t* to, std::size_t count) {
+    const std::size_t head = std::min(std::size_t(lumo::pixelsToLine(to)), count);
+    const std::size_t lines = (count - head) / lineLength, tail = head + lines * lineLength;
+    invertPixels(from, to, head);
+    if (from != to && count * sizeof *to >= lumo::leastStreamed)
+        invertLinesStreaming(from + head, to + head, lines);
+    else
+        invertLinesAtLevel(from + head, to + head, lines);
+    invertPixels(from + tail, to + tail, count - tail);
+}
 
 /// Makes room for the region in the caller's record.
 int prepareTarget(std::uint16_t width, std::uint16_t height, Image& target) {

@@ -54,7 +54,7 @@ LUMO_TARGET_AVX2 void addVectors(const std::uint16_t* pixels, std::size_t vector
     __m256i smallest = _mm256_set1_epi16(-1), largest = _mm256_setzero_si256();
     __m256i sum = largest, low = largest, high = largest;
     for (std::size_t i = 0; i < vectors; ++i) {
-        prefetchAhead(pixels + lanes * i);
+        prefetchAhead(pixels + lanes * i, farAhead);
         const __m256i pixel = load(pixels + lanes * i);
         smallest = _mm256_min_epu16(smallest, pixel);
         largest = _mm256_max_epu16(largest, pixel);
@@ -97,7 +97,7 @@ LUMO_TARGET_AVX2 std::uint32_t sumWithVectors(const std::uint16_t* pixels, std::
     __m256i sum = _mm256_setzero_si256();
     const std::size_t vectors = count / lanes;
     for (std::size_t i = 0; i < vectors; ++i) {
-        prefetchAhead(pixels + lanes * i);
+        prefetchAhead(pixels + lanes * i, farAhead);
         const __m256i d = _mm256_xor_si256(load(pixels + lanes * i), center);
         sum = _mm256_add_epi32(sum, _mm256_madd_epi16(d, ones));
     }

@@ -50,10 +50,13 @@ private:
 
 /// Asks for memory that is read soon. One pass over a large raster is bound by memory, and the
 /// processor's own prefetcher follows late. The address may lie beyond the raster.
-LUMO_INLINE void prefetchAhead(const void* place) {
-    constexpr std::ptrdiff_t distance = 2048;
+/// @param distance  bytes
+LUMO_INLINE void prefetchAhead(const void* place, std::ptrdiff_t distance = 2048) {
     __builtin_prefetch(static_cast<const char*>(place) + distance);
 }
+
+/// The distance for kernels that are done with a cache line after a few cycles.
+constexpr std::ptrdiff_t farAhead = 12288;
 
 }  // namespace lumo
 

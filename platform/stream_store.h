@@ -2,6 +2,7 @@
 // memory need not be fetched before it is overwritten.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -14,6 +15,11 @@
 namespace lumo {
 
 constexpr int lineBytes = 64;  // of a cache line
+
+/// Size of a result from which streaming pays: what was stored first would have left a large shared
+/// cache again by the time when the next pass reads it. Below it, a cached result is read back
+/// twice as fast.
+constexpr std::size_t leastStreamed = std::size_t{16} << 20U;  // bytes
 
 /// Pixels from an address, which is that of a pixel, to the next start of a line.
 [[nodiscard]] inline int pixelsToLine(const std::uint16_t* address) {

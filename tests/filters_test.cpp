@@ -206,7 +206,7 @@ TEST(Median, CountsAWindowFullOfOneValue) {
     // Heights that leave one row of windows for the last pass.
     for (const auto& [width, height] : {std::pair{257, 257}, {300, 273}}) {
         const Raster even(width, height, 500);
-        expectFiltered(medianOf(256), even, even, std::to_string(height));
+        expectGives(medianOf(256), even, even);
     }
 }
 

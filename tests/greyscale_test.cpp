@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "greyscale/equalise_clipped.h"
+#include "platform/cpu_level.h"
 #include "support/support.h"
 
 namespace lumo::test {
@@ -302,6 +303,17 @@ TEST(EqualiseClipped, EqualsItsTwin) {
             return code;
         };
         expectGives(equalise, raster, mapped(raster, lut));
+    }
+}
+
+TEST(EqualiseClipped, IsTheSameAtEveryLevel) {
+    Raster from = noise(500, 400), first(500, 400), to(500, 400);
+    for (const CpuLevel level : supportedLevels()) {
+        const ForcedLevel forced(level);
+        std::int32_t low = 9000, high = 50001;
+        ASSERT_EQ(Equal_Histo3(to.image(), from.image(), 20, &low, &high, 1, 1, 30), 0);
+        if (level == CpuLevel::Baseline) first = to;
+        EXPECT_EQ(to, first);
     }
 }
 

@@ -263,6 +263,14 @@ TEST(Measure, CondensesHistograms) {
         EXPECT_EQ(std::ranges::max(scaled(grey, 97, height, 0, 65535)), std::uint32_t(height));
 }
 
+TEST(RasterOperations, InvertsRastersLargerThanTheCaches) {
+    const Raster from = noise(3001, 2801);
+    Raster to(3001, 2801), expected = from;
+    for (auto& pixel : expected.pixels) pixel = static_cast<std::uint16_t>(65535 - pixel);
+    ASSERT_EQ(Invert_Image(Raster(from).image(), to.image()), 0);
+    EXPECT_TRUE(to == expected);
+}
+
 TEST(RasterOperations, InvertAndCopyEqualTheirTwins) {
     atEverySize([](const Raster& raster) {
         Raster twin = raster;
