@@ -11,7 +11,9 @@
 namespace lumo {
 namespace {
 
-LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n) {
+LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next) {
+    constexpr int line = 32;
+    for (int x = 0; x < n; x += line) __builtin_prefetch(to + x + next, 1);
     for (int x = 0; x < n; ++x) {
         // False for NaN, which gives 0.
         const float positive = sums[x] > 0.0F ? sums[x] : 0.0F;
@@ -19,8 +21,8 @@ LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n) {
             static_cast<std::int32_t>(positive < 65535.0F ? positive : 65535.0F));
     }
 }
-LUMO_LEVELS(void, storePixels, storePixelsBody, (const float* sums, std::uint16_t* to, int n),
-            (sums, to, n))
+LUMO_LEVELS(void, storePixels, storePixelsBody,
+            (const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next), (sums, to, n, next))
 
 /// The checks that both forms share; raises.
 template <class Destination>
@@ -33,7 +35,7 @@ View<const float> weightsOf(FImage kernel) {
     return {kernel.data, kernel.width, kernel.height};
 }
 
-constexpr auto nothing = [](int) {};
+constexpr auto nothing = [](int, int, int) {};
 
 void convolveInPlace(Image image, FImage kernel) {
     const Owned<Image> temporary(image.width, image.height);
@@ -43,11 +45,11 @@ void convolveInPlace(Image image, FImage kernel) {
 
 }  // namespace
 
-void storeSums(const float* sums, std::uint16_t* to, int n) {
-    storePixels(sums, to, n);
+void storeSums(const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next) {
+    storePixels(sums, to, n, next);
 }
 
-void storeSums(const float* sums, float* to, int n) {
+void storeSums(const float* sums, float* to, int n, std::ptrdiff_t /*next*/) {
     std::memcpy(to, sums, static_cast<std::size_t>(n) * sizeof *to);
 }
 

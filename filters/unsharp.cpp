@@ -11,13 +11,14 @@
 namespace lumo {
 namespace {
 
-/// Blurs into `blurred`, sharpens it in place row by row while it is warm, and stretches it.
+/// Blurs into `blurred`, sharpens it in place while it is warm, and stretches it.
 void unsharpMask(Source source, Target target, View<float> blurred, View<const float> kernel,
                  float strength) {
     const float a = -strength, b = 1.0F + strength;
     Range range = emptyRange;
-    convolve(source, blurred, kernel, [&](int y) {
-        blendRow(blurred.row(y), source.row(y), a, b, blurred.row(y), source.width, &range);
+    convolve(source, blurred, kernel, [&](int y, int from, int to) {
+        float* piece = blurred.row(y) + from;
+        blendRow(piece, source.row(y) + from, a, b, piece, to - from, &range);
     });
     stretchImage({blurred.pixels, blurred.width, blurred.height}, range, target);
 }
