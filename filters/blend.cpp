@@ -79,15 +79,14 @@ void blendRow(const std::uint16_t* first, const std::uint16_t* second, float a, 
     blendPixels(first, second, a, b, to, n);
 }
 
-void stretchImage(View<const float> source, Range range, Target target) {
-    if (!(range.high > range.low)) {
-        std::fill_n(target.pixels, target.count(), std::uint16_t{0});
-        return;
-    }
-    const auto gain = static_cast<float>(
-        65535.0 / (static_cast<double>(range.high) - static_cast<double>(range.low)));
-    for (int y = 0; y < source.height; ++y)
-        stretch(source.row(y), range.low, gain, target.row(y), source.width);
+Stretch::Stretch(Range range)
+    : low_(range.low),
+      gain_(range.high > range.low ? static_cast<float>(65535.0 / (static_cast<double>(range.high) -
+                                                                   static_cast<double>(range.low)))
+                                   : 0.0F) {}  // which gives 0 for every value
+
+void Stretch::row(const float* values, std::uint16_t* to, int n) const {
+    stretch(values, low_, gain_, to, n);
 }
 
 int Blend_FImage(FImage destination, FImage first, Image second, float a, float b) {
@@ -117,7 +116,9 @@ int Stretch_FImage(Image destination, FImage source) {
         if (*value < range.low) range.low = *value;
         if (*value > range.high) range.high = *value;
     }
-    stretchImage(from, range, viewOf(destination));
+    const Stretch stretched(range);
+    for (int y = 0; y < from.height; ++y)
+        stretched.row(from.row(y), viewOf(destination).row(y), from.width);
     return LumoOk;
 }
 

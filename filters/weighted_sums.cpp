@@ -105,14 +105,15 @@ std::unique_ptr<float[]> zeros(int rows, int columns) {
 
 }  // namespace
 
-WeightedSums::WeightedSums(Source source, View<const float> weights)
+WeightedSums::WeightedSums(Source source, View<const float> weights, int strip)
     : source_(source),
       kernelWidth_(weights.width),
       kernelHeight_(std::max(weights.height, leastHeight)),
       width_(source.width - weights.width + 1),
       height_(source.height - weights.height + 1),
+      strip_(std::min(width_, strip)),
       // A block that begins in the last column reads and writes up to a block beyond it.
-      stride_(std::min(width_, stripColumns) + kernelWidth_ + mostBlockColumns),
+      stride_(strip_ + kernelWidth_ + mostBlockColumns),
       ringRows_(kernelHeight_ + bandRows - 1),
       weights_(zeros(kernelHeight_, kernelWidth_)),
       ring_(zeros(ringRows_, stride_)),

@@ -15,8 +15,8 @@ struct Reach {
     explicit Reach(int size) : before(size - 1 - size / 2), after(size / 2) {}
 };
 
-/// Computes the sums in strips of columns whose rows stay in the nearest cache, strip by strip from
-/// the left, and in a strip band by band of rows from the top.
+/// Computes the sums in strips of columns, strip by strip from the left, and in a strip band by
+/// band of rows from the top.
 ///
 /// Each sum begins at 0 and takes one fused multiply-add in single precision per weight, columns
 /// outer, rows inner: the same bits on every machine. Throws std::bad_alloc from the constructor
@@ -24,18 +24,21 @@ struct Reach {
 class WeightedSums {
 public:
     static constexpr int bandRows = 4;
-    static constexpr int stripColumns = 768;
+    /// A strip whose rows stay in the nearest cache.
+    static constexpr int fastestStrip = 768;
 
     /// @param weights  columns x rows weights, row by row; both sizes at least 1 and at most the
     ///                 source's
-    WeightedSums(Source source, View<const float> weights);
+    /// @param strip    sums per row of a strip, at least 1
+    WeightedSums(Source source, View<const float> weights, int strip);
 
     /// Calls use(x, y, sums, count) for pieces of the rows of sums that begin at (x, y) of the
-    /// source, which together are all the sums; once.
+    /// source, which together are all the sums; once. It may change the sums, and in a strip as
+    /// wide as the source the row of the source below the middle of their kernels.
     template <class Use>
     void forEachPiece(Use&& use) {
-        for (int x = 0; x < width_; x += stripColumns) {
-            const int count = std::min(stripColumns, width_ - x);
+        for (int x = 0; x < width_; x += strip_) {
+            const int count = std::min(strip_, width_ - x);
             converted_ = 0;
             for (int y = 0; y < height_; y += bandRows) {
                 sumBandAt(x, y, count);
@@ -50,7 +53,7 @@ private:
     void convertRows(int x, int end, int columns);
 
     Source source_;
-    int kernelWidth_, kernelHeight_, width_, height_, stride_;
+    int kernelWidth_, kernelHeight_, width_, height_, strip_, stride_;
     int ringRows_, converted_ = 0;
     std::unique_ptr<float[]> weights_;  // column by column
     std::unique_ptr<float[]> ring_;     // the strip's rows as floats, row y at y % ringRows_
