@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "platform/cpu_level.h"
+#include "platform/huge_pages.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -168,9 +169,10 @@ void FftRelease::operator()(float* buffer) const noexcept {
 
 FftBuffer Make_FftBuffer(Source source, FftLayout* layout) {
     *layout = layoutOf(source.width, source.height);
-    FftBuffer buffer(static_cast<float*>(
-        fftwf_malloc(static_cast<std::size_t>(layout->floats()) * sizeof(float))));
+    const std::size_t bytes = static_cast<std::size_t>(layout->floats()) * sizeof(float);
+    FftBuffer buffer(static_cast<float*>(fftwf_malloc(bytes)));
     if (buffer == nullptr) return buffer;
+    preferHugePages(buffer.get(), bytes);
     fillTransposed(source, buffer.get(), *layout);
     for (int x = 0; x < source.width; ++x) {
         float* row = layout->row(buffer.get(), x);
