@@ -42,11 +42,6 @@ LUMO_INLINE void addPrefixes(Vector& sums, std::integer_sequence<int, lane...> l
     if constexpr (sizeof...(lane) > 8) addShifted<8>(sums, lanes);
 }
 
-template <class Wide, class Narrow, int... lane>
-LUMO_INLINE void widen(Wide& to, const Narrow& from, std::integer_sequence<int, lane...>) {
-    to = Wide{from[lane]...};
-}
-
 template <class Vector, int... lane>
 LUMO_INLINE void addLast(Vector& all, const Vector& sums, std::integer_sequence<int, lane...>) {
     all += __builtin_shufflevector(sums, sums, (lane - lane + int{sizeof...(lane)} - 1)...);
@@ -69,8 +64,8 @@ LUMO_INLINE void addUpBody(const std::uint16_t* leaving, const std::uint16_t* en
         prefetchAhead(entering + x);
         Sums<bytes> sum, gone, come;
         load(sum, columns + x);
-        widen(gone, out, Lanes());
-        widen(come, in, Lanes());
+        convert(gone, out);
+        convert(come, in);
         store(sum + come - gone, columns + x);
         addPrefixes(sum, Lanes());
         store(sum + before, sums + x + 1);

@@ -36,11 +36,6 @@ LUMO_INLINE void exchange(Pixels& a, Pixels& b) {
     a = low;
 }
 
-template <class Pixels>
-LUMO_INLINE void lower(Pixels& a, const Pixels& b) {
-    a = b < a ? b : a;
-}
-
 template <const auto& network, std::size_t first, class Pixels, std::size_t... i>
 LUMO_INLINE void exchangeSome([[maybe_unused]] Pixels* wires, std::index_sequence<i...>) {
     (exchange(wires[network.comparators[first + i].low],

@@ -6,6 +6,8 @@
 #pragma once
 
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #include "platform/cpu_level.h"
 
@@ -30,6 +32,28 @@ LUMO_INLINE void load(Vector& vector, const void* from) {
 template <class Vector>
 LUMO_INLINE void store(const Vector& vector, void* to) {
     std::memcpy(to, &vector, sizeof vector);
+}
+
+template <class To, class From, std::size_t... lane>
+LUMO_INLINE void convertLanes(To& to, const From& from, std::index_sequence<lane...>) {
+    using Element = std::remove_reference_t<decltype(to[0])>;
+    to = To{static_cast<Element>(from[lane])...};
+}
+
+/// Converts each element; compilers do it at once.
+template <class To, class From>
+LUMO_INLINE void convert(To& to, const From& from) {
+    convertLanes(to, from, std::make_index_sequence<sizeof to / sizeof to[0]>());
+}
+
+/// The smaller (larger) of each pair of elements; a where b is NaN.
+template <class Vector>
+LUMO_INLINE void lower(Vector& a, const Vector& b) {
+    a = b < a ? b : a;
+}
+template <class Vector>
+LUMO_INLINE void raise(Vector& a, const Vector& b) {
+    a = b > a ? b : a;
 }
 
 /// Keeps the compiler from reading a vector again for each of its uses.
