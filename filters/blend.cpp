@@ -6,9 +6,9 @@
 #include <limits>
 
 #include "filters/filters.h"
+#include "filters/widths.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
@@ -24,26 +24,41 @@ LUMO_INLINE float blend(double first, double second, double a, double b) {
     return static_cast<float>(a * first + b * second);
 }
 
+LUMO_INLINE void widen(Range& range, float low, float high) {
+    if (low < range.low) range.low = low;
+    if (high > range.high) range.high = high;
+}
+
+template <int bytes>
 LUMO_INLINE void blendFloatsBody(const float* first, const std::uint16_t* second, float a, float b,
                                  float* to, int n, Range* range) {
-    constexpr int lanes = 16;
-    float low[lanes], high[lanes];
-    std::fill_n(low, lanes, range->low);
-    std::fill_n(high, lanes, range->high);
-    const auto step = [&](int x, int lane) __attribute__((always_inline)) {
-        const float value = blend(first[x], second[x], a, b);
-        low[lane] = value < low[lane] ? value : low[lane];
-        high[lane] = value > high[lane] ? value : high[lane];
-        to[x] = value;
-    };
+    constexpr int lanes = bytes / int{sizeof(double)};
+    using Doubles = Vector<double, bytes>;
+    using Floats = Vector<float, bytes / 2>;
+    Floats low = range->low - Floats{}, high = range->high - Floats{};
     int x = 0;
-    for (; x + lanes <= n; x += lanes)
-        for (int lane = 0; lane < lanes; ++lane) step(x + lane, lane);
-    for (; x < n; ++x) step(x, 0);
-    range->low = *std::min_element(low, low + lanes);
-    range->high = *std::max_element(high, high + lanes);
+    for (; x + lanes <= n; x += lanes) {
+        Floats value;
+        Vector<std::uint16_t, bytes / 4> pixels;
+        load(value, first + x);
+        load(pixels, second + x);
+        Vector<std::int32_t, bytes / 2> numbers;  // doubles are made of these at once
+        convert(numbers, pixels);
+        Doubles u, v;
+        convert(u, value);
+        convert(v, numbers);
+        convert(value, static_cast<double>(a) * u + static_cast<double>(b) * v);
+        lower(low, value);
+        raise(high, value);
+        store(value, to + x);
+    }
+    for (int lane = 0; lane < lanes; ++lane) widen(*range, low[lane], high[lane]);
+    for (; x < n; ++x) {
+        to[x] = blend(first[x], second[x], a, b);
+        widen(*range, to[x], to[x]);
+    }
 }
-LUMO_LEVELS(void, blendFloats, blendFloatsBody,
+LUMO_WIDTHS(void, blendFloats, blendFloatsBody,
             (const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
              Range* range),
             (first, second, a, b, to, n, range))
@@ -79,15 +94,14 @@ void blendRow(const std::uint16_t* first, const std::uint16_t* second, float a, 
     blendPixels(first, second, a, b, to, n);
 }
 
-void stretchImage(View<const float> source, Range range, Target target) {
-    if (!(range.high > range.low)) {
-        std::fill_n(target.pixels, target.count(), std::uint16_t{0});
-        return;
-    }
-    const auto gain = static_cast<float>(
-        65535.0 / (static_cast<double>(range.high) - static_cast<double>(range.low)));
-    for (int y = 0; y < source.height; ++y)
-        stretch(source.row(y), range.low, gain, target.row(y), source.width);
+Stretch::Stretch(Range range)
+    : low_(range.low),
+      gain_(range.high > range.low ? static_cast<float>(65535.0 / (static_cast<double>(range.high) -
+                                                                   static_cast<double>(range.low)))
+                                   : 0.0F) {}  // which gives 0 for every value
+
+void Stretch::row(const float* values, std::uint16_t* to, int n) const {
+    stretch(values, low_, gain_, to, n);
 }
 
 int Blend_FImage(FImage destination, FImage first, Image second, float a, float b) {
@@ -113,11 +127,11 @@ int Stretch_FImage(Image destination, FImage source) {
     if (Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
     const View<const float> from = {source.data, source.width, source.height};
     Range range = emptyRange;
-    for (const float* value = from.pixels; value != from.pixels + from.count(); ++value) {
-        if (*value < range.low) range.low = *value;
-        if (*value > range.high) range.high = *value;
-    }
-    stretchImage(from, range, viewOf(destination));
+    for (const float* value = from.pixels; value != from.pixels + from.count(); ++value)
+        widen(range, *value, *value);
+    const Stretch stretched(range);
+    for (int y = 0; y < from.height; ++y)
+        stretched.row(from.row(y), viewOf(destination).row(y), from.width);
     return LumoOk;
 }
 

@@ -19,8 +19,15 @@ constexpr Range emptyRange = {std::numeric_limits<float>::infinity(),
 void blendRow(const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
               Range* range);
 
-/// target = (source - low) * gain with gain = 65535 / (high - low) rounded to single precision,
-/// clamped and truncated; zeros for a range of one value or none.
-void stretchImage(View<const float> source, Range range, Target target);
+/// (value - low) * gain with gain = 65535 / (high - low) rounded to single precision, clamped and
+/// truncated; zeros for a range of one value or none.
+class Stretch {
+public:
+    explicit Stretch(Range range);
+    void row(const float* values, std::uint16_t* to, int n) const;
+
+private:
+    float low_, gain_;
+};
 
 }  // namespace lumo

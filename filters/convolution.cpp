@@ -1,5 +1,5 @@
 // Convolution with a caller's kernel, laid on the image as stored, into 16-bit or float rasters.
-#include <cstring>
+#include <algorithm>
 
 #include "filters/convolve.h"
 #include "filters/filters.h"
@@ -11,16 +11,19 @@
 namespace lumo {
 namespace {
 
-LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n) {
+/// Clamps and truncates; NaN gives 0. The place `next` pixels further is written soon.
+LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next) {
+    constexpr int line = 32;
+    for (int x = 0; x < n; x += line) __builtin_prefetch(to + x + next, 1);
     for (int x = 0; x < n; ++x) {
-        // False for NaN, which gives 0.
+        // False for NaN.
         const float positive = sums[x] > 0.0F ? sums[x] : 0.0F;
         to[x] = static_cast<std::uint16_t>(
             static_cast<std::int32_t>(positive < 65535.0F ? positive : 65535.0F));
     }
 }
-LUMO_LEVELS(void, storePixels, storePixelsBody, (const float* sums, std::uint16_t* to, int n),
-            (sums, to, n))
+LUMO_LEVELS(void, storePixels, storePixelsBody,
+            (const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next), (sums, to, n, next))
 
 /// The checks that both forms share; raises.
 template <class Destination>
@@ -33,28 +36,35 @@ View<const float> weightsOf(FImage kernel) {
     return {kernel.data, kernel.width, kernel.height};
 }
 
-constexpr auto nothing = [](int) {};
+void convolvePixels(Source source, Target target, View<const float> kernel) {
+    const std::ptrdiff_t nextBand = std::ptrdiff_t{WeightedSums::bandRows} * target.width;
+    convolve(
+        source, kernel, WeightedSums::fastestStrip,
+        [&](int x, int y, const float* sums, int count) {
+            storePixels(sums, target.row(y) + x, count, nextBand);
+        },
+        [&](int x, int y, int count) { std::copy_n(source.row(y) + x, count, target.row(y) + x); });
+}
 
 void convolveInPlace(Image image, FImage kernel) {
     const Owned<Image> temporary(image.width, image.height);
-    convolve(asSource(viewOf(image)), viewOf(temporary.get()), weightsOf(kernel), nothing);
+    convolvePixels(asSource(viewOf(image)), viewOf(temporary.get()), weightsOf(kernel));
     raiseFailure(Copy_Image(temporary.get(), image));
 }
 
 }  // namespace
 
-void storeSums(const float* sums, std::uint16_t* to, int n) {
-    storePixels(sums, to, n);
-}
-
-void storeSums(const float* sums, float* to, int n) {
-    std::memcpy(to, sums, static_cast<std::size_t>(n) * sizeof *to);
-}
-
 int Convol_ImageF(Image source, FImage destination, FImage kernel) {
     return guarded([&] {
         checkAll(source, destination, kernel);
-        convolve(asSource(viewOf(source)), viewOf(destination), weightsOf(kernel), nothing);
+        const Source from = asSource(viewOf(source));
+        const View<float> to = viewOf(destination);
+        convolve(
+            from, weightsOf(kernel), WeightedSums::fastestStrip,
+            [&](int x, int y, const float* sums, int count) {
+                std::copy_n(sums, count, to.row(y) + x);
+            },
+            [&](int x, int y, int count) { std::copy_n(from.row(y) + x, count, to.row(y) + x); });
     });
 }
 
@@ -66,6 +76,6 @@ extern "C" int Convol_Image(Image source, Image destination, FImage kernel) {
         checkAll(source, destination, kernel);
         if (viewOf(source).count() == 0) return;
         if (source.data == destination.data) return convolveInPlace(source, kernel);
-        convolve(asSource(viewOf(source)), viewOf(destination), weightsOf(kernel), nothing);
+        convolvePixels(asSource(viewOf(source)), viewOf(destination), weightsOf(kernel));
     });
 }

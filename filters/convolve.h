@@ -1,4 +1,4 @@
-// Convolution of a whole raster, row by row, border included.
+// Convolution of a whole raster, piece by piece, border included.
 #pragma once
 
 #include "filters/weighted_sums.h"
@@ -7,46 +7,38 @@
 
 namespace lumo {
 
-/// The 16-bit pixels of a row of sums: clamped, truncated, 0 for NaN.
-void storeSums(const float* sums, std::uint16_t* to, int n);
-/// The sums as they are.
-void storeSums(const float* sums, float* to, int n);
-
 /// @return 0; -2 kernel without weights
 [[nodiscard]] inline int checkKernel(FImage kernel) {
     const bool usable = kernel.data != nullptr && kernel.width > 0 && kernel.height > 0;
     return usable ? LumoOk : LumoErrorParameter;
 }
 
-/// Fills the target with the sums where the kernel lies inside the raster and with the source's
-/// values elsewhere, everywhere if it does not fit; its weights are then not read. Calls done(y)
-/// once for every row, in any order, when the row is complete. Throws std::bad_alloc before
-/// anything is written.
-template <class Pixel, class Done>
-void convolve(Source source, View<Pixel> target, View<const float> kernel, Done&& done) {
-    const auto copy = [&](int y, int from, int to) {
-        for (int x = from; x < to; ++x) target.row(y)[x] = source.row(y)[x];
-    };
-    const auto copyRows = [&](int from, int to) {
-        for (int y = from; y < to; ++y) {
-            copy(y, 0, source.width);
-            done(y);
-        }
+/// Calls useSums(x, y, sums, count) for pieces of rows that begin at (x, y) and whose pixels the
+/// kernel can be laid on, and keepSource(x, y, count) for those of the border, which are all if it
+/// does not fit; its weights are then not read. Every pixel once, in any order; the sums may be
+/// changed. Throws std::bad_alloc before the first call.
+///
+/// With strips as wide as the source the calls may overwrite their pixels in the source.
+template <class UseSums, class KeepSource>
+void convolve(Source source, View<const float> kernel, int strip, UseSums&& useSums,
+              KeepSource&& keepSource) {
+    const auto keepRows = [&](int from, int to) {
+        for (int y = from; y < to; ++y) keepSource(0, y, source.width);
     };
     if (kernel.width > source.width || kernel.height > source.height)
-        return copyRows(0, source.height);
+        return keepRows(0, source.height);
 
     const Reach x(kernel.width), y(kernel.height);
-    WeightedSums sums(source, kernel);
-    copyRows(0, y.before);
-    sums.forEachRow([&](int row, const float* values) {
-        row += y.before;
-        copy(row, 0, x.before);
-        storeSums(values, target.row(row) + x.before, sums.width());
-        copy(row, source.width - x.after, source.width);
-        done(row);
+    WeightedSums sums(source, kernel, strip);
+    sums.forEachPiece([&](int left, int top, float* values, int count) {
+        useSums(left + x.before, top + y.before, values, count);
     });
-    copyRows(source.height - y.after, source.height);
+    keepRows(0, y.before);
+    for (int row = y.before; row < source.height - y.after; ++row) {
+        keepSource(0, row, x.before);
+        keepSource(source.width - x.after, row, x.after);
+    }
+    keepRows(source.height - y.after, source.height);
 }
 
 }  // namespace lumo

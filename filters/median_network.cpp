@@ -10,31 +10,34 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstring>
 #include <memory>
 #include <utility>
 
 #include "filters/sorting_network.h"
-#include "platform/cpu_level.h"
+#include "filters/widths.h"
+#include "platform/stream_store.h"
 
 namespace lumo {
 namespace {
 
-constexpr int lanes = 16;
-using Vector [[gnu::vector_size(lanes * sizeof(std::uint16_t))]] = std::uint16_t;
+template <int bytes>
+using Pixels = Vector<std::uint16_t, bytes>;
+template <int bytes>
+constexpr int lanes = bytes / int{sizeof(std::uint16_t)};
 
 /// Windows per row of a tile, and what its lists hold beyond, for the reads at an offset.
-constexpr int tileWindows = 128;
-constexpr int tileStride = tileWindows + 2 * lanes;
+constexpr int tileWindows = 192;
+constexpr int tileStride = tileWindows + 2 * lanes<avx512Bytes>;
 
-LUMO_INLINE void exchange(Vector& a, Vector& b) {
-    const Vector low = a < b ? a : b;
+template <class Pixels>
+LUMO_INLINE void exchange(Pixels& a, Pixels& b) {
+    const Pixels low = a < b ? a : b;
     b = a < b ? b : a;
     a = low;
 }
 
-template <const auto& network, std::size_t first, std::size_t... i>
-LUMO_INLINE void exchangeSome([[maybe_unused]] Vector* wires, std::index_sequence<i...>) {
+template <const auto& network, std::size_t first, class Pixels, std::size_t... i>
+LUMO_INLINE void exchangeSome([[maybe_unused]] Pixels* wires, std::index_sequence<i...>) {
     (exchange(wires[network.comparators[first + i].low],
               wires[network.comparators[first + i].high]),
      ...);
@@ -42,23 +45,23 @@ LUMO_INLINE void exchangeSome([[maybe_unused]] Vector* wires, std::index_sequenc
 
 /// Applies a network; what is not read of its results is not computed. In parts, as compilers limit
 /// the length of an expression.
-template <const auto& network, std::size_t first = 0>
-LUMO_INLINE void apply(Vector* wires) {
+template <const auto& network, std::size_t first = 0, class Pixels>
+LUMO_INLINE void apply(Pixels* wires) {
     constexpr std::size_t end = std::min(network.count, first + 128);
     exchangeSome<network, first>(wires, std::make_index_sequence<end - first>());
     if constexpr (end < network.count) apply<network, end>(wires);
 }
 
-template <int... i>
-LUMO_INLINE void loadLists(Vector* wires, const std::uint16_t* lists,
+template <class Pixels, int... i>
+LUMO_INLINE void loadLists(Pixels* wires, const std::uint16_t* lists,
                            std::integer_sequence<int, i...>) {
-    (std::memcpy(&wires[i], lists + i * tileStride, sizeof *wires), ...);
+    (load(wires[i], lists + i * tileStride), ...);
 }
 
-template <const auto& network, int first, int... i>
-LUMO_INLINE void storeLists(const Vector* wires, std::uint16_t* lists,
+template <const auto& network, int first, class Pixels, int... i>
+LUMO_INLINE void storeLists(const Pixels* wires, std::uint16_t* lists,
                             std::integer_sequence<int, i...>) {
-    (std::memcpy(lists + i * tileStride, &wires[network.order[first + i]], sizeof *wires), ...);
+    (store(wires[network.order[first + i]], lists + i * tileStride), ...);
 }
 
 /// The ranks [first, end) that a list keeps of its values.
@@ -82,14 +85,14 @@ struct Plan {
 };
 
 /// Merges the lists of `widthA` columns with those of the `widthB` columns beside them.
-template <int n, int widthA, int widthB>
+template <int bytes, int n, int widthA, int widthB>
 LUMO_INLINE void join(const std::uint16_t* a, const std::uint16_t* b, std::uint16_t* joined,
                       int count) {
     constexpr Ranks ranksA = Plan<n>::ranks(widthA), ranksB = Plan<n>::ranks(widthB);
     constexpr Ranks ranks = Plan<n>::ranks(widthA + widthB);
     constexpr auto& network = mergingNetwork<ranksA.count(), ranksB.count()>;
-    for (int x = 0; x < count; x += lanes) {
-        Vector wires[static_cast<std::size_t>(ranksA.count() + ranksB.count())];
+    for (int x = 0; x < count; x += lanes<bytes>) {
+        Pixels<bytes> wires[static_cast<std::size_t>(ranksA.count() + ranksB.count())];
         loadLists(wires, a + x, std::make_integer_sequence<int, ranksA.count()>());
         loadLists(wires + ranksA.count(), b + x + widthA,
                   std::make_integer_sequence<int, ranksB.count()>());
@@ -115,41 +118,39 @@ struct Pair {
     int count;                         ///< windows per row
 };
 
-template <int n>
-LUMO_INLINE void sortColumns(const Pair& pair) {
-    constexpr int height = n - 1;
-    for (int x = 0; x < pair.count + n - 1; x += lanes) {
-        Vector wires[std::size_t{height}];
-        for (int y = 0; y < height; ++y)
-            std::memcpy(&wires[y], pair.rows[y + 1] + x, sizeof *wires);
-        apply<sortingNetwork<height>>(wires);
-        storeLists<sortingNetwork<height>, 0>(wires, pair.lists + x,
-                                              std::make_integer_sequence<int, height>());
+template <int bytes, int n, int... y>
+LUMO_INLINE void sortColumns(const Pair& pair, std::integer_sequence<int, y...> height) {
+    constexpr auto& network = sortingNetwork<n - 1>;
+    for (int x = 0; x < pair.count + n - 1; x += lanes<bytes>) {
+        Pixels<bytes> wires[sizeof...(y)];
+        (load(wires[y], pair.rows[y + 1] + x), ...);
+        apply<network>(wires);
+        storeLists<network, 0>(wires, pair.lists + x, height);
     }
 }
 
 /// Makes the lists of 2 * width columns, and so on; returns where the next lists go.
-template <int n, int width>
+template <int bytes, int n, int width>
 LUMO_INLINE std::uint16_t* widen(Widths& widths, std::uint16_t* next, int count) {
     if constexpr (2 * width <= n) {
         const std::uint16_t* lists = widths[power(width)];
-        join<n, width, width>(lists, lists, next, count + n - 2 * width);
+        join<bytes, n, width, width>(lists, lists, next, count + n - 2 * width);
         widths[power(2 * width)] = next;
         next += Plan<n>::ranks(2 * width).count() * tileStride;
-        return widen<n, 2 * width>(widths, next, count);
+        return widen<bytes, n, 2 * width>(widths, next, count);
     } else {
         return next;
     }
 }
 
 /// Adds to the lists of `width` columns the others of the window; returns the candidates.
-template <int n, int width>
+template <int bytes, int n, int width>
 LUMO_INLINE const std::uint16_t* complete(const Widths& widths, const std::uint16_t* lists,
                                           std::uint16_t* next, int count) {
     if constexpr (width < n) {
         constexpr int more = static_cast<int>(std::bit_floor(static_cast<unsigned>(n - width)));
-        join<n, width, more>(lists, widths[power(more)], next, count + n - width - more);
-        return complete<n, width + more>(
+        join<bytes, n, width, more>(lists, widths[power(more)], next, count + n - width - more);
+        return complete<bytes, n, width + more>(
             widths, next, next + Plan<n>::ranks(width + more).count() * tileStride, count);
     } else {
         return lists;
@@ -157,103 +158,110 @@ LUMO_INLINE const std::uint16_t* complete(const Widths& widths, const std::uint1
 }
 
 /// Medians of the candidates and one more row: among two sorted lists a and b the value of rank r
-/// is the smallest of max(a[i], b[r - i - 1]), with a[r] alone at one end and b[r] at the other.
-template <int n>
+/// is the smallest of max(a[r - 1 - i], b[i]), with a[r] alone at one end and b[r] at the other.
+/// Here r is the length of b, so there is no b[r].
+template <int bytes, int n, int... i>
 LUMO_INLINE void select(const std::uint16_t* candidates, const std::uint16_t* row,
-                        std::uint16_t* medians, int count) {
+                        std::uint16_t* medians, int count, std::integer_sequence<int, i...>) {
     constexpr Ranks ranks = Plan<n>::ranks(n);
     constexpr int rank = Plan<n>::median - ranks.first;
+    static_assert(rank == n);
     constexpr auto& network = sortingNetwork<n>;
-    for (int x = 0; x < count; x += lanes) {
-        Vector wires[std::size_t{n}];
-        for (int i = 0; i < n; ++i) std::memcpy(&wires[i], row + x + i, sizeof *wires);
+    for (int x = 0; x < count; x += lanes<bytes>) {
+        Pixels<bytes> wires[std::size_t{n}];
+        (load(wires[i], row + x + i), ...);
         apply<network>(wires);
-        Vector median;
-        std::memset(&median, 0xFF, sizeof median);
-        if constexpr (rank < n) median = wires[network.order[rank]];
-        for (int i = 0; i < ranks.count() && i <= rank; ++i) {
-            Vector value;
-            std::memcpy(&value, candidates + std::ptrdiff_t{i} * tileStride + x, sizeof value);
-            if (i < rank) {
-                const Vector& other = wires[network.order[rank - 1 - i]];
-                value = value < other ? other : value;
-            }
-            median = value < median ? value : median;
-        }
-        if (count - x >= lanes)
-            std::memcpy(medians + x, &median, sizeof median);
+        Pixels<bytes> median = ~Pixels<bytes>{};
+        if constexpr (rank < ranks.count()) load(median, candidates + rank * tileStride + x);
+        const auto meet = [&](int a, const Pixels<bytes>& b) __attribute__((always_inline)) {
+            Pixels<bytes> value;
+            load(value, candidates + a * tileStride + x);
+            lower(median, value < b ? b : value);
+        };
+        (meet(rank - 1 - i, wires[network.order[i]]), ...);
+        if (count - x >= lanes<bytes>)
+            store(median, medians + x);
         else
             std::memcpy(medians + x, &median, static_cast<std::size_t>(count - x) * 2);
     }
 }
 
-template <int n>
+template <int bytes, int n>
 LUMO_INLINE void medianPair(const Pair& pair) {
-    sortColumns<n>(pair);
+    constexpr std::make_integer_sequence<int, n> values;
+    sortColumns<bytes, n>(pair, std::make_integer_sequence<int, n - 1>());
     Widths widths{pair.lists};
-    std::uint16_t* next = widen<n, 1>(widths, pair.lists + (n - 1) * tileStride, pair.count);
+    std::uint16_t* next = widen<bytes, n, 1>(widths, pair.lists + (n - 1) * tileStride, pair.count);
     constexpr int widest = static_cast<int>(std::bit_floor(unsigned{n}));
     const std::uint16_t* candidates =
-        complete<n, widest>(widths, widths[power(widest)], next, pair.count);
-    select<n>(candidates, pair.rows[0], pair.upper, pair.count);
-    if (pair.lower != nullptr) select<n>(candidates, pair.rows[n], pair.lower, pair.count);
-}
-
-template <int n>
-void medianPairBaseline(const Pair& pair) {
-    medianPair<n>(pair);
-}
-template <int n>
-LUMO_TARGET_AVX2 void medianPairAvx2(const Pair& pair) {
-    medianPair<n>(pair);
+        complete<bytes, n, widest>(widths, widths[power(widest)], next, pair.count);
+    select<bytes, n>(candidates, pair.rows[0], pair.upper, pair.count, values);
+    if (pair.lower != nullptr)
+        select<bytes, n>(candidates, pair.rows[n], pair.lower, pair.count, values);
 }
 
 using Kernel = void (*)(const Pair&);
 
+template <int n>
+void medianPairBaseline(const Pair& pair) {
+    medianPair<baselineBytes, n>(pair);
+}
+template <int n>
+LUMO_TARGET_AVX2 void medianPairAvx2(const Pair& pair) {
+    medianPair<avx2Bytes, n>(pair);
+}
+template <int n>
+LUMO_TARGET_AVX512 void medianPairAvx512(const Pair& pair) {
+    medianPair<avx512Bytes, n>(pair);
+}
+
 #ifdef LUMO_SANITIZED
 // Instrumented, the larger networks take minutes to compile; they are the same code.
-constexpr int largestBaseline = 5, largestAvx2 = 7;
+constexpr int largestBaseline = 5, largest = 7;
 #else
-constexpr int largestBaseline = 8, largestAvx2 = 16;
+constexpr int largestBaseline = 8, largest = 16;
 #endif
 
 template <int... below>
-Kernel baselineKernel(int n, std::integer_sequence<int, below...>) {
-    static constexpr Kernel kernels[] = {medianPairBaseline<below + 2>...};
-    return kernels[n - 2];
-}
-template <int... below>
-Kernel avx2Kernel(int n, std::integer_sequence<int, below...>) {
-    static constexpr Kernel kernels[] = {medianPairAvx2<below + 2>...};
-    return kernels[n - 2];
-}
-
-Kernel kernelFor(int n) {
-    return cpuLevel() == CpuLevel::Baseline
-               ? baselineKernel(n, std::make_integer_sequence<int, largestBaseline - 1>())
-               : avx2Kernel(n, std::make_integer_sequence<int, largestAvx2 - 1>());
+Kernel kernelFor(int n, std::integer_sequence<int, below...>) {
+    static constexpr Kernel kernels[][sizeof...(below)] = {
+        {medianPairBaseline<std::min(below + 2, largestBaseline)>...},
+        {medianPairAvx2<below + 2>...},
+        {medianPairAvx512<below + 2>...}};
+    return kernels[static_cast<int>(cpuLevel())][n - 2];
 }
 
 /// All lists of a pair: those of 1, 2, 4, ... columns and the completed ones hold at most the inner
 /// rows' values, and their widths double.
-constexpr std::size_t mostLists = std::size_t{6} * largestAvx2 * largestAvx2;
+constexpr std::size_t mostLists = std::size_t{6} * largest * largest;
+
+/// Asks for a tile's part of a row that the next pair reads or writes; it may lie below the image.
+template <bool write>
+void prefetchRow(const std::uint16_t* row) {
+    constexpr int line = lineBytes / int{sizeof *row};
+    for (int x = 0; x < tileWindows; x += line) __builtin_prefetch(row + x, write);
+}
 
 }  // namespace
 
 int largestNetworkWindow() {
-    return cpuLevel() == CpuLevel::Baseline ? largestBaseline : largestAvx2;
+    return cpuLevel() == CpuLevel::Baseline ? largestBaseline : largest;
 }
 
 void medianByNetwork(Source source, Target target, int n) {
-    const Kernel kernel = kernelFor(n);
-    const auto lists = std::make_unique<std::uint16_t[]>(mostLists * tileStride);
-    const auto padded =
-        std::make_unique<std::uint16_t[]>((largestAvx2 + 1) * std::size_t{tileStride});
-    std::array<const std::uint16_t*, largestAvx2 + 1> rows{};
+    const Kernel kernel = kernelFor(n, std::make_integer_sequence<int, largest - 1>());
+    const auto memory = std::make_unique<std::uint16_t[]>(mostLists * tileStride + lineBytes);
+    std::uint16_t* lists = memory.get() + pixelsToLine(memory.get());
+    const auto padded = std::make_unique<std::uint16_t[]>((largest + 1) * std::size_t{tileStride});
+    std::array<const std::uint16_t*, largest + 1> rows{};
     const int windows = source.width - n, windowRows = source.height - n;
 
     for (int y = 0; y < windowRows; y += 2)
         for (int x = 0; x < windows; x += tileWindows) {
+            prefetchRow<false>(source.row(y + n + 1) + x);
+            prefetchRow<false>(source.row(y + n + 2) + x);
+            prefetchRow<true>(target.row(y + 2) + x);
+            prefetchRow<true>(target.row(y + 3) + x);
             const int inside = std::min(source.width - x, tileStride);
             for (int k = 0; k <= n; ++k) {
                 const auto at = static_cast<std::size_t>(k);
@@ -262,7 +270,7 @@ void medianByNetwork(Source source, Target target, int n) {
                 // The tile's reads would leave the row.
                 rows[at] = std::copy_n(rows[at], inside, padded.get() + at * tileStride) - inside;
             }
-            kernel({rows.data(), lists.get(), target.row(y) + x,
+            kernel({rows.data(), lists, target.row(y) + x,
                     y + 1 < windowRows ? target.row(y + 1) + x : nullptr,
                     std::min(tileWindows, windows - x)});
         }

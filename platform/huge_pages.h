@@ -11,7 +11,8 @@
 namespace lumo {
 
 /// Asks for large pages behind a block before it is first written. A wish: it may have no effect.
-inline void preferHugePages([[maybe_unused]] void* block, [[maybe_unused]] std::size_t bytes) {
+inline void preferHugePages([[maybe_unused]] void* block,
+                            [[maybe_unused]] std::size_t bytes) noexcept {
 #if defined(__linux__)
     constexpr std::uintptr_t page = 2U << 20U;
     const auto address = reinterpret_cast<std::uintptr_t>(block);

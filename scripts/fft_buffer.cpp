@@ -6,7 +6,8 @@
 #include <array>
 #include <limits>
 
-#include "platform/cpu_level.h"
+#include "filters/widths.h"
+#include "platform/huge_pages.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -24,22 +25,27 @@ struct Extent {
     float largest = -std::numeric_limits<float>::infinity();
 };
 
+template <int bytes>
 LUMO_INLINE void widenExtentBody(const float* values, int count, Extent& extent) {
-    constexpr int lanes = 16;
-    float least[lanes], largest[lanes];
-    std::fill_n(least, lanes, extent.least);
-    std::fill_n(largest, lanes, extent.largest);
-    const auto take = [&](float value, int lane) __attribute__((always_inline)) {
-        least[lane] = value < least[lane] ? value : least[lane];
-        largest[lane] = value > largest[lane] ? value : largest[lane];
-    };
+    constexpr int lanes = bytes / int{sizeof(float)};
+    using Floats = Vector<float, bytes>;
+    Floats least = extent.least - Floats{}, largest = extent.largest - Floats{};
     int i = 0;
-    for (; i + lanes <= count; i += lanes)
-        for (int lane = 0; lane < lanes; ++lane) take(values[i + lane], lane);
-    for (; i < count; ++i) take(values[i], 0);
-    extent = {*std::min_element(least, least + lanes), *std::max_element(largest, largest + lanes)};
+    for (; i + lanes <= count; i += lanes) {
+        prefetchAhead(values + i);
+        Floats some;
+        load(some, values + i);
+        lower(least, some);
+        raise(largest, some);
+    }
+    const auto take = [&](float low, float high) {
+        extent.least = low < extent.least ? low : extent.least;
+        extent.largest = high > extent.largest ? high : extent.largest;
+    };
+    for (int lane = 0; lane < lanes; ++lane) take(least[lane], largest[lane]);
+    for (; i < count; ++i) take(values[i], values[i]);
 }
-LUMO_LEVELS(void, widenExtent, widenExtentBody, (const float* values, int count, Extent& extent),
+LUMO_WIDTHS(void, widenExtent, widenExtentBody, (const float* values, int count, Extent& extent),
             (values, count, extent))
 
 Extent extentOf(const float* buffer, const FftLayout& layout) {
@@ -168,9 +174,10 @@ void FftRelease::operator()(float* buffer) const noexcept {
 
 FftBuffer Make_FftBuffer(Source source, FftLayout* layout) {
     *layout = layoutOf(source.width, source.height);
-    FftBuffer buffer(static_cast<float*>(
-        fftwf_malloc(static_cast<std::size_t>(layout->floats()) * sizeof(float))));
+    const std::size_t bytes = static_cast<std::size_t>(layout->floats()) * sizeof(float);
+    FftBuffer buffer(static_cast<float*>(fftwf_malloc(bytes)));
     if (buffer == nullptr) return buffer;
+    preferHugePages(buffer.get(), bytes);
     fillTransposed(source, buffer.get(), *layout);
     for (int x = 0; x < source.width; ++x) {
         float* row = layout->row(buffer.get(), x);

@@ -10,7 +10,7 @@
 #include <cmath>
 #include <vector>
 
-#include "platform/cpu_level.h"
+#include "filters/widths.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -51,39 +51,47 @@ struct Term {
 };
 
 /// The exponent's relative error is below 16 roundings on either way, which changes g by at most
-/// 16 x g roundings; exponential and products add less than 16 g.
-LUMO_INLINE void multiply(const Term& term, double g, double x, double& factor, double& limit) {
+/// 16 x g roundings; the products add less than 16 g, the exponential its own error.
+LUMO_INLINE void multiply(const Term& term, double g, double x, double exponentialsError,
+                          double& factor, double& limit) {
     const double value = term.base + term.slope * g;
-    const double error = term.loss + 16.0 * roundOff * std::abs(term.slope) * g * (1.0 + x);
+    const double error =
+        term.loss + std::abs(term.slope) * g * (16.0 * roundOff * (1.0 + x) + exponentialsError);
     factor *= value;
     limit *= std::abs(value) + error;
 }
 
-/// exp(-x) for x >= 0 to two roundings, at least exp(-708).
+/// Of the exponential below. Smaller ones cost more than they save: at this size one factor of ten
+/// thousands stays open.
+constexpr double exponentialError = 0x1p-41;
+
+/// a * b + c, rounded once where the level has an instruction for it.
+template <int bytes>
+LUMO_INLINE double multiplyAdd(double a, double b, double c) {
+    if constexpr (bytes == baselineBytes)
+        return a * b + c;
+    else
+        return std::fma(a, b, c);
+}
+
+/// exp(-x) for x >= 0, at least exp(-708). The series leaves out less than |r|^11 / 11! of at least
+/// 2^-0.5, where |r| is at most ln 2 / 2.
+template <int bytes>
 LUMO_INLINE double exponential(double x) {
     constexpr double log2e = 1.4426950408889634, ln2High = 0x1.62e42fefa0000p-1,
                      ln2Low = 0x1.cf79abc9e3b3ap-40, shifter = 0x1.8p52;
     const double argument = x < 708.0 ? -x : -708.0;
-    const double shifted = argument * log2e + shifter;  // the whole power of two in the low bits
+    // The whole power of two in the low bits.
+    const double shifted = multiplyAdd<bytes>(argument, log2e, shifter);
     const double power = shifted - shifter;
-    const double r = (argument - power * ln2High) - power * ln2Low;
-    constexpr double terms[] = {1.0 / 6227020800.0,
-                                1.0 / 479001600.0,
-                                1.0 / 39916800.0,
-                                1.0 / 3628800.0,
-                                1.0 / 362880.0,
-                                1.0 / 40320.0,
-                                1.0 / 5040.0,
-                                1.0 / 720.0,
-                                1.0 / 120.0,
-                                1.0 / 24.0,
-                                1.0 / 6.0,
-                                0.5,
-                                1.0,
-                                1.0};
+    const double r =
+        multiplyAdd<bytes>(power, -ln2Low, multiplyAdd<bytes>(power, -ln2High, argument));
+    constexpr double terms[] = {
+        1.0 / 3628800.0, 1.0 / 362880.0, 1.0 / 40320.0, 1.0 / 5040.0, 1.0 / 720.0, 1.0 / 120.0,
+        1.0 / 24.0,      1.0 / 6.0,      0.5,           1.0,          1.0};
     double p = terms[0];
-#pragma GCC unroll 13
-    for (int i = 1; i < 14; ++i) p = p * r + terms[i];
+#pragma GCC unroll 10
+    for (int i = 1; i < 11; ++i) p = multiplyAdd<bytes>(p, r, terms[i]);
     return std::bit_cast<double>(std::bit_cast<std::uint64_t>(p) +
                                  (std::bit_cast<std::uint64_t>(shifted) << 52));
 }
@@ -111,7 +119,7 @@ LUMO_INLINE void multiplySeparableBody(const double* gaussians, const double* ex
                                        int count, Block& block) {
     const Term kept = term;
     for (int k = 0; k < count; ++k)
-        multiply(kept, gaussians[k] * rowGaussian, exponents[k] + rowExponent,
+        multiply(kept, gaussians[k] * rowGaussian, exponents[k] + rowExponent, 0.0,
                  block.factor[static_cast<std::size_t>(k)],
                  block.limit[static_cast<std::size_t>(k)]);
 }
@@ -121,6 +129,7 @@ LUMO_LEVELS(void, multiplySeparable, multiplySeparableBody,
             (gaussians, exponents, term, rowGaussian, rowExponent, count, block))
 
 /// The band term, whose centre is not 0.
+template <int bytes>
 LUMO_INLINE void multiplyBandBody(const Term& term, double centre, double sigma, int count,
                                   Block& block) {
     const Term kept = term;
@@ -128,10 +137,10 @@ LUMO_INLINE void multiplyBandBody(const Term& term, double centre, double sigma,
     for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
         const double z = (std::sqrt(block.squared[k]) - centre) * inverse;
         const double x = 0.5 * (z * z);
-        multiply(kept, exponential(x), x, block.factor[k], block.limit[k]);
+        multiply(kept, exponential<bytes>(x), x, exponentialError, block.factor[k], block.limit[k]);
     }
 }
-LUMO_LEVELS(void, multiplyBand, multiplyBandBody,
+LUMO_WIDTHS(void, multiplyBand, multiplyBandBody,
             (const Term& term, double centre, double sigma, int count, Block& block),
             (term, centre, sigma, count, block))
 
@@ -161,6 +170,8 @@ LUMO_LEVELS(void, squareFrequencies, squareFrequenciesBody,
             (fx, first, step, count, block))
 
 LUMO_INLINE void scaleRowBody(float* coefficients, const float* factors, int count) {
+    constexpr int line = 16;  // floats
+    for (int i = 0; i < 2 * count; i += line) prefetchAhead(coefficients + i);
     for (int k = 0; k < count; ++k) {
         coefficients[2 * k] *= factors[k];
         coefficients[2 * k + 1] *= factors[k];

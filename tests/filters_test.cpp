@@ -23,11 +23,13 @@ Raster radiograph(int width, int height) {
     return raster;
 }
 
-/// Every width from 1 to 70 at a height that differs from one to the next, and some tall images.
+/// Every width from 1 to 70 at a height that differs from one to the next, some tall images and one
+/// wider than any piece that a filter works on.
 std::vector<Raster> manySizes() {
     std::vector<Raster> rasters;
     for (int width = 1; width <= 70; ++width) rasters.push_back(noise(width, 1 + width * 7 % 23));
     for (const int height : {31, 64, 97}) rasters.push_back(radiograph(height - 3, height));
+    rasters.push_back(noise(1601, 9));
     return rasters;
 }
 
