@@ -2,6 +2,8 @@
 #include "cli/change.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "cli/arguments.h"
 #include "cli/metadata.h"
@@ -27,6 +29,16 @@ void renewStatistics(lmImage* image, const std::string& file) {
     renew(image, "AvgPix", mean, file);
 }
 
+void renewGeometry(lmImage* image, const std::string& file) {
+    const struct {
+        const char* key;
+        std::uint32_t value;
+    } entries[] = {{"Width", image->width},           {"Height", image->height},
+                   {"PixelsizeX", image->pixelsizeX}, {"PixelsizeY", image->pixelsizeY},
+                   {"Res_X", image->pixelsizeX},      {"Res_Y", image->pixelsizeY}};
+    for (const auto& [key, value] : entries) renew(image, key, value, file);
+}
+
 }  // namespace
 
 void addChangeOptions(CLI::App& verb, ChangeOptions& options) {
@@ -34,37 +46,41 @@ void addChangeOptions(CLI::App& verb, ChangeOptions& options) {
     addOutputOptions(verb, options.output);
 }
 
-Status changeImage(const ChangeOptions& options, const std::string& step,
-                   const std::function<void(ImageHandle&)>& change) {
+Status changeImage(const ChangeOptions& options, const Change& change) {
     ImageOutput output(options.output);
     ImageHandle image = readImage(options.input);
+    const std::pair before{image->pixelsizeX, image->pixelsizeY};
     change(image);
-    check(LumoAddPerformedStep(image.get(), step.c_str()), options.input);
     renewStatistics(image.get(), options.input);
+    renewGeometry(image.get(), options.input);
+    // Computed from the pitch when the image is written as XYZ.
+    if (before != std::pair{image->pixelsizeX, image->pixelsizeY})
+        renew(image.get(), "Pixelsize", 0, options.input);
     output.save(image.get());
     return done;
 }
 
+Status changeImage(const ChangeOptions& options, const std::string& step, const Change& change) {
+    return changeImage(options, [&](ImageHandle& image) {
+        change(image);
+        addStep(image.get(), step, options.input);
+    });
+}
+
+void addStep(lmImage* image, const std::string& step, const std::string& file) {
+    check(LumoAddPerformedStep(image, step.c_str()), file);
+}
+
 void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
                    const std::string& file) {
+    const std::unique_ptr<Image, int (*)(Image*)> releasing(&raster, Destroy_Image);
     lmImage* place = image.release();
     const int code = LumoResizeImageBuf(&place, raster.width, raster.height);
     image.reset(place);
-    if (code == LumoOk)
-        std::copy_n(raster.data, std::size_t{raster.width} * raster.height, image->data);
-    Destroy_Image(&raster);
     check(code, file);
+    std::copy_n(raster.data, std::size_t{raster.width} * raster.height, image->data);
     image->pixelsizeX *= static_cast<std::uint32_t>(factorX);
     image->pixelsizeY *= static_cast<std::uint32_t>(factorY);
-    const struct {
-        const char* key;
-        std::uint32_t value;
-    } entries[] = {{"Width", image->width},           {"Height", image->height},
-                   {"PixelsizeX", image->pixelsizeX}, {"PixelsizeY", image->pixelsizeY},
-                   {"Res_X", image->pixelsizeX},      {"Res_Y", image->pixelsizeY}};
-    for (const auto& [key, value] : entries) renew(image.get(), key, value, file);
-    // Computed from the pitch when the image is written as XYZ.
-    if (factorX != 1 || factorY != 1) renew(image.get(), "Pixelsize", 0, file);
 }
 
 }  // namespace lumo::cli
