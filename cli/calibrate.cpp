@@ -9,9 +9,9 @@
 
 #include "cli/batch.h"
 #include "cli/gain_table.h"
+#include "cli/history.h"
 #include "cli/json.h"
 #include "cli/messages.h"
-#include "cli/metadata.h"
 #include "cli/output.h"
 
 namespace lumo::cli {
@@ -109,10 +109,10 @@ Status create(const Options& options) {
 /// as the same table.
 void warnIfRepeated(lmImage* image, const Options& options, const std::string& file) {
     constexpr std::string_view prefix = "CalibrateImage(calibrationDataFileName=", suffix = ")";
-    for (const MetaEntry& entry : readMetadata(image)) {
-        if (entry.section != "PerformedSteps" || !entry.value.starts_with(prefix)) continue;
+    for (const auto& [number, step] : readHistory(image)) {
+        if (!step.starts_with(prefix)) continue;
         const std::string table =
-            entry.value.substr(prefix.size(), entry.value.size() - prefix.size() - suffix.size());
+            step.substr(prefix.size(), step.size() - prefix.size() - suffix.size());
         if (SplitPath(table).name == SplitPath(options.table).name)
             return printMessage(file + ": warning: already corrected with this calibration (" +
                                 table + ')');

@@ -7,7 +7,7 @@
 
 #include "cli/arguments.h"
 #include "cli/batch.h"
-#include "cli/filter_step.h"
+#include "cli/history.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {
