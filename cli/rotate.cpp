@@ -48,7 +48,13 @@ void turn(ImageHandle& image, Turn operation, const char* name, double angle,
     addStep(image.get(), std::string(name) + "(angle=" + exactText(angle) + ")", file);
 }
 
-double estimatedAngle(const lmImage& image) {
+double estimatedAngle(const lmImage& image, const std::string& file) {
+    constexpr int exposed =
+        8000;  // grey values above belong to the area whose edges are looked for
+    ImageValue value{};
+    check(Get_ImageValue(rasterOf(image), &value), file);
+    if (value.max <= exposed)
+        throw CommandError(file + ": no grey value above 8000, so no exposed area to set straight");
     const double angle = CalculateRotationAngle(rasterOf(image));
     char text[32];
     std::snprintf(text, sizeof text, "%.3f", angle + 0.0);
@@ -64,7 +70,8 @@ Status rotate(const Options& options) {
             check(LumoRotateImage(image.get(), options.quarter), options.input);
         else
             turn(image, RotationNewImage, "RotationNewImage",
-                 options.straighten ? estimatedAngle(*image) : *options.angle, options.input);
+                 options.straighten ? estimatedAngle(*image, options.input) : *options.angle,
+                 options.input);
     });
 }
 
