@@ -10,7 +10,7 @@
 
 namespace lumo::cli {
 
-constexpr std::uint16_t paper = 65534, ink = 0;
+constexpr std::uint16_t white = 65535, ink = 0;
 
 /// What a text takes, letters of `dot` x `dot` pixels a dot.
 constexpr int textWidth(std::string_view text, int dot) {
@@ -19,7 +19,7 @@ constexpr int textWidth(std::string_view text, int dot) {
 
 class Canvas {
 public:
-    Canvas(int width, int height)
+    Canvas(int width, int height, std::uint16_t paper)
         : width_(width),
           height_(height),
           pixels_(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), paper) {}

@@ -71,6 +71,16 @@ void addStep(lmImage* image, const std::string& step, const std::string& file) {
     check(LumoAddPerformedStep(image, step.c_str()), file);
 }
 
+void cropTo(ImageHandle& image, const Roi& region, const std::string& file) {
+    const auto [left, right] = std::minmax(region.x1, region.x2);
+    const auto [top, bottom] = std::minmax(region.y1, region.y2);
+    if (left < 0 || top < 0 || right >= image->width || bottom >= image->height)
+        throw CommandError(file + ": the region leaves the image");
+    Image source = rasterOf(*image), cropped{};
+    check(Crop_Image(&source, &cropped, region), file);
+    replaceRaster(image, cropped, 1, 1, file);
+}
+
 void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
                    const std::string& file) {
     const std::unique_ptr<Image, int (*)(Image*)> releasing(&raster, Destroy_Image);

@@ -29,6 +29,9 @@ Status changeImage(const ChangeOptions& options, const std::string& step, const 
 /// A step must suffice to make the change again.
 void addStep(lmImage* image, const std::string& step, const std::string& file);
 
+/// Cuts a region out; throws a CommandError if it leaves the image.
+void cropTo(ImageHandle& image, const Roi& region, const std::string& file);
+
 /// Gives the image another raster, which is freed here. A pixel of it covers factorX x factorY of
 /// the old ones.
 void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,

@@ -67,7 +67,7 @@ void drawValues(Canvas& canvas, const Chart& chart, double largest) {
 void writeChart(const Chart& chart, const std::string& file, bool force) {
     requirePictureName(file);
     const double largest = std::max(std::ranges::max(chart.values), 1.0);
-    Canvas canvas(left + plotWidth + right, top + plotHeight + bottom);
+    Canvas canvas(left + plotWidth + right, top + plotHeight + bottom, white);
     drawAxes(canvas, chart, largest);
     drawValues(canvas, chart, largest);
     writePicture(canvas.image(), Coding::linear, file, force);

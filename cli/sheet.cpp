@@ -16,6 +16,7 @@ Work setUpSheet(CLI::App& verb);
 namespace {
 
 constexpr int gap = 16, dot = 2, lineHeight = (glyphHeight + 2) * dot, captionLines = 4;
+constexpr std::uint16_t paper = 57000;  // light, but white pictures stand out
 constexpr int mostSide = 65535;
 
 struct Options {
@@ -48,15 +49,9 @@ std::vector<std::string> wrapped(const std::string& text, int width) {
     return lines;
 }
 
-void keepRegion(ImageHandle& image, const std::string& roi, const std::string& file) {
-    Image source = rasterOf(*image), region{};
-    check(Crop_Image(&source, &region, parseRoi(roi)), file);
-    replaceRaster(image, region, 1, 1, file);
-}
-
 Cell cellOf(const std::string& file, const Options& options) {
     Cell cell{readImage(file), {}, nullptr};
-    if (!options.roi.empty()) keepRegion(cell.image, options.roi, file);
+    if (!options.roi.empty()) cropTo(cell.image, parseRoi(options.roi), file);
     const auto steps = readHistory(cell.image.get());
     cell.caption = wrapped(steps.empty() ? "" : steps.rbegin()->second, options.width);
     cell.caption.insert(cell.caption.begin(), SplitPath(file).name);
@@ -91,7 +86,7 @@ Status run(const Options& options) {
     const int width = gap + columns * (options.width + gap);
     if (width > mostSide || tops.back() > mostSide)
         throw CommandError(output + ": more than 65535 pixels a side; choose another --columns");
-    Canvas canvas(width, tops.back());
+    Canvas canvas(width, tops.back(), paper);
     for (int i = 0; i < static_cast<int>(cells.size()); ++i)
         draw(canvas, cells[std::size_t(i)], gap + i % columns * (options.width + gap),
              tops[std::size_t(i / columns)]);
