@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cli/arguments.h"
+#include "cli/inputs.h"
 #include "cli/metadata.h"
 
 namespace lumo::cli {
@@ -42,7 +43,7 @@ void renewGeometry(lmImage* image, const std::string& file) {
 }  // namespace
 
 void addChangeOptions(CLI::App& verb, ChangeOptions& options) {
-    verb.add_option("IN", options.input, "Image file to read")->required();
+    addInputOption(verb, options.input);
     addOutputOptions(verb, options.output);
 }
 

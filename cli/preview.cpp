@@ -4,6 +4,7 @@
 #include "cli/arguments.h"
 #include "cli/command.h"
 #include "cli/image_output.h"
+#include "cli/inputs.h"
 #include "cli/picture.h"
 
 namespace lumo::cli {
@@ -33,7 +34,7 @@ Status run(const Options& options) {
 
 Work setUpPreview(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("IN", options->input, "Image file to read")->required();
+    addInputOption(verb, options->input);
     verb.add_option("OUT", options->output, "PNG picture to write")->required();
     verb.add_option("--width", options->width, "Scale down to this many pixels a row by averaging")
         ->check(CLI::Range(1, mostPixels));

@@ -71,7 +71,7 @@ class Program(unittest.TestCase):
             ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
             ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
             ["window", "in.png", "a.png", "--limits", "1,1", "--mode", "cubic"],
-            ["equalize", "in.png", "a.png", "--strength", "5"], ["equalize", "in.png", "a.png", "--limits", "1"],
+            ["equalize", "in.png", "a.png", "--strength", "5"], ["equalize", "in.png", "a.png", "--limits", "1"], ["equalize", "in.png", "a.png", "--limits=-1,0"],
             ["crop", "in.png", "a.png"], ["crop", "in.png", "a.png", "--roi", "1,2,3,x"], ["bin", "in.png", "a.png", "--x", "0"],
             ["deflash", "in.png", "a.png", "--threshold", "65536"], ["invert", "in.png"],
             ["rotate", "in.png", "a.png"], ["rotate", "in.png", "a.png", "--quarter", "45"],
@@ -205,7 +205,11 @@ class Program(unittest.TestCase):
         self.assertEqual(self.read("b.png")[16:26], bytes([0, 0, 0, 20, 0, 0, 0, 15, 8, 0]))
         self.run_lumo("preview", "a.png", "c.png")
         picture = self.info("c.png")[0]
-        self.assertEqual((picture["width"], picture["pixels"]["maximum"] > 250 * 256), (64, True))
+        self.assertEqual((picture["width"], picture["pixels"]["maximum"] >> 8), (64, 255))
+        self.write_raster("d.xyz", 4, 1, [0, 1000, 2000, 4000])
+        for arguments, codes in (([], [0, 64, 128, 255]), (["--sqrt"], [0, 127, 180, 255])):
+            self.run_lumo("preview", "d.xyz", "e.png", "--force", *arguments)
+            self.assertEqual([v >> 8 for v in self.raster("e.png")[2]], codes)
 
     def test_filter_runs_chains_that_history_gives_back(self):
         self.phantom("a.png")
