@@ -7,6 +7,8 @@
 #include <cmath>
 #include <vector>
 
+#include "cli/phantom_detector.h"
+#include "cli/phantom_noise.h"
 #include "cli/phantom_shapes.h"
 
 namespace lumo::cli {
@@ -30,22 +32,6 @@ constexpr double roundEnds = 1, boneEnds = 2;  // how much flatter than a half c
 constexpr double heel = 0.00012;               // change of the exposure a unit to the right
 constexpr double tiltSine = 0.02, tiltCosine = 0.9998;  // of the collimator
 constexpr double collimatorMargin = 45, penumbra = 3;
-
-/// A well mixed number for each counter value (splitmix64).
-std::uint64_t mixed(std::uint64_t counter) {
-    std::uint64_t value = counter * 0x9E3779B97F4A7C15U;
-    value = (value ^ value >> 30) * 0xBF58476D1CE4E5B9U;
-    value = (value ^ value >> 27) * 0x94D049BB133111EBU;
-    return value ^ value >> 31;
-}
-
-/// Near-normal deviate of mean 0 and variance 1: the sum of four uniform ones.
-double deviate(std::uint64_t bits) {
-    const auto sum = static_cast<double>((bits & 0xFFFF) + (bits >> 16 & 0xFFFF) +
-                                         (bits >> 32 & 0xFFFF) + (bits >> 48));
-    constexpr double mean = 2 * 65535.0, deviation = 37837.2;  // 65536 / sqrt(3)
-    return (sum - mean) / deviation;
-}
 
 /// Smooth random field of 0 to 1 over the plane.
 double texture(Point at) {
@@ -222,37 +208,6 @@ void attenuate(const Row& row, std::vector<double>& attenuation) {
 // The detector: grey value of the open beam, variance of a pixel over its value, exposures that a
 // flat field is the mean of.
 constexpr double beamLevel = 30000, detectorNoise = 1, flatExposures = 32;
-// Deviations of the gain, and columns that share an amplifier.
-constexpr double amplifierDeviation = 0.012, columnDeviation = 0.006, pixelDeviation = 0.018;
-constexpr int amplifierColumns = 128;
-// One pixel in so many does not answer, answers weakly, too strongly.
-constexpr std::uint64_t deadOneIn = 60000, weakOneIn = 30000, strongOneIn = 60000;
-constexpr double weakGain = 0.3, strongGain = 2.5;
-
-/// A detector whose gain differs from pixel to pixel; the seed is its serial number.
-class Detector {
-public:
-    explicit Detector(std::uint64_t seed)
-        : amplifiers_(mixed(seed ^ 0xA0)),
-          columns_(mixed(seed ^ 0xC0)),
-          pixels_(mixed(seed ^ 0xD0)) {}
-
-    /// @param index  of the pixel in the raster
-    [[nodiscard]] double gain(int x, std::int64_t index) const {
-        const std::uint64_t fate = mixed(pixels_ - 1 - static_cast<std::uint64_t>(index));
-        if (fate % deadOneIn == 0) return 0;
-        if (fate % weakOneIn == 1) return weakGain;
-        if (fate % strongOneIn == 2) return strongGain;
-        const auto at = [](std::uint64_t stream, std::int64_t place) {
-            return deviate(mixed(stream + static_cast<std::uint64_t>(place)));
-        };
-        return 1 + amplifierDeviation * at(amplifiers_, x / amplifierColumns) +
-               columnDeviation * at(columns_, x) + pixelDeviation * at(pixels_, index);
-    }
-
-private:
-    std::uint64_t amplifiers_, columns_, pixels_;  // where their counters begin
-};
 
 /// Calls value(row, x, index) for each pixel and adds noise of that variance a unit of grey value;
 /// `prepare` sees each row before.

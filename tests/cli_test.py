@@ -401,6 +401,10 @@ class Program(unittest.TestCase):
         self.assertEqual(err, "")
         self.assertTrue(self.raster("b.png")[2] == [min(v, 65535) for v in products])
         self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: warning: already")
+        os.mkdir(os.path.join(self.folder, "many"))
+        self.write_raster("many/a.xyz", width, height, image)
+        many = self.run_lumo("calibrate", "apply", "a.cal", "--batch", "many", "--out", "out", "--json", "--format", "png")[0]
+        self.assertEqual(json.loads(many), [{**json.loads(out), "file": "out/a.png"}])
         self.write_raster("wide.xyz", 25, 10, [1] * 250)
         self.assertIn("beyond the table: 50\n", self.run_lumo("calibrate", "apply", "a.cal", "wide.xyz", "d.png")[0])
         self.run_lumo("calibrate", "apply", "no.cal", "a.xyz", "e.png", status=1)
