@@ -4,6 +4,7 @@
 #include <charconv>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -54,12 +55,14 @@ public:
     }
     void add(const std::string& file, const std::vector<Count>& counts) {
         if (asJson_) return addObject(file, counts);
+        clearProgress();
         std::cout << printable(file) << '\n';
         for (const Count& count : counts)
             std::cout << "  " << count.text << ": " << count.pixels << '\n';
     }
     void end() {
         if (asJson_ && many_) json_.end();
+        std::cout << jsonText_.str();
     }
 
 private:
@@ -71,7 +74,8 @@ private:
     }
 
     bool asJson_, many_;
-    JsonWriter json_{std::cout};
+    std::ostringstream jsonText_;  // whole at the end, so that no progress line cuts into it
+    JsonWriter json_{jsonText_};
 };
 
 std::int64_t countOf(const std::uint16_t* pixels, std::size_t count, std::uint16_t value) {
@@ -94,14 +98,15 @@ Status create(const Options& options) {
           options.table);
     const std::vector<std::uint16_t> codes = readGainTable(staged, options.table).codes;
     output.publish();
-    Report(options).add(
-        options.table,
-        {{"pixels", "pixels", static_cast<std::int64_t>(count)},
-         {"zeroPixels", "of 0 in the reference", dead},
-         {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
-          countOf(reference->data, count, 0)},
-         {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
-         {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+    Report report(options);
+    report.add(options.table,
+               {{"pixels", "pixels", static_cast<std::int64_t>(count)},
+                {"zeroPixels", "of 0 in the reference", dead},
+                {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
+                 countOf(reference->data, count, 0)},
+                {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
+                {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+    report.end();
     return done;
 }
 

@@ -82,6 +82,7 @@ void runCommand(lmImage* image, const Command& command, const std::string& file,
     check(code, command.place);
     // An operation that refuses its parameters leaves its code behind.
     check(lmtGetLastError(), command.place);
+    if (size > 0) clearProgress();
     if (size > 0 && amongOthers) std::cout << "; " << printable(file) << '\n';
     if (size > 0) std::cout << std::string(text, size);
     addStep(image, stepOf(command.text), file);

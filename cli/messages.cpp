@@ -75,8 +75,8 @@ std::string printable(std::string_view text) {
 
 void printMessage(std::string_view text) {
     std::cout.flush();  // keeps data and messages in order where both go to one terminal
-    std::cerr << (progressShown ? eraseLine : "") + printable(text) + '\n';
-    progressShown = false;
+    clearProgress();
+    std::cerr << printable(text) + '\n';
 }
 
 void showProgress(std::string_view text) {
@@ -84,6 +84,11 @@ void showProgress(std::string_view text) {
     std::cout.flush();
     std::cerr << eraseLine + printable(text);
     progressShown = true;
+}
+
+void clearProgress() {
+    if (progressShown) std::cerr << eraseLine;
+    progressShown = false;
 }
 
 void endProgress() {

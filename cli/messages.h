@@ -10,8 +10,10 @@ namespace lumo::cli {
 void printMessage(std::string_view text);
 
 /// A line that the next one replaces, if standard error is a terminal; nothing else is written
-/// there. Messages go before it.
+/// there.
 void showProgress(std::string_view text);
+/// Makes room for data on standard output. Messages do so themselves.
+void clearProgress();
 /// Ends the line.
 void endProgress();
 

@@ -64,6 +64,8 @@ Status run(const Options& options) {
         output.save(make(options, renderPhantom, step, options.output.file).get());
         return done;
     }
+    if (flatField == options.output.file)
+        throw usageError("lumo phantom: --detector needs another file than OUT");
     ImageOutput flatOutput({flatField, options.output.formatName, options.output.force});
     const ImageHandle exposure = make(options, renderExposure, step, options.output.file);
     flatOutput.save(make(options, renderFlatField, "flat field of " + step, flatField).get());
