@@ -100,6 +100,6 @@ sheet calibration.png --columns 3 --width 480 --roi 240,120,719,599
 
 say "folders"
 mkdir -p exposures
-cp exposure.png exposures/first.png
-cp phantom.png exposures/second.png
+cp exposure.png flat.png exposures
 lumo calibrate apply detector.cal --batch exposures --out corrected --json --force
+echo "the flat field itself: $(noise flat.png) before, $(noise corrected/flat.png) after"
