@@ -39,7 +39,10 @@ struct Limits {
     std::int32_t low, high;
 };
 [[nodiscard]] inline Limits parseLimits(const std::string& text) {
+    constexpr std::int32_t all = 1'000'000;
     const auto [low, high] = parseNumbers<2>("--limits", text);
+    if (low < 0 || high < 0 || low > all || high > all)
+        throw usageError("--limits " + text + ": not between 0 and 1000000 parts per million");
     return {low, high};
 }
 

@@ -2,18 +2,17 @@
 // happened to the pixels on the way.
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <memory>
+#include <sstream>
+#include <string_view>
 #include <vector>
 
-#include "cli/command.h"
-#include "cli/image_output.h"
+#include "cli/batch.h"
+#include "cli/gain_table.h"
+#include "cli/history.h"
 #include "cli/json.h"
 #include "cli/messages.h"
-#include "cli/metadata.h"
 #include "cli/output.h"
 
 namespace lumo::cli {
@@ -22,10 +21,10 @@ Work setUpCalibrate(CLI::App& verb);
 
 namespace {
 
-struct Options {
-    std::string reference, table, input;
+struct Options : ChangeOptions {
+    BatchOptions batch;
+    std::string reference, table;
     std::string smooth = "1x1", range = "50,200";
-    OutputOptions output;
     bool force = false, json = false;
 };
 
@@ -48,34 +47,36 @@ struct Count {
     std::int64_t pixels;
 };
 
-void print(const Options& options, const std::string& file, const std::vector<Count>& counts) {
-    if (!options.json) {
+/// Counts about files, as text or as JSON: one object, or an array of them for a batch.
+class Report {
+public:
+    explicit Report(const Options& options) : asJson_(options.json), many_(options.batch.chosen()) {
+        if (asJson_ && many_) json_.beginArray();
+    }
+    void add(const std::string& file, const std::vector<Count>& counts) {
+        if (asJson_) return addObject(file, counts);
+        clearProgress();
         std::cout << printable(file) << '\n';
         for (const Count& count : counts)
             std::cout << "  " << count.text << ": " << count.pixels << '\n';
-        return;
     }
-    JsonWriter json(std::cout);
-    json.beginObject();
-    json.entry("file", file);
-    for (const Count& count : counts) json.entry(count.key, count.pixels);
-    json.end();
-    std::cout << '\n';
-}
+    void end() {
+        if (asJson_ && many_) json_.end();
+        std::cout << jsonText_.str();
+    }
 
-/// The gain codes of a calibration file that was just written: behind its header of 20 bytes.
-std::vector<std::uint16_t> gainCodes(const std::string& file, std::size_t count) {
-    constexpr std::streamoff headerSize = 20;
-    std::vector<unsigned char> bytes(2 * count);
-    std::ifstream in(file, std::ios::binary);
-    in.seekg(headerSize)
-        .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    if (!in) throw libraryError(LumoErrorFile, file);
-    std::vector<std::uint16_t> codes(count);
-    for (std::size_t i = 0; i < count; ++i)
-        codes[i] = static_cast<std::uint16_t>(bytes[2 * i] | bytes[2 * i + 1] << 8);
-    return codes;
-}
+private:
+    void addObject(const std::string& file, const std::vector<Count>& counts) {
+        json_.beginObject();
+        json_.entry("file", file);
+        for (const Count& count : counts) json_.entry(count.key, count.pixels);
+        json_.end();
+    }
+
+    bool asJson_, many_;
+    std::ostringstream jsonText_;  // whole at the end, so that no progress line cuts into it
+    JsonWriter json_{jsonText_};
+};
 
 std::int64_t countOf(const std::uint16_t* pixels, std::size_t count, std::uint16_t value) {
     return std::count(pixels, pixels + count, value);
@@ -95,38 +96,61 @@ Status create(const Options& options) {
     check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
                                 staged.c_str()),
           options.table);
-    const std::vector<std::uint16_t> codes = gainCodes(staged, count);
+    const std::vector<std::uint16_t> codes = readGainTable(staged, options.table).codes;
     output.publish();
-    print(options, options.table,
-          {{"pixels", "pixels", static_cast<std::int64_t>(count)},
-           {"zeroPixels", "of 0 in the reference, given the gain 1", dead},
-           {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
-           {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+    Report report(options);
+    report.add(options.table,
+               {{"pixels", "pixels", static_cast<std::int64_t>(count)},
+                {"zeroPixels", "of 0 in the reference", dead},
+                {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
+                 countOf(reference->data, count, 0)},
+                {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
+                {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+    report.end();
     return done;
 }
 
-/// The history names tables as they were called then: the same name counts as the same table.
-void warnIfRepeated(lmImage* image, const Options& options) {
-    const std::string step = "CalibrateImage(calibrationDataFileName=" + options.table + ")";
-    for (const MetaEntry& entry : readMetadata(image))
-        if (entry.section == "PerformedSteps" && entry.value == step)
-            return printMessage(printable(options.input) +
-                                ": warning: already corrected with this calibration");
+/// The history names tables as they were called then, whatever the folder was: the same name counts
+/// as the same table.
+void warnIfRepeated(lmImage* image, const Options& options, const std::string& file) {
+    constexpr std::string_view prefix = "CalibrateImage(calibrationDataFileName=", suffix = ")";
+    for (const auto& [number, step] : readHistory(image)) {
+        if (!step.starts_with(prefix)) continue;
+        const std::string table =
+            step.substr(prefix.size(), step.size() - prefix.size() - suffix.size());
+        if (SplitPath(table).name == SplitPath(options.table).name)
+            return printMessage(file + ": warning: already corrected with this calibration (" +
+                                table + ')');
+    }
+}
+
+void correct(ImageHandle& image, const Options& options, const std::string& file,
+             CorrectionCounts& counts) {
+    const std::vector<std::uint16_t> source(
+        image->data, image->data + std::size_t{image->width} * image->height);
+    warnIfRepeated(image.get(), options, file);
+    check(CalibrateImage(image.get(), options.table.c_str()), options.table);
+    counts = countCorrection(readGainTable(options.table, options.table), image->width,
+                             image->height, source);
 }
 
 Status apply(const Options& options) {
-    ImageOutput output(options.output);
-    const ImageHandle image = readImage(options.input);
-    const std::size_t count = std::size_t{image->width} * image->height;
-    const std::int64_t before = countOf(image->data, count, 65535);
-    warnIfRepeated(image.get(), options);
-    check(CalibrateImage(image.get(), options.table.c_str()), options.table);
-    output.save(image.get());
-    print(options, options.output.file,
-          {{"pixels", "pixels", static_cast<std::int64_t>(count)},
-           {"saturatedBefore", "at 65535 before", before},
-           {"saturatedAfter", "at 65535 after", countOf(image->data, count, 65535)}});
-    return done;
+    requireFiles(options.batch, options, "lumo calibrate apply");
+    if (options.batch.chosen() && !options.input.empty())
+        throw usageError("lumo calibrate apply: --batch takes the place of IN and OUT");
+    Report report(options);
+    const Status status = runOnFiles(options.batch, options, [&](const ChangeOptions& each) {
+        CorrectionCounts counts{};
+        changeImage(each, [&](ImageHandle& image) { correct(image, options, each.input, counts); });
+        report.add(each.output.file,
+                   {{"corrected", "pixels corrected", counts.corrected},
+                    {"beyondTable", "left as they were, beyond the table", counts.beyondTable},
+                    {"atLowestGain", "at the lowest gain", counts.atLowestGain},
+                    {"atHighestGain", "at the highest gain", counts.atHighestGain},
+                    {"clamped", "clamped at 65535", counts.clamped}});
+    });
+    report.end();
+    return status;
 }
 
 }  // namespace
@@ -144,8 +168,7 @@ Work setUpCalibrate(CLI::App& verb) {
     addForceOption(create_, options->force);
     CLI::App& apply_ = *verb.add_subcommand("apply", "Correct an image by a gain table");
     apply_.add_option("CAL", options->table, "Calibration file to read")->required();
-    apply_.add_option("IN", options->input, "Image file to read")->required();
-    addOutputOptions(apply_, options->output);
+    addBatchOptions(apply_, *options, options->batch);
     for (CLI::App* each : {&create_, &apply_})
         each->add_flag("--json", options->json, "Tell what was done as JSON");
     return [options, &create_] { return create_.parsed() ? create(*options) : apply(*options); };

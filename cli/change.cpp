@@ -2,8 +2,11 @@
 #include "cli/change.h"
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "cli/arguments.h"
+#include "cli/inputs.h"
 #include "cli/metadata.h"
 
 namespace lumo::cli {
@@ -27,44 +30,68 @@ void renewStatistics(lmImage* image, const std::string& file) {
     renew(image, "AvgPix", mean, file);
 }
 
-}  // namespace
-
-void addChangeOptions(CLI::App& verb, ChangeOptions& options) {
-    verb.add_option("IN", options.input, "Image file to read")->required();
-    addOutputOptions(verb, options.output);
-}
-
-Status changeImage(const ChangeOptions& options, const std::string& step,
-                   const std::function<void(ImageHandle&)>& change) {
-    ImageOutput output(options.output);
-    ImageHandle image = readImage(options.input);
-    change(image);
-    check(LumoAddPerformedStep(image.get(), step.c_str()), options.input);
-    renewStatistics(image.get(), options.input);
-    output.save(image.get());
-    return done;
-}
-
-void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
-                   const std::string& file) {
-    lmImage* place = image.release();
-    const int code = LumoResizeImageBuf(&place, raster.width, raster.height);
-    image.reset(place);
-    if (code == LumoOk)
-        std::copy_n(raster.data, std::size_t{raster.width} * raster.height, image->data);
-    Destroy_Image(&raster);
-    check(code, file);
-    image->pixelsizeX *= static_cast<std::uint32_t>(factorX);
-    image->pixelsizeY *= static_cast<std::uint32_t>(factorY);
+void renewGeometry(lmImage* image, const std::string& file) {
     const struct {
         const char* key;
         std::uint32_t value;
     } entries[] = {{"Width", image->width},           {"Height", image->height},
                    {"PixelsizeX", image->pixelsizeX}, {"PixelsizeY", image->pixelsizeY},
                    {"Res_X", image->pixelsizeX},      {"Res_Y", image->pixelsizeY}};
-    for (const auto& [key, value] : entries) renew(image.get(), key, value, file);
+    for (const auto& [key, value] : entries) renew(image, key, value, file);
+}
+
+}  // namespace
+
+void addChangeOptions(CLI::App& verb, ChangeOptions& options) {
+    addInputOption(verb, options.input);
+    addOutputOptions(verb, options.output);
+}
+
+Status changeImage(const ChangeOptions& options, const Change& change) {
+    ImageOutput output(options.output);
+    ImageHandle image = readImage(options.input);
+    const std::pair before{image->pixelsizeX, image->pixelsizeY};
+    change(image);
+    renewStatistics(image.get(), options.input);
+    renewGeometry(image.get(), options.input);
     // Computed from the pitch when the image is written as XYZ.
-    if (factorX != 1 || factorY != 1) renew(image.get(), "Pixelsize", 0, file);
+    if (before != std::pair{image->pixelsizeX, image->pixelsizeY})
+        renew(image.get(), "Pixelsize", 0, options.input);
+    output.save(image.get());
+    return done;
+}
+
+Status changeImage(const ChangeOptions& options, const std::string& step, const Change& change) {
+    return changeImage(options, [&](ImageHandle& image) {
+        change(image);
+        addStep(image.get(), step, options.input);
+    });
+}
+
+void addStep(lmImage* image, const std::string& step, const std::string& file) {
+    check(LumoAddPerformedStep(image, step.c_str()), file);
+}
+
+void cropTo(ImageHandle& image, const Roi& region, const std::string& file) {
+    const auto [left, right] = std::minmax(region.x1, region.x2);
+    const auto [top, bottom] = std::minmax(region.y1, region.y2);
+    if (left < 0 || top < 0 || right >= image->width || bottom >= image->height)
+        throw CommandError(file + ": the region leaves the image");
+    Image source = rasterOf(*image), cropped{};
+    check(Crop_Image(&source, &cropped, region), file);
+    replaceRaster(image, cropped, 1, 1, file);
+}
+
+void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
+                   const std::string& file) {
+    const std::unique_ptr<Image, int (*)(Image*)> releasing(&raster, Destroy_Image);
+    lmImage* place = image.release();
+    const int code = LumoResizeImageBuf(&place, raster.width, raster.height);
+    image.reset(place);
+    check(code, file);
+    std::copy_n(raster.data, std::size_t{raster.width} * raster.height, image->data);
+    image->pixelsizeX *= static_cast<std::uint32_t>(factorX);
+    image->pixelsizeY *= static_cast<std::uint32_t>(factorY);
 }
 
 }  // namespace lumo::cli

@@ -16,13 +16,24 @@ struct ChangeOptions {
 /// Declares IN, OUT, --format and --force.
 void addChangeOptions(CLI::App& verb, ChangeOptions& options);
 
-/// Reads, changes and writes an image. The step, with which the change could be made again, is
-/// added to its history, and recorded pixel statistics are renewed.
-Status changeImage(const ChangeOptions& options, const std::string& step,
-                   const std::function<void(ImageHandle&)>& change);
+/// Changes the pixels and adds what it did to the history, or replaces the raster.
+using Change = std::function<void(ImageHandle&)>;
+
+/// Reads, changes and writes an image. What its metadata records of pixels, size and pitch is
+/// renewed.
+Status changeImage(const ChangeOptions& options, const Change& change);
+
+/// The same for one change of one step, which is added to the history here.
+Status changeImage(const ChangeOptions& options, const std::string& step, const Change& change);
+
+/// A step must suffice to make the change again.
+void addStep(lmImage* image, const std::string& step, const std::string& file);
+
+/// Cuts a region out; throws a CommandError if it leaves the image.
+void cropTo(ImageHandle& image, const Roi& region, const std::string& file);
 
 /// Gives the image another raster, which is freed here. A pixel of it covers factorX x factorY of
-/// the old ones; recorded size and pitch follow.
+/// the old ones.
 void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
                    const std::string& file);
 

@@ -4,6 +4,7 @@
 
 #include "cli/command.h"
 #include "cli/image_output.h"
+#include "cli/inputs.h"
 #include "cli/library.h"
 #include "cli/metadata.h"
 
@@ -48,7 +49,7 @@ Status run(const Options& options) {
 
 Work setUpConvert(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("IN", options->input, "Image file to read")->required();
+    addInputOption(verb, options->input);
     addOutputOptions(verb, options->output);
     verb.add_option("--level", options->level, "Compression of PNG: 0 none, 9 strongest; else 6")
         ->check(CLI::Range(0, 9));

@@ -5,6 +5,7 @@
 #include "cli/arguments.h"
 #include "cli/chart.h"
 #include "cli/image_output.h"
+#include "cli/inputs.h"
 #include "cli/library.h"
 
 namespace lumo::cli {
@@ -13,10 +14,19 @@ Work setUpHistogram(CLI::App&verb), setUpProfile(CLI::App&verb);
 
 namespace {
 
-struct HistogramOptions {
+struct CurveOptions {
     std::string input, picture;
+    bool force = false;
+};
+
+void addPictureOptions(CLI::App& verb, CurveOptions& options) {
+    verb.add_option("--png", options.picture, "Draw a picture into this file instead");
+    addForceOption(verb, options.force);
+}
+
+struct HistogramOptions : CurveOptions {
     int bins = 256;
-    bool csv = false, force = false;
+    bool csv = false;
 };
 
 Status histogram(const HistogramOptions& options) {
@@ -36,9 +46,8 @@ Status histogram(const HistogramOptions& options) {
     return done;
 }
 
-struct ProfileOptions {
-    std::string input, roi, axis, picture;
-    bool force = false;
+struct ProfileOptions : CurveOptions {
+    std::string roi, axis;
 };
 
 Status profile(const ProfileOptions& options) {
@@ -65,25 +74,23 @@ Status profile(const ProfileOptions& options) {
 
 Work setUpHistogram(CLI::App& verb) {
     const auto options = std::make_shared<HistogramOptions>();
-    verb.add_option("IN", options->input, "Image file")->required();
+    addInputOption(verb, options->input);
     verb.add_option("--bins", options->bins, "Bins that the grey values are condensed to")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     verb.add_flag("--csv", options->csv, "Comma-separated, with a head");
-    verb.add_option("--png", options->picture, "Draw a picture into this file instead");
-    addForceOption(verb, options->force);
+    addPictureOptions(verb, *options);
     return [options] { return histogram(*options); };
 }
 
 Work setUpProfile(CLI::App& verb) {
     const auto options = std::make_shared<ProfileOptions>();
-    verb.add_option("IN", options->input, "Image file")->required();
+    addInputOption(verb, options->input);
     verb.add_option("--roi", options->roi, "The region: x1,y1,x2,y2, inclusive")->required();
     verb.add_option("--axis", options->axis, "x: mean of each column, y: mean of each row")
         ->required()
         ->check(CLI::IsMember({"x", "y"}));
-    verb.add_option("--png", options->picture, "Draw a picture into this file instead");
-    addForceOption(verb, options->force);
+    addPictureOptions(verb, *options);
     return [options] { return profile(*options); };
 }
 

@@ -5,10 +5,9 @@
 #include <memory>
 #include <vector>
 
-#include "cli/command.h"
-#include "cli/filter_step.h"
-#include "cli/image_output.h"
-#include "cli/library.h"
+#include "cli/arguments.h"
+#include "cli/batch.h"
+#include "cli/history.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {
@@ -17,9 +16,9 @@ Work setUpFilter(CLI::App& verb);
 
 namespace {
 
-struct Options {
-    std::string input, script;
-    OutputOptions output;
+struct Options : ChangeOptions {
+    BatchOptions batch;
+    std::string script;
     std::vector<std::string> commands;
 };
 
@@ -70,8 +69,8 @@ std::string stepOf(std::string text) {
     return filterStepPrefix + text;
 }
 
-void runCommand(lmImage* image, const Command& command) {
-    const Image raster{image->width, image->height, image->data};
+void runCommand(lmImage* image, const Command& command, const std::string& file, bool amongOthers) {
+    const Image raster = rasterOf(*image);
     IniReturn* slot = nullptr;
     char* text = nullptr;
     std::uint32_t size = 0;
@@ -83,28 +82,41 @@ void runCommand(lmImage* image, const Command& command) {
     check(code, command.place);
     // An operation that refuses its parameters leaves its code behind.
     check(lmtGetLastError(), command.place);
+    if (size > 0) clearProgress();
+    if (size > 0 && amongOthers) std::cout << "; " << printable(file) << '\n';
     if (size > 0) std::cout << std::string(text, size);
-    check(LumoAddPerformedStep(image, stepOf(command.text).c_str()), command.place);
+    addStep(image, stepOf(command.text), file);
+}
+
+std::vector<Command> gatherCommands(const Options& options) {
+    std::vector<Command> commands;
+    if (!options.script.empty()) commands = readScript(options.script);
+    // What stands where IN and OUT would stand are commands when a batch brings its own files.
+    std::vector<std::string> texts;
+    if (options.batch.chosen()) texts = {options.input, options.output.file};
+    texts.insert(texts.end(), options.commands.begin(), options.commands.end());
+    for (const std::string& text : texts)
+        if (!text.empty()) commands.push_back({text, text});
+    if (commands.empty()) throw usageError("lumo filter: no command; give one, or --script FILE");
+    return commands;
 }
 
 Status run(const Options& options) {
-    std::vector<Command> commands;
-    if (!options.script.empty()) commands = readScript(options.script);
-    for (const std::string& text : options.commands) commands.push_back({text, text});
-    if (commands.empty()) throw usageError("lumo filter: no command; give one, or --script FILE");
-    ImageOutput output(options.output);
-    const ImageHandle image = readImage(options.input);
-    for (const Command& command : commands) runCommand(image.get(), command);
-    output.save(image.get());
-    return done;
+    const std::vector<Command> commands = gatherCommands(options);
+    requireFiles(options.batch, options, "lumo filter");
+    return runOnFiles(options.batch, options, [&](const ChangeOptions& each) {
+        changeImage(each, [&](ImageHandle& image) {
+            for (const Command& command : commands)
+                runCommand(image.get(), command, each.input, options.batch.chosen());
+        });
+    });
 }
 
 }  // namespace
 
 Work setUpFilter(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("IN", options->input, "Image file to read")->required();
-    addOutputOptions(verb, options->output);
+    addBatchOptions(verb, *options, options->batch);
     verb.add_option("COMMAND", options->commands,
                     "Filter commands, such as \"type=unsharp_mask radius=0.5 value=2\"");
     verb.add_option("--script", options->script,

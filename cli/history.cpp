@@ -1,11 +1,11 @@
 // The verb `history`: the processing steps recorded in an image, in their order.
+#include "cli/history.h"
+
 #include <charconv>
 #include <iostream>
-#include <map>
 #include <memory>
 
 #include "cli/command.h"
-#include "cli/filter_step.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
@@ -32,15 +32,7 @@ void printScript(const std::map<unsigned long, std::string>& steps) {
 
 Status run(const Options& options) {
     const ImageHandle image = readImage(options.file);
-    std::map<unsigned long, std::string> steps;  // numbers may have gaps, and need not be in order
-    for (const MetaEntry& entry : readMetadata(image.get())) {
-        if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
-        const char *begin = entry.key.data() + stepPrefix.size(),
-                   *end = entry.key.data() + entry.key.size();
-        unsigned long number = 0;
-        const auto [rest, error] = std::from_chars(begin, end, number);
-        if (error == std::errc() && rest == end) steps[number] = entry.value;
-    }
+    const std::map<unsigned long, std::string> steps = readHistory(image.get());
     if (options.script) {
         printScript(steps);
         return done;
@@ -51,6 +43,19 @@ Status run(const Options& options) {
 }
 
 }  // namespace
+
+std::map<unsigned long, std::string> readHistory(lmImage* image) {
+    std::map<unsigned long, std::string> steps;
+    for (const MetaEntry& entry : readMetadata(image)) {
+        if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
+        const char *begin = entry.key.data() + stepPrefix.size(),
+                   *end = entry.key.data() + entry.key.size();
+        unsigned long number = 0;
+        const auto [rest, error] = std::from_chars(begin, end, number);
+        if (error == std::errc() && rest == end) steps[number] = entry.value;
+    }
+    return steps;
+}
 
 Work setUpHistory(CLI::App& verb) {
     const auto options = std::make_shared<Options>();

@@ -3,8 +3,6 @@
 
 #include <strings.h>
 
-#include <vector>
-
 #include "cli/losses.h"
 #include "cli/messages.h"
 #include "cli/output.h"
@@ -65,6 +63,16 @@ void checkName(const OutputOptions& options, ImageFormat format, const std::stri
 
 bool hasExtension(const std::string& name, const char* extension) {
     return strcasecmp(extensionOf(name).c_str(), extension) == 0;
+}
+
+std::string extensionFor(const std::string& formatName) {
+    return formatName.substr(0, 3);  // xyz8 differs inside only
+}
+
+std::vector<std::string> partsOf(const std::string& file) {
+    const std::string extension = extensionOf(file);
+    if (hasExtension(file, "png") || extension.size() != 3 || extension == "txt") return {file};
+    return {file, withLastThree(file, "txt")};
 }
 
 SplitPath::SplitPath(const std::string& file) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "cli/command.h"
 #include "cli/library.h"
@@ -27,6 +28,15 @@ struct SplitPath {
 
 /// Whether a name's extension is this one, in any case.
 [[nodiscard]] bool hasExtension(const std::string& name, const char* extension);
+
+/// The extensions of pixel files.
+inline constexpr const char* imageExtensions[] = {"png", "xyz", "raw"};
+
+/// The extension that goes with a format of --format; empty for none.
+[[nodiscard]] std::string extensionFor(const std::string& formatName);
+
+/// The files that an image of this name consists of: beside PNG an information file belongs to it.
+[[nodiscard]] std::vector<std::string> partsOf(const std::string& file);
 
 /// An image file to come. Throws a usage error where the library would write something else than
 /// the name and the format promise.

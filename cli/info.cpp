@@ -6,10 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "cli/command.h"
+#include "cli/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
-#include "cli/messages.h"
 #include "cli/metadata.h"
 #include "cli/raster.h"
 
@@ -171,19 +170,13 @@ struct Options {
 Status run(const Options& options) {
     JsonWriter json(std::cout);
     if (options.asJson) json.beginArray();
-    Status status = done;
-    for (const std::string& file : options.files) {
-        try {
-            const Facts facts = gather(file);
-            if (options.asJson)
-                writeJson(json, facts);
-            else
-                printTable(facts);
-        } catch (const CommandError& error) {
-            printMessage(error.what());
-            status = failed;
-        }
-    }
+    const Status status = forEachFile(options.files, [&](const std::string& file) {
+        const Facts facts = gather(file);
+        if (options.asJson)
+            writeJson(json, facts);
+        else
+            printTable(facts);
+    });
     if (options.asJson) json.end();
     return status;
 }
@@ -192,7 +185,7 @@ Status run(const Options& options) {
 
 Work setUpInfo(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("FILE", options->files, "Image files")->required();
+    addInputOption(verb, options->files);
     verb.add_flag("--json", options->asJson, "An array with one object a file");
     return [options] { return run(*options); };
 }

@@ -11,7 +11,7 @@ namespace lumo::cli {
 
 Work setUpCalibrate(CLI::App&), setUpConvert(CLI::App&), setUpFilter(CLI::App&),
     setUpMirror(CLI::App&), setUpRotate(CLI::App&), setUpShear(CLI::App&), setUpHistory(CLI::App&),
-    setUpInfo(CLI::App&), setUpPhantom(CLI::App&), setUpPreview(CLI::App&);
+    setUpInfo(CLI::App&), setUpPhantom(CLI::App&), setUpPreview(CLI::App&), setUpSheet(CLI::App&);
 Work setUpStats(CLI::App&), setUpDose(CLI::App&), setUpHistogram(CLI::App&),
     setUpProfile(CLI::App&);
 Work setUpWindow(CLI::App&), setUpEqualize(CLI::App&), setUpInvert(CLI::App&), setUpCrop(CLI::App&),
@@ -30,6 +30,7 @@ constexpr Verb verbs[] = {
     {"shear", "Turn approximately, in whole-pixel shears", setUpShear},
     {"calibrate", "Make a gain table, or correct an image by one", setUpCalibrate},
     {"preview", "Write an 8-bit picture to look at", setUpPreview},
+    {"sheet", "Write images side by side into one picture", setUpSheet},
     {"phantom", "Make a synthetic radiograph", setUpPhantom},
     {"stats", "Measure the grey values of images and regions", setUpStats},
     {"histogram", "Count grey values, as numbers or as a picture", setUpHistogram},

@@ -42,7 +42,7 @@ std::string stepOf(const WindowOptions& options) {
 Status window(const WindowOptions& options) {
     const bool byValue = options.lo >= 0 && options.hi >= 0;
     if (byValue != options.limits.empty() || (options.lo >= 0) != (options.hi >= 0))
-        throw usageError("window: give either --lo and --hi or --limits");
+        throw usageError("lumo window: give either --lo and --hi or --limits");
     const Limits limits = byValue ? Limits{} : parseLimits(options.limits);
     const auto mode = static_cast<std::uint16_t>(curves.at(options.curve) |
                                                  (options.invert ? int{LutInvert} : 0) |

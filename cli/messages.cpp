@@ -1,6 +1,8 @@
 // Messages to standard error, and texts from files made safe for a terminal.
 #include "cli/messages.h"
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <iostream>
 
@@ -16,6 +18,9 @@ struct Utf8Form {
 };
 constexpr Utf8Form utf8Forms[] = {
     {1, 0, 0x80, 0x00}, {2, 0x80, 0xE0, 0xC0}, {3, 0x800, 0xF0, 0xE0}, {4, 0x10000, 0xF8, 0xF0}};
+
+const std::string eraseLine = "\r\x1B[K";
+bool progressShown = false;  // the last line on standard error is not finished
 
 bool isControl(std::string_view character) {
     const auto first = static_cast<std::uint8_t>(character[0]);
@@ -70,7 +75,25 @@ std::string printable(std::string_view text) {
 
 void printMessage(std::string_view text) {
     std::cout.flush();  // keeps data and messages in order where both go to one terminal
+    clearProgress();
     std::cerr << printable(text) + '\n';
+}
+
+void showProgress(std::string_view text) {
+    if (isatty(STDERR_FILENO) == 0) return;
+    std::cout.flush();
+    std::cerr << eraseLine + printable(text);
+    progressShown = true;
+}
+
+void clearProgress() {
+    if (progressShown) std::cerr << eraseLine;
+    progressShown = false;
+}
+
+void endProgress() {
+    if (progressShown) std::cerr << '\n';
+    progressShown = false;
 }
 
 }  // namespace lumo::cli

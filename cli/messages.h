@@ -9,6 +9,14 @@ namespace lumo::cli {
 /// One line on standard error.
 void printMessage(std::string_view text);
 
+/// A line that the next one replaces, if standard error is a terminal; nothing else is written
+/// there.
+void showProgress(std::string_view text);
+/// Makes room for data on standard output. Messages do so themselves.
+void clearProgress();
+/// Ends the line.
+void endProgress();
+
 /// The text with control characters, and bytes that are not UTF-8, as \xNN: one line whatever it
 /// holds, and nothing that a terminal would obey.
 [[nodiscard]] std::string printable(std::string_view text);

@@ -19,6 +19,7 @@ namespace lumo::cli {
 
 namespace {
 
+constexpr const char* privatePrefix = ".lumo-";
 constexpr std::size_t mostFiles = 4;
 constexpr std::array interrupts = {SIGHUP, SIGINT, SIGTERM};
 
@@ -26,7 +27,17 @@ constexpr std::array interrupts = {SIGHUP, SIGINT, SIGTERM};
 std::atomic<const char*> pendingFiles[mostFiles], pendingFolder;
 static_assert(std::atomic<const char*>::is_always_lock_free);
 
+/// While files get their names. A flag and not the thread's signal mask: the library's worker
+/// threads take signals too.
+std::atomic<bool> deferring;
+std::atomic<int> deferred;
+static_assert(std::atomic<int>::is_always_lock_free);
+
 extern "C" void removePendingAndDie(int signal) {
+    if (deferring) {
+        deferred = signal;
+        return;
+    }
     for (const auto& file : pendingFiles)
         if (file != nullptr) unlink(file);
     if (pendingFolder != nullptr) rmdir(pendingFolder);
@@ -48,18 +59,13 @@ void catchInterrupts() {
 /// While it lives, interrupts wait.
 class DeferredInterrupts {
 public:
-    DeferredInterrupts() {
-        sigset_t blocked;
-        sigemptyset(&blocked);
-        for (const int signal : interrupts) sigaddset(&blocked, signal);
-        pthread_sigmask(SIG_BLOCK, &blocked, &before_);
+    DeferredInterrupts() { deferring = true; }
+    ~DeferredInterrupts() {
+        deferring = false;
+        if (deferred != 0) raise(deferred);
     }
-    ~DeferredInterrupts() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
     DeferredInterrupts(const DeferredInterrupts&) = delete;
     DeferredInterrupts& operator=(const DeferredInterrupts&) = delete;
-
-private:
-    sigset_t before_{};
 };
 
 CommandError systemError(const std::string& file) {
@@ -81,8 +87,9 @@ StagedOutput::StagedOutput(const std::string& folder, const std::vector<std::str
                            const std::vector<std::string>& scratch, bool force)
     : folder_(folder), names_(names), force_(force) {
     for (const std::string& name : names) refuseExisting(folder + name);
-    const DeferredInterrupts deferred;
-    std::string pattern = folder + ".lumo-XXXXXX";
+    catchInterrupts();
+    const DeferredInterrupts waiting;
+    std::string pattern = folder + privatePrefix + "XXXXXX";
     if (mkdtemp(pattern.data()) == nullptr) throw systemError(folder + names.back());
     staging_ = pattern + '/';
     for (const auto* list : {&names, &scratch})
@@ -90,11 +97,14 @@ StagedOutput::StagedOutput(const std::string& folder, const std::vector<std::str
     assert(staged_.size() <= mostFiles);
     for (std::size_t i = 0; i < staged_.size(); ++i) pendingFiles[i] = staged_[i].c_str();
     pendingFolder = staging_.c_str();
-    catchInterrupts();
+}
+
+bool StagedOutput::isPrivate(const std::string& folder) {
+    return folder.starts_with(privatePrefix);
 }
 
 StagedOutput::~StagedOutput() {
-    const DeferredInterrupts deferred;
+    const DeferredInterrupts waiting;
     for (const std::string& file : staged_) unlink(file.c_str());
     rmdir(staging_.c_str());
     for (auto& file : pendingFiles) file = nullptr;
@@ -122,7 +132,7 @@ void StagedOutput::move(const std::string& name) const {
 }
 
 void StagedOutput::publish() {
-    const DeferredInterrupts deferred;
+    const DeferredInterrupts waiting;
     std::size_t moved = 0;
     try {
         for (; moved < names_.size(); ++moved) move(names_[moved]);

@@ -22,6 +22,9 @@ public:
     StagedOutput(const StagedOutput&) = delete;
     StagedOutput& operator=(const StagedOutput&) = delete;
 
+    /// Whether a folder of this name is one that a running program writes into.
+    [[nodiscard]] static bool isPrivate(const std::string& folder);
+
     /// Where to write one of the names for now.
     [[nodiscard]] std::string pathOf(const std::string& name) const { return staging_ + name; }
 

@@ -15,12 +15,13 @@ namespace {
 
 struct Options {
     OutputOptions output;
+    std::string flatField;            // of the detector; empty: none
     int width = 1024, height = 1024;  // pixels
     std::uint64_t seed = 1;
     std::uint32_t pitch = 100000;  // nanometres
 };
 
-void setMetadata(lmImage* image, const Options& options) {
+void setMetadata(lmImage* image, const std::string& step, const std::string& file) {
     const RasterSummary summary = summarize(*image);
     image->maxPix = summary.maximum;
     image->avgPix = static_cast<std::uint16_t>(summary.mean);
@@ -33,20 +34,42 @@ void setMetadata(lmImage* image, const Options& options) {
                    {"Image_X", "MaxPix", std::to_string(image->maxPix)},
                    {"Image_X", "AvgPix", std::to_string(image->avgPix)}};
     for (const auto& [section, key, value] : entries)
-        check(LumoSetMetaEntry(image, section, key, value.c_str()), options.output.file);
-    const std::string step = "phantom " + std::to_string(options.width) + " x " +
-                             std::to_string(options.height) +
-                             " seed=" + std::to_string(options.seed);
-    check(LumoAddPerformedStep(image, step.c_str()), options.output.file);
+        check(LumoSetMetaEntry(image, section, key, value.c_str()), file);
+    check(LumoAddPerformedStep(image, step.c_str()), file);
+}
+
+std::string stepOf(const Options& options) {
+    std::string step = "phantom --width " + std::to_string(options.width) + " --height " +
+                       std::to_string(options.height) + " --seed " + std::to_string(options.seed) +
+                       " --pitch " + std::to_string(options.pitch);
+    if (!options.flatField.empty()) step += " --detector " + options.flatField;
+    return step;
+}
+
+using Render = void (*)(std::uint16_t* raster, int width, int height, std::uint64_t seed);
+
+ImageHandle make(const Options& options, Render render, const std::string& step,
+                 const std::string& file) {
+    ImageHandle image = createImage(options.width, options.height, file);
+    image->pixelsizeX = image->pixelsizeY = options.pitch;
+    render(image->data, options.width, options.height, options.seed);
+    setMetadata(image.get(), step, file);
+    return image;
 }
 
 Status run(const Options& options) {
     ImageOutput output(options.output);
-    const ImageHandle image = createImage(options.width, options.height, options.output.file);
-    image->pixelsizeX = image->pixelsizeY = options.pitch;
-    renderPhantom(image->data, options.width, options.height, options.seed);
-    setMetadata(image.get(), options);
-    output.save(image.get());
+    const std::string step = stepOf(options), &flatField = options.flatField;
+    if (flatField.empty()) {
+        output.save(make(options, renderPhantom, step, options.output.file).get());
+        return done;
+    }
+    if (flatField == options.output.file)
+        throw usageError("lumo phantom: --detector needs another file than OUT");
+    ImageOutput flatOutput({flatField, options.output.formatName, options.output.force});
+    const ImageHandle exposure = make(options, renderExposure, step, options.output.file);
+    flatOutput.save(make(options, renderFlatField, "flat field of " + step, flatField).get());
+    output.save(exposure.get());
     return done;
 }
 
@@ -61,12 +84,15 @@ Work setUpPhantom(CLI::App& verb) {
     verb.add_option("--height", options->height, "Rows")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
-    verb.add_option("--seed", options->seed, "Of the noise")
+    verb.add_option("--seed", options->seed, "Of the noise, and of the detector")
         ->check(CLI::NonNegativeNumber)
         ->capture_default_str();
     verb.add_option("--pitch", options->pitch, "Of the pixels, in nanometres")
         ->check(CLI::Range(1, 1'000'000'000))
         ->capture_default_str();
+    verb.add_option("--detector", options->flatField,
+                    "Make OUT a raw exposure by a detector whose pixels differ in gain, and this "
+                    "file its flat field");
     return [options] { return run(*options); };
 }
 

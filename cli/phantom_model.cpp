@@ -7,6 +7,8 @@
 #include <cmath>
 #include <vector>
 
+#include "cli/phantom_detector.h"
+#include "cli/phantom_noise.h"
 #include "cli/phantom_shapes.h"
 
 namespace lumo::cli {
@@ -30,22 +32,6 @@ constexpr double roundEnds = 1, boneEnds = 2;  // how much flatter than a half c
 constexpr double heel = 0.00012;               // change of the exposure a unit to the right
 constexpr double tiltSine = 0.02, tiltCosine = 0.9998;  // of the collimator
 constexpr double collimatorMargin = 45, penumbra = 3;
-
-/// A well mixed number for each counter value (splitmix64).
-std::uint64_t mixed(std::uint64_t counter) {
-    std::uint64_t value = counter * 0x9E3779B97F4A7C15U;
-    value = (value ^ value >> 30) * 0xBF58476D1CE4E5B9U;
-    value = (value ^ value >> 27) * 0x94D049BB133111EBU;
-    return value ^ value >> 31;
-}
-
-/// Near-normal deviate of mean 0 and variance 1: the sum of four uniform ones.
-double deviate(std::uint64_t bits) {
-    const auto sum = static_cast<double>((bits & 0xFFFF) + (bits >> 16 & 0xFFFF) +
-                                         (bits >> 32 & 0xFFFF) + (bits >> 48));
-    constexpr double mean = 2 * 65535.0, deviation = 37837.2;  // 65536 / sqrt(3)
-    return (sum - mean) / deviation;
-}
 
 /// Smooth random field of 0 to 1 over the plane.
 double texture(Point at) {
@@ -192,27 +178,86 @@ std::uint16_t toPixel(double value) {
     return static_cast<std::uint16_t>(std::clamp(value + 0.5, 0.0, 65535.0));
 }
 
+/// Where the pixels of an image lie, and how open the collimator is there.
+class Scene {
+public:
+    Scene(int width, int height)
+        : width_(width),
+          pixel_(1000.0 / std::min(width, height)),
+          halfWidth_(width * pixel_ / 2),
+          halfHeight_(height * pixel_ / 2),
+          field_{halfWidth_ - collimatorMargin, halfHeight_ - collimatorMargin} {}
+
+    [[nodiscard]] Row row(int y) const {
+        return {width_, (y + 0.5) * pixel_ - halfHeight_, 0.5 * pixel_ - halfWidth_, pixel_};
+    }
+    [[nodiscard]] double open(Point at) const { return field_.open(at); }
+
+private:
+    int width_;
+    double pixel_, halfWidth_, halfHeight_;
+    Field field_;
+};
+
+void attenuate(const Row& row, std::vector<double>& attenuation) {
+    std::ranges::fill(attenuation, 0.0);
+    for (const auto add : {addSoftTissue, addBones, addMarker, addWedge, addMesh})
+        add(row, attenuation);
+}
+
+// The detector: grey value of the open beam, variance of a pixel over its value, exposures that a
+// flat field is the mean of.
+constexpr double beamLevel = 30000, detectorNoise = 1, flatExposures = 32;
+
+/// Calls value(row, x, index) for each pixel and adds noise of that variance a unit of grey value;
+/// `prepare` sees each row before.
+template <class Prepare, class Value>
+void render(std::uint16_t* raster, int width, int height, std::uint64_t stream, double variance,
+            Prepare prepare, Value value) {
+    const Scene scene(width, height);
+    for (int y = 0; y < height; ++y) {
+        const Row row = scene.row(y);
+        prepare(row);
+        for (int x = 0; x < width; ++x) {
+            const std::int64_t index = std::int64_t{y} * width + x;
+            const double clean = value(scene, row.at(x), x, index);
+            const double noise = deviate(mixed(stream + std::uint64_t(index)));
+            raster[index] = toPixel(clean + noise * std::sqrt(clean * variance));
+        }
+    }
+}
+
 }  // namespace
 
 void renderPhantom(std::uint16_t* raster, int width, int height, std::uint64_t seed) {
-    const double pixel = 1000.0 / std::min(width, height);
-    const double halfWidth = width * pixel / 2, halfHeight = height * pixel / 2;
-    const Field field{halfWidth - collimatorMargin, halfHeight - collimatorMargin};
-    const std::uint64_t stream = mixed(seed);  // where this seed's counters begin
     std::vector<double> attenuation(static_cast<std::size_t>(width));
-    for (int y = 0; y < height; ++y) {
-        const Row row{width, (y + 0.5) * pixel - halfHeight, 0.5 * pixel - halfWidth, pixel};
-        std::ranges::fill(attenuation, 0.0);
-        for (const auto add : {addSoftTissue, addBones, addMarker, addWedge, addMesh})
-            add(row, attenuation);
-        for (int x = 0; x < width; ++x) {
-            const double value =
-                exposure(attenuation[std::size_t(x)], field.open(row.at(x)), row.at(x));
-            const std::int64_t index = std::int64_t{y} * width + x;
-            const double noise = deviate(mixed(stream + std::uint64_t(index)));
-            raster[index] = toPixel(value + noise * std::sqrt(value * noiseGain));
-        }
-    }
+    render(
+        raster, width, height, mixed(seed), noiseGain,
+        [&](const Row& row) { attenuate(row, attenuation); },
+        [&](const Scene& scene, Point at, int x, std::int64_t) {
+            return exposure(attenuation[std::size_t(x)], scene.open(at), at);
+        });
+}
+
+void renderExposure(std::uint16_t* raster, int width, int height, std::uint64_t seed) {
+    std::vector<double> attenuation(static_cast<std::size_t>(width));
+    const Detector detector(seed);
+    render(
+        raster, width, height, mixed(seed ^ 0xE0), detectorNoise,
+        [&](const Row& row) { attenuate(row, attenuation); },
+        [&](const Scene& scene, Point at, int x, std::int64_t index) {
+            const double beam = beamLevel * (1 + heel * at.x) / (1 + attenuation[std::size_t(x)]);
+            return (leadLevel + scene.open(at) * (beam - leadLevel)) * detector.gain(x, index);
+        });
+}
+
+void renderFlatField(std::uint16_t* raster, int width, int height, std::uint64_t seed) {
+    const Detector detector(seed);
+    render(
+        raster, width, height, mixed(seed ^ 0xF0), detectorNoise / flatExposures, [](const Row&) {},
+        [&](const Scene&, Point at, int x, std::int64_t index) {
+            return beamLevel * (1 + heel * at.x) * detector.gain(x, index);
+        });
 }
 
 }  // namespace lumo::cli

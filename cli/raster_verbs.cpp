@@ -29,11 +29,8 @@ Work setUpCrop(CLI::App& verb) {
     verb.add_option("--roi", options->roi, "What to keep: x1,y1,x2,y2, inclusive")->required();
     return [options] {
         const Roi roi = parseRoi(options->roi);
-        return changeImage(*options, "crop --roi " + options->roi, [&](ImageHandle& image) {
-            Image source = rasterOf(*image), cropped{};
-            check(Crop_Image(&source, &cropped, roi), options->input);
-            replaceRaster(image, cropped, 1, 1, options->input);
-        });
+        return changeImage(*options, "crop --roi " + options->roi,
+                           [&](ImageHandle& image) { cropTo(image, roi, options->input); });
     };
 }
 

@@ -1,12 +1,12 @@
 // The verbs `rotate`, `mirror` and `shear`: images turned by quarters, by any angle, or straight.
+#include <charconv>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
 
-#include "cli/command.h"
-#include "cli/image_output.h"
-#include "cli/turned_image.h"
+#include "cli/arguments.h"
+#include "cli/change.h"
 
 namespace lumo::cli {
 
@@ -14,9 +14,7 @@ Work setUpRotate(CLI::App&), setUpMirror(CLI::App&), setUpShear(CLI::App&);
 
 namespace {
 
-struct Options {
-    std::string input;
-    OutputOptions output;
+struct Options : ChangeOptions {
     int quarter = 0;
     std::optional<double> angle;
     bool straighten = false, horizontal = false, vertical = false;
@@ -24,65 +22,71 @@ struct Options {
 
 std::shared_ptr<Options> commonOptions(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("IN", options->input, "Image file to read")->required();
-    addOutputOptions(verb, options->output);
+    addChangeOptions(verb, *options);
     return options;
 }
 
-std::string degreesText(double angle) {
+/// As few digits as give the same number back, so that the turn can be made again.
+std::string exactText(double angle) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.3f", angle + 0.0);  // no "-0"
-    return text;
+    const auto end = std::to_chars(text, text + sizeof text, angle + 0.0).ptr;  // no "-0"
+    return {text, end};
 }
 
 using Turn = int (*)(Image, Image*, double);
 
 void turn(ImageHandle& image, Turn operation, const char* name, double angle,
           const std::string& file) {
-    requireSquarePixels(*image, file);
+    if (image->pixelsizeX != image->pixelsizeY)
+        throw CommandError(file + ": its pixels are not as wide as high (" +
+                           std::to_string(image->pixelsizeX) + " and " +
+                           std::to_string(image->pixelsizeY) +
+                           " nm), so only quarter turns keep it true");
     Image turned{};
-    check(operation({image->width, image->height, image->data}, &turned, angle), file);
-    replaceRaster(image, turned, file);
-    const std::string step = std::string(name) + "(angle=" + degreesText(angle) + ")";
-    check(LumoAddPerformedStep(image.get(), step.c_str()), file);
+    check(operation(rasterOf(*image), &turned, angle), file);
+    replaceRaster(image, turned, 1, 1, file);
+    addStep(image.get(), std::string(name) + "(angle=" + exactText(angle) + ")", file);
 }
 
-double estimatedAngle(const lmImage& image) {
-    const double angle = CalculateRotationAngle({image.width, image.height, image.data});
-    std::cout << "turned by " << degreesText(angle) << " degrees\n";
+double estimatedAngle(const lmImage& image, const std::string& file) {
+    constexpr int exposed =
+        8000;  // grey values above belong to the area whose edges are looked for
+    ImageValue value{};
+    check(Get_ImageValue(rasterOf(image), &value), file);
+    if (value.max <= exposed)
+        throw CommandError(file + ": no grey value above 8000, so no exposed area to set straight");
+    const double angle = CalculateRotationAngle(rasterOf(image));
+    char text[32];
+    std::snprintf(text, sizeof text, "%.3f", angle + 0.0);
+    std::cout << "turned by " << text << " degrees\n";
     return angle;
 }
 
 Status rotate(const Options& options) {
     if ((options.quarter != 0) + options.angle.has_value() + options.straighten != 1)
         throw usageError("lumo rotate: give one of --quarter, --angle and --straighten");
-    ImageOutput output(options.output);
-    ImageHandle image = readImage(options.input);
-    if (options.quarter != 0)
-        check(LumoRotateImage(image.get(), options.quarter), options.input);
-    else
-        turn(image, RotationNewImage, "RotationNewImage",
-             options.straighten ? estimatedAngle(*image) : *options.angle, options.input);
-    output.save(image.get());
-    return done;
+    return changeImage(options, [&](ImageHandle& image) {
+        if (options.quarter != 0)
+            check(LumoRotateImage(image.get(), options.quarter), options.input);
+        else
+            turn(image, RotationNewImage, "RotationNewImage",
+                 options.straighten ? estimatedAngle(*image, options.input) : *options.angle,
+                 options.input);
+    });
 }
 
 Status mirror(const Options& options) {
     if (!options.horizontal && !options.vertical)
         throw usageError("lumo mirror: give --horizontal, --vertical or both");
-    ImageOutput output(options.output);
-    const ImageHandle image = readImage(options.input);
-    check(LumoMirrorImage(image.get(), options.horizontal, options.vertical), options.input);
-    output.save(image.get());
-    return done;
+    return changeImage(options, [&](ImageHandle& image) {
+        check(LumoMirrorImage(image.get(), options.horizontal, options.vertical), options.input);
+    });
 }
 
 Status shear(const Options& options) {
-    ImageOutput output(options.output);
-    ImageHandle image = readImage(options.input);
-    turn(image, Shear, "Shear", *options.angle, options.input);
-    output.save(image.get());
-    return done;
+    return changeImage(options, [&](ImageHandle& image) {
+        turn(image, Shear, "Shear", *options.angle, options.input);
+    });
 }
 
 }  // namespace

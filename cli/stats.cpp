@@ -5,10 +5,9 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/command.h"
+#include "cli/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
-#include "cli/messages.h"
 
 namespace lumo::cli {
 
@@ -95,21 +94,6 @@ ImageValue measure(const Image& raster, const std::string& region, const Options
     return value;
 }
 
-/// Runs the work for each of the files; one that fails is told, the others go on.
-template <class WorkOnFile>
-Status forEachFile(const std::vector<std::string>& files, WorkOnFile work) {
-    Status status = done;
-    for (const std::string& file : files) {
-        try {
-            work(file);
-        } catch (const CommandError& error) {
-            printMessage(error.what());
-            status = failed;
-        }
-    }
-    return status;
-}
-
 Status stats(const Options& options) {
     for (const std::string& region : options.regions) (void)parseRoi(region);
     if (!options.limits.empty()) (void)parseLimits(options.limits);
@@ -132,7 +116,7 @@ Status stats(const Options& options) {
 
 Work setUpStats(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("FILE", options->files, "Image files")->required();
+    addInputOption(verb, options->files);
     verb.add_option("--roi", options->regions, "A region: x1,y1,x2,y2, inclusive; may be repeated")
         ->allow_extra_args(false);
     verb.add_option("--limits", options->limits,
@@ -145,7 +129,7 @@ Work setUpStats(CLI::App& verb) {
 
 Work setUpDose(CLI::App& verb) {
     const auto files = std::make_shared<std::vector<std::string>>();
-    verb.add_option("FILE", *files, "Image files")->required();
+    addInputOption(verb, *files);
     return [files] {
         return forEachFile(*files, [](const std::string& file) {
             const ImageHandle image = readImage(file);

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Runs the program `lumo` as a user does: outputs, exit statuses, and what lies in the folder after."""
-import json, os, resource, signal, subprocess, sys, tempfile, time, unittest
+import json, math, os, pty, re, resource, signal, statistics, struct, subprocess, sys, tempfile, time, unittest
 
 LUMO = os.path.abspath(sys.argv.pop(1))
 
@@ -37,6 +37,21 @@ class Program(unittest.TestCase):
         with open(os.path.join(self.folder, file), "rb") as stream:
             return stream.read()
 
+    def raster(self, file):
+        """Width, height, and the grey values row by row."""
+        self.run_lumo("convert", file, "raster.raw", "--force")
+        data = self.read("raster.raw")
+        for name in ("raster.raw", "raster.txt"):
+            os.unlink(os.path.join(self.folder, name))
+        width, height = struct.unpack_from("<HH", data)
+        return width, height, list(struct.unpack_from("<%dH" % (width * height), data, 4))
+
+    def write_raster(self, file, width, height, pixels):
+        self.phantom(file, size=(width, height))
+        with open(os.path.join(self.folder, file), "r+b") as stream:
+            stream.seek(4)
+            stream.write(struct.pack("<%dH" % len(pixels), *pixels))
+
     def test_wrong_command_lines_write_nothing(self):
         self.phantom("in.png")
         for arguments in (
@@ -47,12 +62,31 @@ class Program(unittest.TestCase):
             ["convert", "in.png", "a.png", "--set", "Source=x"], ["convert", "in.png", "a.png", "--set", "a/=x"],
             ["convert", "in.png", "a.tiff", "--format", "xyz"], ["convert", "in.png", "a.txt", "--format", "raw"],
             ["convert", "in.png", "a.xyz", "--format", "txt"], ["convert", "in.png", "a.TXT"],
-            ["phantom", "a.png", "--width", "0"], ["phantom", "a.png", "--seed", "-1"],
+            ["phantom", "a.png", "--width", "0"], ["phantom", "a.png", "--seed", "-1"], ["phantom", "a.png", "--detector", "a.png"],
+            ["phantom", "a.png", "--detector", "a.gif"],
             ["preview", "in.png", "a.jpg"], ["preview", "in.png", "a.png", "--width", "0"],
+            ["sheet", "a.png"], ["sheet", "in.png", "a.jpg"], ["sheet", "in.png", "a.png", "--roi", "1,2"],
+            ["stats", "in.png", "--csv", "--json"], ["stats", "in.png", "--roi", "1,2,3"], ["stats", "in.png", "--limits", "1"],
+            ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
+            ["profile", "in.png", "--axis", "x"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
+            ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
+            ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
+            ["window", "in.png", "a.png", "--limits", "1,1", "--mode", "cubic"],
+            ["equalize", "in.png", "a.png", "--strength", "5"], ["equalize", "in.png", "a.png", "--limits", "1"], ["equalize", "in.png", "a.png", "--limits=-1,0"],
+            ["crop", "in.png", "a.png"], ["crop", "in.png", "a.png", "--roi", "1,2,3,x"], ["bin", "in.png", "a.png", "--x", "0"],
+            ["deflash", "in.png", "a.png", "--threshold", "65536"], ["invert", "in.png"],
+            ["rotate", "in.png", "a.png"], ["rotate", "in.png", "a.png", "--quarter", "45"],
+            ["rotate", "in.png", "a.png", "--quarter", "90", "--straighten"], ["mirror", "in.png", "a.png"],
+            ["shear", "in.png", "a.png"], ["shear", "in.png", "a.png", "--angle", "90"],
+            ["calibrate"], ["calibrate", "create", "in.png", "a.cal", "--range", "100,200"],
+            ["calibrate", "create", "in.png", "a.cal", "--smooth", "3"], ["calibrate", "apply", "a.cal", "in.png"],
+            ["calibrate", "apply", "a.cal", "in.png", "a.png", "--batch", ".", "--out", "a"],
+            ["filter", "in.png", "a.png"], ["filter", "--batch", ".", "type=mean_filter"],
+            ["filter", "--batch", ".", "--out", ".", "type=mean_filter"], ["filter", "type=mean_filter", "--out", "a"],
         ):
             out, err = self.run_lumo(*arguments, status=2)
             self.assertEqual((out, self.files()), ("", ["in.png"]), arguments)
-            self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--set")), err)
+            self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--")), err)
         for question in (["--help"], ["--version"], ["convert", "--help"]):
             self.assertEqual(self.run_lumo(*question)[1], "")
 
@@ -172,7 +206,11 @@ class Program(unittest.TestCase):
         self.assertEqual(self.read("b.png")[16:26], bytes([0, 0, 0, 20, 0, 0, 0, 15, 8, 0]))
         self.run_lumo("preview", "a.png", "c.png")
         picture = self.info("c.png")[0]
-        self.assertEqual((picture["width"], picture["pixels"]["maximum"] > 250 * 256), (64, True))
+        self.assertEqual((picture["width"], picture["pixels"]["maximum"] >> 8), (64, 255))
+        self.write_raster("d.xyz", 4, 1, [0, 1000, 2000, 4000])
+        for arguments, codes in (([], [0, 64, 128, 255]), (["--sqrt"], [0, 127, 180, 255])):
+            self.run_lumo("preview", "d.xyz", "e.png", "--force", *arguments)
+            self.assertEqual([v >> 8 for v in self.raster("e.png")[2]], codes)
 
     def test_filter_runs_chains_that_history_gives_back(self):
         self.phantom("a.png")
@@ -205,6 +243,259 @@ class Program(unittest.TestCase):
         self.run_lumo("filter", "a.png", "b.png", status=2)
         self.assertEqual(self.files(), ["a.png", "s.imo"])
         self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0], r"\[return\]\nlp=\d+\nrp=\d+\n")
+
+    def test_figures_equal_a_small_computation(self):
+        self.phantom("a.png")
+        width, _, pixels = self.raster("a.png")
+        part = [pixels[y * width + x] for y in range(4, 18) for x in range(3, 21)]
+        for arguments, values in (([], pixels), (["--roi", "20,17,3,4"], part)):
+            row, = json.loads(self.run_lumo("stats", "a.png", "--json", *arguments)[0])
+            self.assertEqual((row["min"], row["max"]), (min(values), max(values)))
+            self.assertAlmostEqual(row["mean"], statistics.fmean(values), places=5)
+            self.assertAlmostEqual(row["sigma"], statistics.pstdev(values), places=5)
+        out, err = self.run_lumo("stats", "no.png", "a.png", "--roi", "0,0,63,47", "--roi", "0,0,64,47", "--csv", status=1)
+        self.assertRegex(out, r"^file,region,min,max,mean,sigma\na\.png,\"0,0,63,47\",\d+,\d+,[\d.]+,[\d.]+\n$")
+        self.assertRegex(err, r"^no\.png: -1 .*\nno\.png: -1 .*\na\.png --roi 0,0,64,47: -50 .*\n$")
+        counts = [sum(v // 4096 == bin for v in pixels) for bin in range(16)]
+        rows = "".join("%d,%d\n" % (4096 * bin, count) for bin, count in enumerate(counts))
+        self.assertEqual(self.run_lumo("histogram", "a.png", "--bins", "16", "--csv")[0], "first,count\n" + rows)
+        for axis, lines in (("x", [part[i::18] for i in range(18)]), ("y", [part[i * 18:(i + 1) * 18] for i in range(14)])):
+            first = 3 if axis == "x" else 4
+            rows = "".join("%d,%d\n" % (first + i, sum(line) // len(line)) for i, line in enumerate(lines))
+            self.assertEqual(self.run_lumo("profile", "a.png", "--roi", "3,4,20,17", "--axis", axis)[0], axis + ",mean\n" + rows)
+        self.assertRegex(self.run_lumo("dose", "a.png", "no.png", status=1)[0], r"^\d+  a\.png\n$")
+        for arguments in (["histogram", "a.png"], ["profile", "a.png", "--roi", "3,4,20,17", "--axis", "x"]):
+            self.run_lumo(*arguments, "--png", "chart.png", "--force")
+            self.assertGreater(self.info("chart.png")[0]["width"], 1000)
+
+    @staticmethod
+    def again(step, source, target):
+        """The command line that a step of the history stands for."""
+        patterns = (
+            (r"filter (.*)", lambda m: ["filter", source, target, m[1]]),
+            (r"LumoRotateImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--quarter", m[1]]),
+            (r"RotationNewImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--angle", m[1]]),
+            (r"Shear\(angle=(.*)\)", lambda m: ["shear", source, target, "--angle", m[1]]),
+            (r"LumoMirrorImage\(h=1, v=0\)", lambda m: ["mirror", source, target, "--horizontal"]),
+            (r"LumoMirrorImage\(h=0, v=1\)", lambda m: ["mirror", source, target, "--vertical"]),
+            (r"CalibrateImage\(calibrationDataFileName=(.*)\)", lambda m: ["calibrate", "apply", m[1], source, target]),
+            (r"(phantom) (.*)", lambda m: ["phantom", target] + m[2].split()),
+            (r"(\w+)(.*)", lambda m: [m[1], source, target] + m[2].split()))
+        return next(line(m) for pattern, line in patterns if (m := re.fullmatch(pattern, step)))
+
+    def test_each_change_is_right_recorded_and_can_be_made_again(self):
+        entries = {"Width": 120, "Height": 90, "PixelsizeX": 100000, "PixelsizeY": 100000, "Res_X": 100000,
+                   "Res_Y": 100000, "Pixelsize": 7, "MaxPix": 1, "AvgPix": 1}
+        self.phantom("plain.png", size=(120, 90))
+        self.run_lumo("convert", "plain.png", "a.png", *("--set=Image_X/%s=%d" % entry for entry in entries.items()))
+        self.run_lumo("calibrate", "create", "a.png", "a.cal", "--range", "90,110")
+        w, h, p = self.raster("a.png")
+
+        def rows(of):
+            return [of[i:i + w] for i in range(0, len(of), w)]
+
+        def deflashed():
+            lines = rows(p)
+            for y in range(1, h - 1):
+                for x in range(1, w - 1):
+                    if lines[y][x] > lines[y - 1][x] + 500:
+                        lines[y][x] = (lines[y - 1][x] + lines[y + 1][x]) // 2
+            return sum(lines, [])
+
+        binned = [sum(p[(4 * y + j) * w + 2 * x + i] for j in range(4) for i in range(2)) // 8
+                  for y in range(h // 4) for x in range(w // 2)]
+        quarter = [p[y * w + x] for x in reversed(range(w)) for y in range(h)]
+        for arguments, width, height, expected in (
+            (["invert"], w, h, [65535 - v for v in p]),
+            (["crop", "--roi", "5,6,30,20"], 26, 15, sum((line[5:31] for line in rows(p)[6:21]), [])),
+            (["bin", "--x", "2", "--y", "4"], 60, 22, binned),
+            (["deflash", "--threshold", "500"], w, h, deflashed()),
+            (["rotate", "--quarter", "90"], h, w, quarter),
+            (["rotate", "--quarter", "180"], w, h, p[::-1]),
+            (["rotate", "--quarter", "270"], h, w, quarter[::-1]),
+            (["mirror", "--horizontal"], w, h, sum((line[::-1] for line in rows(p)), [])),
+            (["mirror", "--vertical"], w, h, sum(rows(p)[::-1], [])),
+            (["mirror", "--horizontal", "--vertical"], w, h, p[::-1]),
+            (["shear", "--angle", "0"], w, h, p),
+            (["shear", "--angle", "4.125"], w, h, None),
+            (["rotate", "--angle", "1.23456789012345"], None, None, None),
+            (["rotate", "--straighten"], None, None, None),
+            (["window", "--lo", "0", "--hi", "65535"], w, h, p),
+            (["window", "--mode", "log", "--limits", "5000,5000", "--invert"], w, h, None),
+            (["equalize", "--limits", "1000,1000"], w, h, None),
+            (["equalize", "--clipped", "--strength", "30", "--weight", "20", "--high", "50000"], w, h, None),
+            (["filter", "type=unsharp_mask radius=0.5 value=2"], w, h, None),
+            (["calibrate"], w, h, None),
+        ):
+            with self.subTest(arguments):
+                line = [arguments[0], "a.png", "b.png", *arguments[1:]]
+                if arguments == ["calibrate"]:
+                    line = ["calibrate", "apply", "a.cal", "a.png", "b.png"]
+                self.run_lumo(*line, "--force")
+                b, = self.info("b.png")
+                steps = self.run_lumo("history", "b.png")[0].splitlines()
+                self.assertEqual(len(steps), 2)
+                self.run_lumo(*self.again(steps[1].removeprefix("Step1: "), "a.png", "c.png"), "--force")
+                self.assertEqual(self.info("c.png")[0]["pixels"], b["pixels"])
+                self.assertEqual(self.run_lumo("history", "c.png")[0].splitlines(), steps)
+                if width:
+                    self.assertEqual((b["width"], b["height"]), (width, height))
+                if expected:
+                    self.assertTrue(self.raster("b.png")[2] == expected)  # a difference takes long to show
+                pitch = (200000, 400000) if arguments[0] == "bin" else (100000, 100000)
+                facts = (b["width"], b["height"], *pitch, *pitch, 0 if arguments[0] == "bin" else 7,
+                         b["pixels"]["maximum"], int(b["pixels"]["mean"]))
+                self.assertEqual((b["pixelsizeX"], b["pixelsizeY"]), pitch)
+                self.assertEqual([b["metadata"]["Image_X"][key] for key in entries], [str(fact) for fact in facts])
+        phantom = self.run_lumo("history", "plain.png")[0].removeprefix("Step0: ").strip()
+        self.run_lumo(*self.again(phantom, "", "c.png"), "--force")
+        self.assertEqual(self.info("c.png")[0]["pixels"], self.info("plain.png")[0]["pixels"])
+
+    def test_turns_keep_what_a_pixel_covers(self):
+        self.phantom("a.png")
+        self.run_lumo("bin", "a.png", "wide.png", "--x", "2", "--y", "1")
+        self.run_lumo("rotate", "wide.png", "b.png", "--quarter", "90")
+        b, = self.info("b.png")
+        self.assertEqual([b[key] for key in ("width", "height", "pixelsizeX", "pixelsizeY")], [48, 32, 100000, 200000])
+        self.assertIn("quarter turns", self.run_lumo("rotate", "wide.png", "c.png", "--angle", "1", status=1)[1])
+        self.run_lumo("window", "a.png", "dark.png", "--lo", "65534", "--hi", "65535")
+        for arguments in (["rotate", "dark.png", "c.png", "--straighten"], ["crop", "a.png", "c.png", "--roi", "64,0,64,1"],
+                          ["bin", "a.png", "c.png", "--x", "65"]):
+            self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^(a|dark)\.png: [^\n]+\n$")
+        self.assertNotIn("c.png", self.files())
+
+    def test_the_way_from_an_exposure_to_a_picture(self):
+        self.phantom("a.xyz", "--pitch", "125000")
+        self.run_lumo("filter", "a.xyz", "sharp.png", "type=unsharp_mask radius=0.5 value=2")
+        self.run_lumo("rotate", "sharp.png", "turned.png", "--quarter", "90")
+        (w, h, sharp), turned = self.raster("sharp.png"), self.raster("turned.png")
+        self.assertEqual((min(sharp), max(sharp)), (0, 65535))  # stretched over the grey values
+        self.assertTrue(turned == (h, w, [sharp[y * w + x] for x in reversed(range(w)) for y in range(h)]))
+        b, = self.info("turned.png")
+        self.assertEqual((b["format"], b["pixelsizeX"], b["pixelsizeY"]), ("PNG", 125000, 125000))
+        self.assertEqual({key: b["metadata"]["Image_X"][key] for key in ("Rotation", "Width", "Height", "Res_X", "MaxPix")},
+                         {"Rotation": "90", "Width": "48", "Height": "64", "Res_X": "125000", "MaxPix": "65535"})
+        self.assertEqual(self.run_lumo("history", "turned.png")[0],
+                         "Step0: filter type=unsharp_mask radius=0.5 value=2\nStep1: LumoRotateImage(angle=90)\n")
+
+    def test_calibration_tells_what_it_did(self):
+        def single(value):
+            return struct.unpack("f", struct.pack("f", value))[0]
+
+        width, height = 20, 10
+        reference = [1000 + 7 * i for i in range(200)]
+        reference[0], reference[1], reference[2] = 0, 100, 60000  # dead, weak, too strong
+        image = [(331 * i) % 65536 for i in range(200)]
+        image[3], image[199], image[0] = 65535, 65535, 65535  # a gain above 1, below 1, of 1
+        self.write_raster("ref.xyz", width, height, reference)
+        self.write_raster("a.xyz", width, height, image)
+        told = json.loads(self.run_lumo("calibrate", "create", "ref.xyz", "a.cal", "--json")[0])
+        self.assertEqual(told, {"file": "a.cal", "pixels": 200, "zeroPixels": 1, "zeroSmoothed": 1,
+                                "atLowestGain": 1, "atHighestGain": 1})
+        codes = struct.unpack("<200H", self.read("a.cal")[20:])
+        products = [math.floor(v * single(code * 1.5 / 65535 + 0.5)) for v, code in zip(image, codes)]
+        out, err = self.run_lumo("calibrate", "apply", "a.cal", "a.xyz", "b.png", "--json")
+        clamped = sum(v > 65535 for v in products)
+        self.assertLess(0, clamped)
+        self.assertEqual(json.loads(out), {"file": "b.png", "corrected": 200, "beyondTable": 0, "atLowestGain": 1,
+                                           "atHighestGain": 1, "clamped": clamped})
+        self.assertEqual(err, "")
+        self.assertTrue(self.raster("b.png")[2] == [min(v, 65535) for v in products])
+        self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: warning: already")
+        os.mkdir(os.path.join(self.folder, "many"))
+        self.write_raster("many/a.xyz", width, height, image)
+        many = self.run_lumo("calibrate", "apply", "a.cal", "--batch", "many", "--out", "out", "--json", "--format", "png")[0]
+        self.assertEqual(json.loads(many), [{**json.loads(out), "file": "out/a.png"}])
+        self.write_raster("wide.xyz", 25, 10, [1] * 250)
+        self.assertIn("beyond the table: 50\n", self.run_lumo("calibrate", "apply", "a.cal", "wide.xyz", "d.png")[0])
+        self.run_lumo("calibrate", "apply", "no.cal", "a.xyz", "e.png", status=1)
+        self.assertNotIn("e.png", self.files())
+
+    def test_a_detector_is_corrected_by_its_flat_field(self):
+        for exposure, flat in (("a.png", "flat.png"), ("b.png", "flat_b.png")):
+            self.phantom(exposure, "--detector", flat, "--seed", "3", size=(256, 256))
+        a, flat, b, flat_b = self.info("a.png", "flat.png", "b.png", "flat_b.png")
+        self.assertEqual([a["pixels"], flat["pixels"]], [b["pixels"], flat_b["pixels"]])
+        self.assertEqual([a["pixels"]["crc32"], flat["pixels"]["crc32"]], ["a894a6b3", "49162a4c"])
+        self.run_lumo("calibrate", "create", "flat.png", "a.cal")
+        self.run_lumo("calibrate", "apply", "a.cal", "a.png", "c.png")
+        before, after = (row["sigma"] / row["mean"] for row in json.loads(
+            self.run_lumo("stats", "a.png", "c.png", "--roi", "50,50,70,90", "--json")[0]))
+        self.assertLess(2 * after, before)
+
+    def batch(self, *arguments, status=0, **options):
+        return self.run_lumo("filter", "--batch", *arguments, "--out", "out", "type=mean_filter", status=status, **options)
+
+    def below(self, folder):
+        found = [os.path.join(path, file) for path, _, files in os.walk(os.path.join(self.folder, folder)) for file in files]
+        return sorted(os.path.relpath(file, self.folder) for file in found)
+
+    def test_batch_takes_every_file_once(self):
+        for folder in ("in/sub/deep", "in/out", "two/in", "none"):
+            os.makedirs(os.path.join(self.folder, folder))
+        for file in ("in/a.png", "in/sub/a.PNG", "in/sub/deep/a.xyz", "in/sub/b.Raw", "two/in/a.png"):
+            self.phantom(file, size=(9, 8))
+        for link, target in (("in/sub/loop", ".."), ("in/gone.png", "nowhere"), ("in/link.png", "a.png")):
+            os.symlink(target, os.path.join(self.folder, link))
+        for name, text in (("in/bad.png", "?"), ("in/notes.txt", "?"), ("in/a.jpg", "?")):
+            with open(os.path.join(self.folder, name), "w") as file:
+                file.write(text)
+        results = ["out/a.png", "out/link.png", "out/sub/a.PNG", "out/sub/b.Raw", "out/sub/b.txt", "out/sub/deep/a.txt",
+                   "out/sub/deep/a.xyz"]
+        err = self.batch("in", status=1)[1]
+        self.assertRegex(err, r"\nin/gone\.png: [^\n]+\nin/bad\.png: -50 [^\n]+\n$")
+        self.assertNotIn("\r", err)
+        self.assertEqual(self.below("out"), results)
+        self.assertEqual(self.run_lumo("history", "out/sub/a.PNG")[0].splitlines()[-1], "Step1: filter type=mean_filter")
+        self.assertEqual(self.batch("in", status=1)[1].count("exists already"), 5)
+        for _ in range(2):  # an output inside the input does not feed itself
+            self.run_lumo("filter", "--batch", "in", "--out", "in/out", "--force", "type=mean_filter", status=1)
+        self.assertEqual(self.below("in/out"), ["in/" + file for file in results])
+        os.unlink(os.path.join(self.folder, "in/bad.png"))
+        self.assertIn("already the result of", self.batch("in", "two/in", "--force", status=1)[1])
+        self.assertEqual(self.batch("none", status=1)[1], "no image file in the folders\n")
+        self.assertRegex(self.batch("nosuch", status=1)[1], "^nosuch: [^\n]+\n$")
+
+    def test_batch_shows_how_far_it_is_on_a_terminal(self):
+        os.mkdir(os.path.join(self.folder, "in"))
+        for file in ("in/a.png", "in/b.png"):
+            self.phantom(file)
+        terminal, end = pty.openpty()
+        process = subprocess.Popen([LUMO, "filter", "--batch", "in", "--out", "out", "type=mean_filter"], cwd=self.folder,
+                                   env=self.env, stderr=end)
+        self.assertEqual(process.wait(), 0)
+        os.close(end)
+        shown = os.read(terminal, 4096).decode()
+        os.close(terminal)
+        self.assertRegex(shown, r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
+
+    def test_an_interrupted_batch_leaves_whole_files_only(self):
+        os.mkdir(os.path.join(self.folder, "in"))
+        self.phantom("in/0.xyz", size=(1500, 1000))
+        for i in range(1, 30):
+            for end in ("xyz", "txt"):
+                os.link(os.path.join(self.folder, "in/0." + end), os.path.join(self.folder, "in/%d.%s" % (i, end)))
+        process = self.start("filter", "--batch", "in", "--out", "out", "type=gauss_fd2")
+        while len(self.below("out")) < 8 and process.poll() is None:
+            time.sleep(0.01)
+        process.send_signal(signal.SIGTERM)
+        process.communicate()
+        self.assertEqual(process.returncode, -signal.SIGTERM)
+        made = self.below("out")
+        self.assertEqual(sum(os.path.isdir(os.path.join(self.folder, "out", name))
+                             for name in os.listdir(os.path.join(self.folder, "out"))), 0)
+        self.assertEqual(len(made) % 2, 0)
+        self.assertEqual(len(self.info(*(file for file in made if file.endswith("xyz")))), len(made) // 2)
+
+    def test_a_sheet_shows_every_image(self):
+        self.write_raster("a.xyz", 40, 30, [65535] * 1200)
+        self.write_raster("b.xyz", 40, 30, [0] * 1200)
+        self.run_lumo("sheet", "a.xyz", "b.xyz", "b.xyz", "s.png", "--width", "40", "--columns", "2", "--roi", "0,0,39,9")
+        width, height, pixels = self.raster("s.png")
+        self.assertEqual(width, 2 * 40 + 3 * 16)
+        picture = [pixels[(16 + y) * width + 16 + x] for y in range(10) for x in range(96)]
+        self.assertTrue(picture == ([max(pixels)] * 40 + [pixels[0]] * 16 + [0] * 40) * 10)
+        self.assertGreater(pixels[26 * width:].count(0), 400)  # letters, and the third
 
 
 if __name__ == "__main__":

@@ -1,0 +1,66 @@
+// What the file of a gain table holds, and what it did to an image: for reports.
+#include "cli/gain_table.h"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+
+#include "cli/library.h"
+
+namespace lumo::cli {
+namespace {
+
+// Byte offsets in the header.
+constexpr std::size_t widthAt = 2, heightAt = 4, lengthAt = 6, minAt = 16, maxAt = 18,
+                      headerSize = 20;
+
+std::vector<std::uint16_t> readWords(std::istream& in, std::size_t count) {
+    std::vector<char> bytes(2 * count);
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    std::vector<std::uint16_t> words(count);
+    for (std::size_t i = 0; i < count; ++i)
+        words[i] = static_cast<std::uint16_t>(static_cast<std::uint8_t>(bytes[2 * i]) |
+                                              static_cast<std::uint8_t>(bytes[2 * i + 1]) << 8);
+    return words;
+}
+
+}  // namespace
+
+GainTable readGainTable(const std::string& file, const std::string& shownAs) {
+    std::ifstream in(file, std::ios::binary);
+    const std::vector<std::uint16_t> header = readWords(in, headerSize / 2);
+    if (!in) throw libraryError(LumoErrorFile, shownAs);
+    GainTable table{
+        header[widthAt / 2], header[heightAt / 2], header[minAt / 2], header[maxAt / 2], {}};
+    in.seekg(header[lengthAt / 2]);
+    table.codes = readWords(in, std::size_t{header[widthAt / 2]} * header[heightAt / 2]);
+    if (!in) throw libraryError(LumoErrorFile, shownAs);
+    return table;
+}
+
+CorrectionCounts countCorrection(const GainTable& table, int width, int height,
+                                 const std::vector<std::uint16_t>& source) {
+    const int columns = std::min(width, table.width), rows = std::min(height, table.height);
+    const double lowest = static_cast<float>(table.minPercent) / 100.0F;
+    const double highest = static_cast<float>(table.maxPercent) / 100.0F;
+    const double step = (highest - lowest) / 65535.0;
+    CorrectionCounts counts{};
+    counts.corrected = std::int64_t{columns} * rows;
+    counts.beyondTable = std::int64_t{width} * height - counts.corrected;
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < columns; ++x) {
+            const int code =
+                table
+                    .codes[static_cast<std::size_t>(y) * std::size_t(table.width) + std::size_t(x)];
+            const int pixel =
+                source[static_cast<std::size_t>(y) * std::size_t(width) + std::size_t(x)];
+            // As the correction computes it: gains are single precision, products double.
+            const auto gain = static_cast<float>(code * step + lowest);
+            counts.clamped += pixel * static_cast<double>(gain) >= 65536.0;
+            counts.atLowestGain += code == 0;
+            counts.atHighestGain += code == 65535;
+        }
+    return counts;
+}
+
+}  // namespace lumo::cli
