@@ -134,21 +134,6 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
     }
 }
 
-TEST(Calibration, GivesTheKnownCodes) {
-    const TempFolder folder;
-    // A pixel in a field of 1000, the upper limit, the code.
-    const int cases[][3] = {
-        {1000, 150, 32767}, {0, 150, 32767}, {500, 150, 65535}, {500, 250, 49151}, {65535, 150, 0}};
-    for (const auto& [pixel, limit, code] : cases) {
-        Raster field(9, 9, 1000);
-        field.at(0, 0) = std::uint16_t(pixel);
-        ASSERT_EQ(create(ImageOwner(field).image, 1, 0, 50, limit, folder / "c"), 0);
-        const Bytes file = readFile(folder / "c");
-        ASSERT_EQ(file.size(), 20U + 162U);
-        EXPECT_EQ(file[20] + 256 * file[21], code) << pixel << " " << limit;
-    }
-}
-
 TEST(Calibration, KeepsTheHistoryWhateverTheNamesLength) {
     const TempFolder folder;
     const std::string name = folder / std::string(200, 'n');
