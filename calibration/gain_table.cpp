@@ -38,8 +38,14 @@ LUMO_INLINE void correct(std::uint16_t* __restrict pixels, GainRange range,
 }
 
 LUMO_INLINE std::uint32_t sumOf(const std::uint16_t* pixels, int count) {
+    constexpr int line = 64 / sizeof *pixels;
     std::uint32_t sum = 0;  // enough for the longest row
-    for (int i = 0; i < count; ++i) sum += pixels[i];
+    int x = 0;
+    for (; x + line <= count; x += line) {
+        prefetchAhead(pixels + x, farAhead);
+        for (int i = x; i < x + line; ++i) sum += pixels[i];
+    }
+    for (; x < count; ++x) sum += pixels[x];
     return sum;
 }
 
