@@ -64,8 +64,12 @@ int prepareTarget(std::uint16_t width, std::uint16_t height, Image& target) {
 
 /// Copies the region, packed. Onto the same raster no row lands behind where it is read.
 void copyRuns(const lumo::Runs& region, std::uint16_t* to) {
-    for (std::size_t y = 0; y < region.rows; ++y)
+    const auto ahead = static_cast<std::ptrdiff_t>(2 * region.stride * sizeof *to);
+    for (std::size_t y = 0; y < region.rows; ++y) {
+        for (std::size_t x = 0; x < region.length; x += lineLength)
+            lumo::prefetchAhead(region.row(y) + x, ahead);
         std::memmove(to + y * region.length, region.row(y), region.length * sizeof *to);
+    }
 }
 
 /// Gives back what a crop in place left over; if that fails the larger block stays.
