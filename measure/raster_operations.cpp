@@ -35,6 +35,7 @@ LUMO_LEVELS(void, invertLinesAtLevel, invertLines,
 void invertLinesStreaming(const std::uint16_t* from, std::uint16_t* to, std::size_t lines) {
     for (const std::uint16_t* end = from + lines * lineLength; from < end;
          from += lineLength, to += lineLength) {
+        lumo::prefetchAhead(from, lumo::farAhead);
         std::uint16_t inverted[lineLength];
         invertPixels(from, inverted, lineLength);
         lumo::streamLine(to, inverted);
