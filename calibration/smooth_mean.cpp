@@ -31,13 +31,7 @@ LUMO_INLINE void addRow(Sum* __restrict sums, const std::uint16_t* __restrict in
 template <class Sum>
 LUMO_INLINE void exchangeRow(Sum* __restrict sums, const std::uint16_t* __restrict in,
                              const std::uint16_t* __restrict out, int count) {
-    constexpr int line = 64 / sizeof *in;
-    int x = 0;
-    for (; x + line <= count; x += line) {
-        prefetchAhead(in + x, farAhead);
-        for (int i = x; i < x + line; ++i) sums[i] += static_cast<Sum>(in[i] - out[i]);
-    }
-    for (; x < count; ++x) sums[x] += static_cast<Sum>(in[x] - out[x]);
+    forEachPixel(in, count, [=](int x) { sums[x] += static_cast<Sum>(in[x] - out[x]); });
 }
 
 template <class Sum>
