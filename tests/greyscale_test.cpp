@@ -81,6 +81,27 @@ TEST(Lut, WindowedCurvesRiseFromBlackToWhite) {
         }
 }
 
+TEST(Lut, EveryEntryOfACurveFollowsItsFormula) {
+    for (const auto& [lo, hi] : {std::pair{0, 65535}, {77, 60000}, {5000, 5013}}) {
+        const double width = hi - lo;
+        const Table log = tableOf(CurveLogarithm, lo, hi),
+                    power = tableOf(CurveExponential, lo, hi);
+        const Table sigmoid = tableOf(CurveSigmoid, lo, hi);
+        const double left = std::log(lo + 1.0), right = std::log(hi + 1.0);
+        int wrong = 0;
+        for (int v = lo; v < hi; ++v) {
+            const auto i = static_cast<std::size_t>(v);
+            const double t = v - lo;
+            wrong += log[i] != int(65536.0 / std::log(width + 1.0) * std::log(t + 1.0)) ? 1 : 0;
+            wrong += power[i] != int(std::pow(65535.0, t / width)) ? 1 : 0;
+            const double turn = std::atan((std::log(v + 1.0) - (right + left) / 2.0) *
+                                          (2 * std::tan(1.2566399574279785) / (right - left)));
+            wrong += sigmoid[i] != 32768 + int(turn * 20860.099609375) ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0) << lo << ".." << hi;
+    }
+}
+
 TEST(Lut, ApplyingEqualsItsTwin) {
     const Table lut = noise(65536, 1).pixels;
     atEverySize([&](const Raster& raster) {
