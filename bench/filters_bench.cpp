@@ -8,7 +8,11 @@
 #include <opencv2/imgproc.hpp>
 #endif
 #ifdef LUMO_PEER_CIMG
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wold-style-cast"  // of the number below
+#define cimg_display 0
 #include <CImg.h>
+#pragma GCC diagnostic pop
 #endif
 
 namespace {
