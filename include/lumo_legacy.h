@@ -611,7 +611,9 @@ LUMO_API int UnsharpMask(Image source, Image destination, FImage kernel, float s
  * G(x, m, s) = exp(-((x - m) / s)^2 / 2)
  * L = al0 + (al1 - al0) * G(f, 0, ftp), P = ah0 + (ah1 - ah0) * (1 - G(f, 0, fhp)) and
  * B = ab0 + (ab1 - ab0) * G(f, fbp0, fbp / 2); preservezerofreq=1 keeps the image's mean. The image
- * is padded with its edge pixels; it runs on as many threads as the process may use processors.
+ * is padded with its edge pixels; it runs on as many threads as the process may use processors. The
+ * transform's rounding may depend on their number: with 1, 2 and 4 threads the results of images of
+ * a few columns differed, by less than 0.1 before truncation; those of all others were the same.
  * @{
  */
 
