@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "filters/tile_ranks.h"
+#include "image/pixel.h"
 #include "platform/cpu_level.h"
 
 namespace lumo {
@@ -148,7 +149,8 @@ LUMO_TARGET_AVX512 Position walkInBlocks(const Count* first, const Count* second
 class WindowGroup {
 public:
     explicit WindowGroup(int n)
-        : n_(n), bins_((65536 + 2 * block) * std::size_t{mostWindows + 1}) {}
+        : n_(n),
+          bins_(static_cast<std::size_t>(block + (mostWindows + 1) * binStrideFor(greyValues))) {}
 
     /// Begins at the tile's column 0 with the windows that begin in rows top .. top + windows - 1.
     void begin(const TileRanks& tile, int top, int windows);
@@ -159,6 +161,9 @@ public:
     }
 
 private:
+    static constexpr std::ptrdiff_t binStrideFor(std::size_t bins) {
+        return static_cast<std::ptrdiff_t>((bins / block + 2) * block);
+    }
     [[nodiscard]] Count* own(int window) { return shared() + (window + 1) * binStride_; }
     [[nodiscard]] Count* shared() { return bins_.data() + block; }
     template <int change>
@@ -194,7 +199,7 @@ void WindowGroup::begin(const TileRanks& tile, int top, int windows) {
     top_ = top;
     windows_ = windows;
     sharedRows_ = n_ - windows + 1;
-    binStride_ = (tile.count() / block + 2) * block;
+    binStride_ = binStrideFor(static_cast<std::size_t>(tile.count()));
     std::fill_n(bins_.begin(), block + (windows + 1) * binStride_, Count{0});
     medians_.fill(0x8000);
     below_.fill(0);
@@ -224,7 +229,8 @@ void WindowGroup::moveMedian(int window) {
     const int wanted = n_ * n_ / 2;
     Position position = {median(window), below_[at]};
 #if defined(__x86_64__)
-    if (cpuLevel() >= CpuLevel::Avx512)
+    // All values of a 256 x 256 window in one block would not fit into 16 bits.
+    if (n_ < 256 && cpuLevel() >= CpuLevel::Avx512)
         position = walkInBlocks(shared(), own(window), wanted, position);
     else
 #endif
