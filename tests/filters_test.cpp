@@ -239,6 +239,19 @@ TEST(UnsharpMask, EqualsItsFormula) {
         }
 }
 
+TEST(UnsharpMask, BlendsAndStretchesFloats) {
+    Raster raster = noise(37, 5);
+    Raster out(37, 5);
+    std::vector<float> floats(raster.pixels.begin(), raster.pixels.end());
+    for (float& value : floats) value = value * 0.37F - 9000.0F;
+    const std::vector<float> expected = blendSlowly(floats, raster, 1.7F);
+    const FImage image = {37, 5, floats.data()};
+    EXPECT_EQ(Blend_FImage(image, image, raster.image(), -1.7F, 1.0F + 1.7F), 0);
+    EXPECT_EQ(floats, expected);
+    EXPECT_EQ(Stretch_FImage(out.image(), image), 0);
+    EXPECT_EQ(out, stretchSlowly(raster, floats));
+}
+
 TEST(UnsharpMask, MakesKernelsOfEqualWeights) {
     const std::tuple<double, double, int, int> cases[] = {
         {2.7, 1.0, 5, 0},   {0.4, 1.0, 1, 0},      {0.0, 3.0, 1, 0},     {5.0, 1.0, 11, 0},
