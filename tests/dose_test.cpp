@@ -49,8 +49,10 @@ TEST(Dose, LogsTheResultOrTheProblem) {
     const std::vector<std::string> lines = log.upTo(8);
     ASSERT_EQ(lines.size(), 5U);
     EXPECT_EQ(lines[0], "3 GetOrvelDoseIndicator - Parameter error - no image provided");
-    for (const std::size_t failure : {1U, 2U, 3U})
-        EXPECT_TRUE(lines[failure].starts_with("3 GetOrvelDoseIndicator - ")) << lines[failure];
+    for (const std::size_t failure : {1U, 2U})
+        EXPECT_EQ(lines[failure],
+                  std::string("3 GetOrvelDoseIndicator -50 ") + lmtErrorMessage(-50));
+    EXPECT_EQ(lines[3], "3 GetOrvelDoseIndicator - Parameter error - no place for the indicator");
     EXPECT_EQ(lines[4], "5 GetOrvelDoseIndicator - Orvel Dose Indicator: 77");
 }
 
