@@ -117,11 +117,16 @@ TEST(Calibration, FileAndCorrectionEqualTheFormulas) {
     });
 }
 
-/// A table of more rows than are read at once, wider than the image, behind a longer header.
-TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
+/// A table of more rows than are written or read at once, wider than the image, behind a longer
+/// header.
+TEST(Calibration, MakesLongTablesAndReadsThemBehindAnyHeader) {
     const TempFolder folder;
     const Raster smoothed = noise(700, 400);
-    Bytes file = fileSlowly(smoothed, 1, 1, 20, 300);
+    Bytes file = fileSlowly(smoothed, 100000, 100000, 20, 300);
+    atEveryLevel([&] {
+        ASSERT_EQ(create(ImageOwner(smoothed).image, 1, 1, 20, 300, folder / "c.cal"), 0);
+        EXPECT_TRUE(readFile(folder / "c.cal") == file);
+    });
     for (const int length : {20, 33, 6}) {
         Bytes changed = file;
         changed.at(6) = std::uint8_t(length);
@@ -136,16 +141,17 @@ TEST(Calibration, ReadsLongTablesBehindAnyHeader) {
 
 TEST(Calibration, GivesTheKnownCodes) {
     const TempFolder folder;
-    // A pixel in a field of 1000, the upper limit, the code.
-    const int cases[][3] = {
-        {1000, 150, 32767}, {0, 150, 32767}, {500, 150, 65535}, {500, 250, 49151}, {65535, 150, 0}};
-    for (const auto& [pixel, limit, code] : cases) {
+    // A pixel in a field of 1000, the limits, the code. That of the upper limit may be cut short.
+    const int cases[][4] = {{1000, 50, 150, 32767}, {0, 50, 150, 32767}, {500, 50, 150, 65535},
+                            {500, 50, 250, 49151},  {65535, 50, 150, 0}, {300, 15, 200, 65534},
+                            {300, 53, 150, 65534}};
+    for (const auto& [pixel, low, high, code] : cases) {
         Raster field(9, 9, 1000);
         field.at(0, 0) = std::uint16_t(pixel);
-        ASSERT_EQ(create(ImageOwner(field).image, 1, 0, 50, limit, folder / "c"), 0);
+        ASSERT_EQ(create(ImageOwner(field).image, 1, 0, low, high, folder / "c"), 0);
         const Bytes file = readFile(folder / "c");
         ASSERT_EQ(file.size(), 20U + 162U);
-        EXPECT_EQ(file[20] + 256 * file[21], code) << pixel << " " << limit;
+        EXPECT_EQ(file[20] + 256 * file[21], code) << pixel << ' ' << low << ' ' << high;
     }
 }
 
