@@ -212,6 +212,16 @@ TEST(Median, CountsAWindowFullOfOneValue) {
     }
 }
 
+TEST(Median, HoldsOneGreyValueAndAllInATile) {
+    // As many windows of the largest size as are ever counted together.
+    for (const int n : {255, 256})
+        expectFiltered(medianOf(n), Raster(257, 272, 7), Raster(257, 272, 7), "one grey value");
+    Raster source(257, 272);
+    for (std::size_t i = 0; i < source.pixels.size(); ++i)
+        source.pixels[i] = static_cast<std::uint16_t>(i * 40503);
+    expectFiltered(medianOf(256), source, medianSlowly(source, 256), "all grey values");
+}
+
 TEST(UnsharpMask, EqualsItsFormula) {
     for (const Raster& source : manySizes())
         for (const float strength : {0.0F, 1.7F, -0.4F}) {

@@ -54,12 +54,14 @@ TEST(TimeStamp, ParsesWhatItFormatsAndRejectsTheRest) {
 }
 
 TEST(TimeStamp, CurrentOneIsLocalTime) {
-    std::time_t now = std::time(nullptr);
+    std::time_t before = 0, now = std::time(nullptr);
     char text[timeStampSize], expected[timeStampSize];
     do {  // until both fall into the same second
+        before = now;
         FormatTimeStamp(expected, std::localtime(&now));
         CurrentTimeStamp(text);
-    } while (now != std::time(&now));
+        now = std::time(nullptr);
+    } while (now != before);
     EXPECT_STREQ(text, expected);
 }
 

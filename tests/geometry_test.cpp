@@ -42,6 +42,21 @@ TEST(QuarterTurnCopy, StaysInsideTargetsAtAnyAddress) {
     }
 }
 
+TEST(QuarterTurnCopy, StreamsLargeTargetsAtAnyAddress) {
+    const Raster in = noise(2051, 2080);
+    for (const int offset : {0, 8, 31}) {
+        std::vector<std::uint16_t> room(in.pixels.size() + 32, 4711);
+        quarterTurnCopy(in.source(), QuarterTurn::CounterClockwise, room.data() + offset);
+        const std::uint16_t* pixel = room.data() + offset;
+        int wrong = 0;
+        for (int x = 2050; x >= 0; --x)
+            for (int y = 0; y < 2080; ++y) wrong += *pixel++ != in.at(x, y) ? 1 : 0;
+        EXPECT_EQ(wrong, 0) << offset;
+        EXPECT_EQ(std::count(room.begin(), room.end(), 4711),
+                  32 + std::ranges::count(in.pixels, 4711));
+    }
+}
+
 TEST(RotateImage, BringsTheMetadataUpToDate) {
     const std::tuple<int, const char*, bool> cases[] = {
         {90, "90", true}, {-90, "270", true}, {450, "90", true}, {-180, "180", false}};

@@ -105,25 +105,39 @@ TEST(Lut, EveryEntryEqualsItsFormula) {
 }
 
 TEST(Lut, WindowedCurvesRiseFromBlackToWhite) {
+    const int windows[][2] = {{0, 65535}, {0, 1},         {65534, 65535}, {77, 60000}, {500, 500},
+                              {0, 0},     {65535, 65535}, {9000, 20},     {65535, 0}};
     for (const int curve : {0, 1, 2, 3, 4, 9})
-        for (const Pixels& ends : {Pixels{0, 65535},
-                                   {0, 1},
-                                   {65534, 65535},
-                                   {77, 60000},
-                                   {500, 500},
-                                   {0, 0},
-                                   {65535, 65535},
-                                   {9000, 20},
-                                   {65535, 0}}) {
-            const int lo = ends[0], hi = ends[1];
+        for (const auto& [lo, hi] : windows) {
             const Table lut = tableOf(curve, lo, hi);
             const int from = std::min(lo, hi);
             EXPECT_TRUE(std::ranges::is_sorted(lut));
             EXPECT_TRUE(std::all_of(lut.begin(), lut.begin() + from, [](int e) { return e == 0; }));
             EXPECT_TRUE(std::all_of(lut.begin() + hi, lut.end(), [](int e) { return e == 65535; }));
             const int first = lo >= hi ? 65535 : curve == CurveExponential ? 1 : 0;
-            EXPECT_EQ(lut[static_cast<std::size_t>(lo)], first) << curve;
+            EXPECT_EQ(lut[std::size_t(lo)], first) << curve;
         }
+}
+
+TEST(Lut, EveryEntryOfACurveFollowsItsFormula) {
+    for (const auto& [lo, hi] : {std::pair{0, 65535}, {77, 60000}, {5000, 5013}}) {
+        const double width = hi - lo;
+        const Table log = tableOf(CurveLogarithm, lo, hi),
+                    power = tableOf(CurveExponential, lo, hi);
+        const Table sigmoid = tableOf(CurveSigmoid, lo, hi);
+        const double left = std::log(lo + 1.0), right = std::log(hi + 1.0);
+        int wrong = 0;
+        for (int v = lo; v < hi; ++v) {
+            const auto i = static_cast<std::size_t>(v);
+            const double t = v - lo;
+            wrong += log[i] != int(65536.0 / std::log(width + 1.0) * std::log(t + 1.0)) ? 1 : 0;
+            wrong += power[i] != int(std::pow(65535.0, t / width)) ? 1 : 0;
+            const double turn = std::atan((std::log(v + 1.0) - (right + left) / 2.0) *
+                                          (2 * std::tan(1.2566399574279785) / (right - left)));
+            wrong += sigmoid[i] != 32768 + int(turn * 20860.099609375) ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0) << lo << ".." << hi;
+    }
 }
 
 TEST(Lut, ApplyingEqualsItsTwin) {
@@ -133,18 +147,15 @@ TEST(Lut, ApplyingEqualsItsTwin) {
                     mapped(raster, lut));
     });
     Raster raster(5, 4), other(4, 5, 7);
-    EXPECT_EQ(ApplyLut16(raster.image(), other.image(), lut.data()), 1);
-    EXPECT_EQ(ApplyLut16(raster.image(), Image{5, 4, nullptr}, lut.data()), 1);
-    EXPECT_EQ(ApplyLut16(raster.image(), other.image(), nullptr), 1) << "the sizes come first";
-    EXPECT_EQ(Opt_GreyscaleAbs(raster.image(), other.image(), 1, 2, 0), 1);
-    EXPECT_EQ(Opt_GreyscaleLim(raster.image(), other.image(), 1, 2, 0), 1);
-    EXPECT_EQ(other, Raster(4, 5, 7));
-    EXPECT_EQ(ApplyLut16(raster.image(), raster.image(), nullptr), -2);
-    const Image flat{0, 4, raster.pixels.data()};
-    EXPECT_EQ(ApplyLut16(flat, flat, lut.data()), 0);
-    EXPECT_EQ(Opt_GreyscaleAbs(flat, flat, 1, 2, 0), 0);
-    EXPECT_EQ(Opt_GreyscaleLim(flat, flat, 1, 2, 0), 0);
+    const Image from = raster.image(), to = other.image(), flat{0, 4, raster.pixels.data()};
+    expectCodes(1, {ApplyLut16(from, to, lut.data()), ApplyLut16(from, {5, 4, nullptr}, lut.data()),
+                    ApplyLut16(from, to, nullptr), Opt_GreyscaleAbs(from, to, 1, 2, 0),
+                    Opt_GreyscaleLim(from, to, 1, 2, 0)});
+    expectCodes(0, {ApplyLut16(flat, flat, lut.data()), Opt_GreyscaleAbs(flat, flat, 1, 2, 0),
+                    Opt_GreyscaleLim(flat, flat, 1, 2, 0)});
+    EXPECT_EQ(ApplyLut16(from, from, nullptr), -2);
     EXPECT_EQ(raster, Raster(5, 4));
+    EXPECT_EQ(other, Raster(4, 5, 7));
 }
 
 TEST(Greyscale, WindowsMapThroughTheirTable) {
@@ -267,13 +278,13 @@ TEST(Equalise, FindingNothingGivesSteps) {
     Raster raster = noise(9, 9), other(9, 8);
     std::int32_t low = 7, high = 3;
     const Image missing{9, 9, nullptr}, flat{9, 0, raster.pixels.data()};
-    EXPECT_EQ(Equal_Histo(other.image(), raster.image(), 0, 0), -50);
-    EXPECT_EQ(Equal_Histo(missing, raster.image(), 0, 0), -50);
-    EXPECT_EQ(Equal_Histo(flat, flat, 0, 0), 0);
-    EXPECT_EQ(Equal_Histo3(raster.image(), other.image(), 50, &low, &high, 0, 0, 0), -50);
-    EXPECT_EQ(Equal_Histo3(raster.image(), missing, 50, &low, &high, 0, 0, 0), -50);
-    EXPECT_EQ(Equal_Histo3(raster.image(), raster.image(), 50, nullptr, &high, 0, 0, 0), -2);
-    EXPECT_EQ(Equal_Histo3(flat, flat, 50, &low, &high, 0, 0, 0), 0);
+    const Image from = raster.image(), to = other.image();
+    expectCodes(-50, {Equal_Histo(to, from, 0, 0), Equal_Histo(missing, from, 0, 0),
+                      Equal_Histo3(from, to, 50, &low, &high, 0, 0, 0),
+                      Equal_Histo3(from, missing, 50, &low, &high, 0, 0, 0)});
+    expectCodes(
+        0, {Equal_Histo(flat, flat, 0, 0), Equal_Histo3(flat, flat, 50, &low, &high, 0, 0, 0)});
+    EXPECT_EQ(Equal_Histo3(from, from, 50, nullptr, &high, 0, 0, 0), -2);
     EXPECT_EQ(low, 7);
     EXPECT_EQ(high, 3);
     EXPECT_EQ(raster, noise(9, 9));
