@@ -93,8 +93,12 @@ double curveSlowly(int curve, double v, double lo, double hi) {
 
 TEST(Lut, EveryEntryEqualsItsFormula) {
     for (const int curve : {0, 1, 2, 3, 4, 8, 9})
-        for (const auto& [lo, hi] :
-             {std::pair{1000, 3000}, {0, 29000}, {0, 65535}, {123, 45678}, {50000, 7}}) {
+        for (const auto& [lo, hi] : {std::pair{1000, 3000},
+                                     {0, 29000},
+                                     {0, 65535},
+                                     {77, 60000},
+                                     {5000, 5013},
+                                     {50000, 7}}) {
             const Table lut = tableOf(curve, lo, hi);
             for (int v = 0; v < 65536; ++v) {
                 const bool inside = curve == CurveSigmoid || (lo <= v && v < hi);
@@ -117,27 +121,6 @@ TEST(Lut, WindowedCurvesRiseFromBlackToWhite) {
             const int first = lo >= hi ? 65535 : curve == CurveExponential ? 1 : 0;
             EXPECT_EQ(lut[std::size_t(lo)], first) << curve;
         }
-}
-
-TEST(Lut, EveryEntryOfACurveFollowsItsFormula) {
-    for (const auto& [lo, hi] : {std::pair{0, 65535}, {77, 60000}, {5000, 5013}}) {
-        const double width = hi - lo;
-        const Table log = tableOf(CurveLogarithm, lo, hi),
-                    power = tableOf(CurveExponential, lo, hi);
-        const Table sigmoid = tableOf(CurveSigmoid, lo, hi);
-        const double left = std::log(lo + 1.0), right = std::log(hi + 1.0);
-        int wrong = 0;
-        for (int v = lo; v < hi; ++v) {
-            const auto i = static_cast<std::size_t>(v);
-            const double t = v - lo;
-            wrong += log[i] != int(65536.0 / std::log(width + 1.0) * std::log(t + 1.0)) ? 1 : 0;
-            wrong += power[i] != int(std::pow(65535.0, t / width)) ? 1 : 0;
-            const double turn = std::atan((std::log(v + 1.0) - (right + left) / 2.0) *
-                                          (2 * std::tan(1.2566399574279785) / (right - left)));
-            wrong += sigmoid[i] != 32768 + int(turn * 20860.099609375) ? 1 : 0;
-        }
-        EXPECT_EQ(wrong, 0) << lo << ".." << hi;
-    }
 }
 
 TEST(Lut, ApplyingEqualsItsTwin) {
