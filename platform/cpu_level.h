@@ -53,7 +53,9 @@ private:
 /// processor's own prefetcher follows late. The address may lie beyond the raster.
 /// @param distance  bytes
 LUMO_INLINE void prefetchAhead(const void* place, std::ptrdiff_t distance = 2048) {
-    __builtin_prefetch(static_cast<const char*>(place) + distance);
+    const auto address =
+        reinterpret_cast<std::uintptr_t>(place) + static_cast<std::uintptr_t>(distance);
+    __builtin_prefetch(reinterpret_cast<const void*>(address));
 }
 
 /// The distance for kernels that are done with a cache line after a few cycles.
