@@ -20,7 +20,7 @@ LUMO_INLINE void encode(const std::uint16_t* __restrict pixels, float mean, Gain
         float gain = (none ? 1.0F : mean) / (none ? 1.0F : static_cast<float>(pixels[i]));
         gain = gain < range.lowest ? range.lowest : gain;
         gain = gain > range.highest ? range.highest : gain;
-        // The limits give 0 and, within a rounding that the cut removes, 65535.
+        // The limits give 0 and 65535, or 65534 where the product falls short of it.
         const double code = (static_cast<double>(gain) - lowest) * scale;
         codes[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(code));
     }

@@ -120,15 +120,19 @@ int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram) {
 
 int Get_HistoValue(Image image, uint16_t lowValue, uint16_t highValue, uint32_t* lowPpm,
                    uint32_t* highPpm) {
-    if (lowPpm == nullptr || highPpm == nullptr) return LumoErrorParameter;
-    *lowPpm = *highPpm = 0;
+    const bool placed = lowPpm != nullptr && highPpm != nullptr;
+    if (placed) *lowPpm = *highPpm = 0;
+    lumo::Runs runs{};
+    const int code = lumo::pixelRuns(image, runs);
+    if (code != LumoOk) return code;
+    if (!placed) return LumoErrorParameter;
     return lumo::guarded([&] {
         const auto histogram = std::make_unique_for_overwrite<lumo::Histogram>();
-        lumo::raiseFailure(Make_Histogram(image, histogram->data()));
+        lumo::countGreyValues(runs, histogram->data());
         // Grey values 0 and 65535 are counted on neither side.
         const int last = std::min<int>(lowValue, lumo::lastGreyValue - 1);
         const int first = std::max<int>(highValue, 1);
-        const std::uint64_t count = std::uint64_t{image.width} * image.height;
+        const std::uint64_t count = runs.count();
         *lowPpm = lumo::shareInPpm(lumo::countBetween(*histogram, 1, last), count);
         *highPpm =
             lumo::shareInPpm(lumo::countBetween(*histogram, first, lumo::lastGreyValue - 1), count);

@@ -46,12 +46,14 @@ TEST(Dose, LogsTheResultOrTheProblem) {
     EXPECT_EQ(GetOrvelDoseIndicator(&image, nullptr), -2);
     EXPECT_EQ(GetOrvelDoseIndicator(&image, &indicator), 0);
     const std::string start = "3 GetOrvelDoseIndicator - ";
-    std::vector<std::string> lines = log.lines();
+    const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), 5U);
-    EXPECT_EQ(lines.front(), start + "Parameter error - no image provided");
-    EXPECT_EQ(lines.back(), "5 GetOrvelDoseIndicator - Orvel Dose Indicator: 77");
-    lines.pop_back();
-    for (const std::string& line : lines) EXPECT_TRUE(line.starts_with(start)) << line;
+    EXPECT_EQ(lines[0], start + "Parameter error - no image provided");
+    for (const std::size_t failure : {1U, 2U})
+        EXPECT_EQ(lines[failure],
+                  std::string("3 GetOrvelDoseIndicator -50 ") + lmtErrorMessage(-50));
+    EXPECT_EQ(lines[3], start + "Parameter error - no place for the indicator");
+    EXPECT_EQ(lines[4], "5 GetOrvelDoseIndicator - Orvel Dose Indicator: 77");
 }
 
 }  // namespace

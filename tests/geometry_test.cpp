@@ -93,6 +93,19 @@ TEST(RotateImage, BringsTheMetadataUpToDate) {
     }
 }
 
+TEST(RotateImage, LogsOfAQuarterTurnTheImageItWorksWith) {
+    ImageOwner owner(3, 2);
+    const LogLines log;
+    ASSERT_EQ(LumoRotateImage(owner.image, 90), 0);
+    const std::vector<std::string> lines = {"8 LumoCreateImage entry",
+                                            "8 LumoResizeImageBuf entry",
+                                            "7 LumoResizeImageBuf width=2 height=3 return 0",
+                                            "7 LumoCreateImage return 0",
+                                            "8 LumoDestroyImage entry",
+                                            "7 LumoDestroyImage return 0"};
+    EXPECT_EQ(log.lines(), lines);
+}
+
 TEST(RotateImage, RefusesOtherAnglesWithOneLogLine) {
     ImageOwner owner(3, 2);
     const Pixels before = owner.pixels();
