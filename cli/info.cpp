@@ -170,7 +170,7 @@ struct Options {
 Status run(const Options& options) {
     JsonWriter json(std::cout);
     if (options.asJson) json.beginArray();
-    const Status status = forEachFile(options.files, [&](const std::string& file) {
+    const Status status = forEach(options.files, [&](const std::string& file) {
         const Facts facts = gather(file);
         if (options.asJson)
             writeJson(json, facts);
