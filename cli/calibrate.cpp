@@ -96,7 +96,10 @@ Status create(const Options& options) {
     check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
                                 staged.c_str()),
           options.table);
-    const std::vector<std::uint16_t> codes = readGainTable(staged, options.table).codes;
+    const GainTable table = readGainTable(staged, options.table);
+    const std::vector<std::uint16_t>& codes = table.codes;
+    const auto atHighest = std::ranges::count_if(
+        codes, [top = table.topCode()](std::uint16_t code) { return code >= top; });
     output.publish();
     Report report(options);
     report.add(options.table,
@@ -105,7 +108,7 @@ Status create(const Options& options) {
                 {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
                  countOf(reference->data, count, 0)},
                 {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
-                {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+                {"atHighestGain", "at the highest gain", atHighest}});
     report.end();
     return done;
 }
