@@ -160,7 +160,7 @@ Status apply(const Options& options) {
 
 Work setUpCalibrate(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.require_subcommand(1);
+    verb.require_subcommand(0, 1);
     CLI::App& create_ = *verb.add_subcommand("create", "Make a gain table from a flat exposure");
     create_.add_option("REF", options->reference, "Exposure without an object")->required();
     create_.add_option("OUT", options->table, "Calibration file to write")->required();
@@ -174,7 +174,11 @@ Work setUpCalibrate(CLI::App& verb) {
     addBatchOptions(apply_, *options, options->batch);
     for (CLI::App* each : {&create_, &apply_})
         each->add_flag("--json", options->json, "Tell what was done as JSON");
-    return [options, &create_] { return create_.parsed() ? create(*options) : apply(*options); };
+    return [options, &create_, &apply_] {
+        if (create_.parsed()) return create(*options);
+        if (apply_.parsed()) return apply(*options);
+        throw usageError("lumo calibrate: give create or apply");
+    };
 }
 
 }  // namespace lumo::cli

@@ -63,11 +63,12 @@ class Program(unittest.TestCase):
             ["convert", "in.png", "a.tiff", "--format", "xyz"], ["convert", "in.png", "a.txt", "--format", "raw"],
             ["convert", "in.png", "a.xyz", "--format", "txt"], ["convert", "in.png", "a.TXT"],
             ["phantom", "a.png", "--width", "0"], ["phantom", "a.png", "--seed", "-1"], ["phantom", "a.png", "--detector", "a.png"],
-            ["phantom", "a.png", "--detector", "a.gif"],
+            ["phantom", "a.png", "--detector", "a.gif"], ["phantom", "a.png", "--detector", "./a.png", "--force"],
+            ["phantom", "a.xyz", "--detector", "a.raw"], ["phantom", "a.png", "--seed", "99999999999999999999"],
             ["preview", "in.png", "a.jpg"], ["preview", "in.png", "a.png", "--width", "0"],
             ["sheet", "a.png"], ["sheet", "in.png", "a.jpg"], ["sheet", "in.png", "a.png", "--roi", "1,2"],
             ["stats", "in.png", "--csv", "--json"], ["stats", "in.png", "--roi", "1,2,3"], ["stats", "in.png", "--limits", "1"],
-            ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
+            ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--lo", "9", "--hi", "8"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
             ["profile", "in.png", "--axis", "x"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
             ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
             ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
@@ -87,6 +88,13 @@ class Program(unittest.TestCase):
             out, err = self.run_lumo(*arguments, status=2)
             self.assertEqual((out, self.files()), ("", ["in.png"]), arguments)
             self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--")), err)
+        for arguments, reason in (
+            (["info", "--nosuch"], "lumo info: not expected: --nosuch\n"), (["--nosuch", "info"], "lumo: not expected: --nosuch\n"),
+            (["nosuch", "in.png"], "lumo: there is no verb nosuch\n"), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
+            (["crop", "in.png", "a.png", "--roi", "1", "2", "3"], "lumo crop: not expected: 2 3\n"),
+            (["convert", "", "a.png"], "lumo: argument 2 is empty\n"), (["stats", "in.png", "--limits", ""], "lumo: argument 4 is empty\n"),
+        ):
+            self.assertTrue(self.run_lumo(*arguments, status=2)[1].startswith(reason), arguments)
         for question in (["--help"], ["--version"], ["convert", "--help"]):
             self.assertEqual(self.run_lumo(*question)[1], "")
 
@@ -97,7 +105,15 @@ class Program(unittest.TestCase):
         out, err = self.run_lumo("info", "no\n.png", "in.png", "cut.xyz", "--json", status=1)
         self.assertEqual([image["file"] for image in json.loads(out)], ["in.png"])
         self.assertRegex(err, r"^no\\x0A\.png: -1 [^\n]+\ncut\.xyz: -50 [^\n]+\n$")
-        self.assertRegex(self.run_lumo("convert", "in.png", "no/a.png", status=1)[1], r"^no/a\.png: -16 [^\n]+\n$")
+        with open(os.path.join(self.folder, "a.jpg"), "w") as file:
+            file.write(99 * "?")
+        for file, reason in (("no.png", "-1 .* \\(No such file or directory\\)"), (".", "-1 .* \\(a folder\\)"),
+                             ("a.jpg", "-50 .* \\(read as XYZ, as it is no PNG file\\)")):
+            self.assertRegex(self.run_lumo("info", file, status=1)[1], "^" + re.escape(file) + ": " + reason + "\n$")
+        before = self.files()
+        for arguments in (["convert", "in.png", "no/a.png"], ["phantom", "no/a.png", "--detector", "flat.png"]):
+            self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^no/a\.png: -16 [^\n]+\n$")
+        self.assertEqual(self.files(), before)
 
     def test_round_trips_keep_pixels_pitch_and_entries(self):
         _, err = self.phantom("a.png", "--pitch", "115000", "--seed", "7")
@@ -148,14 +164,16 @@ class Program(unittest.TestCase):
         os.unlink(os.path.join(self.folder, "b.xyz"))
         before = {file: self.read(file) for file in self.files()}
         for arguments in (["phantom", "a.png", "--width", "9"], ["phantom", "b.xyz", "--width", "9"],
-                          ["convert", "a.png", "b.txt"], ["preview", "a.png", "a.png"]):
+                          ["convert", "a.png", "b.txt"], ["preview", "a.png", "a.png"],
+                          ["phantom", "a.png", "--detector", "flat.png"]):
             self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^[ab]\.\w+: exists already")
         self.assertEqual({file: self.read(file) for file in self.files()}, before)
         self.phantom("b.xyz", "--force", size=(9, 5))
         self.run_lumo("convert", "b.xyz", "b.xyz", "--force")
         self.assertEqual(self.info("b.xyz")[0]["width"], 9)
         os.mkdir(os.path.join(self.folder, "d.png"))
-        self.run_lumo("convert", "a.png", "d.png", "--force", status=1)
+        for force in ([], ["--force"]):
+            self.assertIn("could be replaced", self.run_lumo("convert", "a.png", "d.png", *force, status=1)[1])
 
     def test_no_half_file_after_a_full_disk_or_an_interrupt(self):
         def limit():
@@ -498,9 +516,13 @@ class Program(unittest.TestCase):
                                    env=self.env, stderr=end)
         self.assertEqual(process.wait(), 0)
         os.close(end)
-        shown = os.read(terminal, 4096).decode()
-        os.close(terminal)
-        self.assertRegex(shown, r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
+        shown = b""
+        try:
+            while part := os.read(terminal, 4096):
+                shown += part
+        except OSError:  # how a terminal ends that nobody writes to any more
+            os.close(terminal)
+        self.assertRegex(shown.decode(), r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
 
     def test_an_interrupted_batch_leaves_whole_files_only(self):
         os.mkdir(os.path.join(self.folder, "in"))
