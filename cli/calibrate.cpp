@@ -132,7 +132,7 @@ void correct(ImageHandle& image, const Options& options, const std::string& file
     const std::vector<std::uint16_t> source(
         image->data, image->data + std::size_t{image->width} * image->height);
     warnIfRepeated(image.get(), options, file);
-    check(CalibrateImage(image.get(), options.table.c_str()), options.table);
+    checkRead(CalibrateImage(image.get(), options.table.c_str()), options.table);
     counts = countCorrection(readGainTable(options.table, options.table), image->width,
                              image->height, source);
 }

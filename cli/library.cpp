@@ -21,6 +21,7 @@ std::string reasonFor(int code, const std::string& file) {
         if (access(file.c_str(), R_OK) == 0) return "";
         return " (" + std::generic_category().message(errno) + ')';
     }
+    if (code == LumoErrorFile) return " (cut short, or of another kind)";
     const bool strange = code == LumoErrorImage || code == LumoErrorInfoMissing;
     return strange && !isPng(file) ? " (read as XYZ, as it is no PNG file)" : "";
 }
@@ -35,6 +36,10 @@ void check(int code, const std::string& file) {
     if (code < 0) throw libraryError(code, file);
 }
 
+void checkRead(int code, const std::string& file) {
+    if (code < 0) throw CommandError(libraryError(code, file).what() + reasonFor(code, file));
+}
+
 bool isPng(const std::string& file) {
     constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
     char start[signature.size()] = {};
@@ -46,7 +51,7 @@ ImageHandle readImage(const std::string& file) {
     lmImage* place = nullptr;
     const int code = LumoReadImage(&place, file.c_str());
     ImageHandle image(place);  // also after a failure, which may leave what was read
-    if (code < 0) throw CommandError(libraryError(code, file).what() + reasonFor(code, file));
+    checkRead(code, file);
     return image;
 }
 

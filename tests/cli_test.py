@@ -459,7 +459,9 @@ class Program(unittest.TestCase):
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "create", "ref.xyz", "b.cal", "--range", "15,200")[0])
         self.assertEqual(max(struct.unpack("<200H", self.read("b.cal")[20:])), 65534)
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "apply", "b.cal", "a.xyz", "f.png")[0])
-        self.run_lumo("calibrate", "apply", "no.cal", "a.xyz", "e.png", status=1)
+        os.truncate(os.path.join(self.folder, "b.cal"), 99)
+        for table, reason in (("no.cal", r"-1 .*\(No such"), ("b.cal", r"-11 .*\(cut short")):
+            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^%s: %s" % (table, reason))
         self.assertNotIn("e.png", self.files())
 
     def test_a_detector_is_corrected_by_its_flat_field(self):
