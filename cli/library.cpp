@@ -16,14 +16,18 @@ namespace {
 /// What the library's code leaves open about a file that it could not read.
 std::string reasonFor(int code, const std::string& file) {
     struct stat status {};
+    const bool found = stat(file.c_str(), &status) == 0;
     if (code == LumoErrorOpen) {
-        if (stat(file.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return " (a folder)";
+        if (found && S_ISDIR(status.st_mode)) return " (a folder)";
         if (access(file.c_str(), R_OK) == 0) return "";
         return " (" + std::generic_category().message(errno) + ')';
     }
     if (code == LumoErrorFile) return " (cut short, or of another kind)";
     const bool strange = code == LumoErrorImage || code == LumoErrorInfoMissing;
-    return strange && !isPng(file) ? " (read as XYZ, as it is no PNG file)" : "";
+    // A pipe is not opened again, which could wait for ever.
+    return strange && found && S_ISREG(status.st_mode) && !isPng(file)
+               ? " (read as XYZ, as it is no PNG file)"
+               : "";
 }
 
 }  // namespace
