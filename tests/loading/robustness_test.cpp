@@ -113,14 +113,32 @@ struct Samples {
 using Call = std::function<int(lmImage*&)>;
 enum class Place { Kept, Cleared, Either };  ///< what a failure does with the caller's image
 
-/// Makes the call with its allocation number `failing` refused.
+/// What a call has made of an image and of the files "out.*", as one number.
+std::size_t outcome(const lmImage& image, const TempFolder& folder) {
+    std::string all(reinterpret_cast<const char*>(image.data),
+                    std::size_t{image.width} * image.height * sizeof *image.data);
+    all += image.metaData;
+    for (const char* name : {"out.png", "out.xyz", "out.txt"}) {
+        const Bytes file = readFile(folder / name);
+        all.append(file.begin(), file.end());
+    }
+    return std::hash<std::string>()(all);
+}
+
+constexpr long none = -1;  ///< no allocation is refused
+
+/// Makes the call with its allocation number `failing` refused. A success must be the `whole` one.
 /// @return whether the call got by without it
-bool callWithout(long failing, const Call& call, Place place) {
+bool callWithout(long failing, const Call& call, Place place, const TempFolder& folder,
+                 std::size_t& whole) {
+    for (const char* name : {"out.png", "out.xyz", "out.txt"})
+        std::filesystem::remove(folder / name);
     const std::size_t files = openFiles();
     bool enough = false;
     const Counting count;
     {
         ImageOwner owner(20, 10);
+        owner.set("Image", "Creation Time", "Mon, 01 Dec 2008 09:05:03 GMT");
         const std::string metaData = owner->metaData;
         const lmImage* before = owner.image;
         const long already = allocations;
@@ -138,6 +156,11 @@ bool callWithout(long failing, const Call& call, Place place) {
         if (code != 0 && place == Place::Kept) {
             EXPECT_EQ(owner.image, before);
             EXPECT_EQ(metaData, owner->metaData);
+        }
+        if (code == 0 && place != Place::Cleared) {
+            const std::size_t made = outcome(*owner.image, folder);
+            if (failing == none) whole = made;
+            EXPECT_EQ(made, whole) << "a success that lacks something";
         }
         Set_ImageExtraHeader(0, nullptr);
     }
@@ -186,10 +209,12 @@ TEST(Memory, EveryAllocationOfEveryCallMayFail) {
     for (const auto& [place, all] : calls)
         for (std::size_t i = 0; i < all.size(); ++i) {
             bool enough = false;
+            std::size_t whole = 0;
+            callWithout(none, all[i], place, samples.folder, whole);
             for (long failing = 0; !enough && failing < 2000; ++failing) {
                 SCOPED_TRACE(testing::Message() << "group " << &place - &calls[0].first << ", call "
                                                 << i << ", allocation " << failing);
-                enough = callWithout(failing, all[i], place);
+                enough = callWithout(failing, all[i], place, samples.folder, whole);
             }
             EXPECT_TRUE(enough);
         }
