@@ -104,7 +104,8 @@ TEST(PngRead, TakesPitchFromMetresOnly) {
         {{}, 352778, 352778},
         {phys(10000, 3000, 1), 100000, 333333},
         {phys(10000, 3000, 0), 352778, 352778},
-        {phys(0, 3000, 1), 352778, 352778}};
+        {phys(0, 3000, 1), 352778, 352778},
+        {phys(10000, 0, 1), 352778, 352778}};
     for (const auto& [pitch, pitchX, pitchY] : cases) {
         ImageOwner owner;
         ASSERT_EQ(read(Png{.before = {pitch}}.bytes(), owner), 0);
@@ -337,6 +338,11 @@ TEST(PngWrite, NeverLosesALongMetadataTextSilently) {
         ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
         EXPECT_NE(std::string(back->metaData).find(value), std::string::npos) << size;
     }
+    ImageOwner grown(1, 1);
+    ASSERT_EQ(LumoPngWriteStart(grown.image, name.c_str()), 0);
+    ASSERT_EQ(LumoPngWriteRows(grown.image), 0);
+    grown.set("Notes", "late", std::string(9000000, 'v').c_str());
+    EXPECT_EQ(LumoPngWriteEnd(grown.image), -16);
 }
 
 }  // namespace
