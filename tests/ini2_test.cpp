@@ -207,11 +207,11 @@ TEST(Ini2, ForeignTextKeepsItsMeaning) {
         "\xEF\xBB\xBF[A]\r\n  key = some value \t\r\nkey=later\n;key2=no\n#key2=no\nkey2=\"q\" ; "
         "c\r\n"
         "=empty\npath=C:\\n\\%41\n[ B ] ; name\n[open\nx=[y]\n[A]\nmore=1\n[A%41]\ny=2\n"
-        "[%lumo:T%5D]\nz=4\n[%lumo:U%5D]\n;%lumo:z=%\r\n[]\nz=3\nEnd=";
+        "[%lumo:T%5D]\nz=4\n[%lumo:U%5D]\n;%lumo:z=%\r\n[]\nz=3\nhex=%lumo:%7f%Af\nEnd=";
     Reread store(all);
     const Words cases = split(
         "A|key|some value~A|key2|\"q\" ; c~A||<none>~A|Key|<none>~A|path|C:\\n\\%41~B|x|[y]~"
-        "B|more|<none>~A|more|1~A%41|y|2~AA|y|<none>~T]|z|4~U]|z|~|z|3~|End|~"
+        "B|more|<none>~A|more|1~A%41|y|2~AA|y|<none>~T]|z|4~U]|z|~|z|3~|hex|\x7F\xAF~|End|~"
         "A|#key2|<none>~A|;key2|<none>",
         '~');
     for (int round = 0; round < 4; ++round)  // the first by walking, later ones by trees
