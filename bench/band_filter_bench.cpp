@@ -75,7 +75,9 @@ const lumo::bench::Group group([](Suite& suite) {
                [=, keep = spectrum] { lumo::Filter_FreqColumns(job); },
                4.5,
                {{"as defined", [=, keep = spectrum] { multiplyAsDefined(job); }, 14}}});
-    // As many workers and transform threads as the process may use: run it under taskset.
+    // As many workers and transform threads as the process may use, for the peer too: run it under
+    // taskset for one.
+    lumo::Init_FftThreads();
     cpu_set_t allowed;
     sched_getaffinity(0, sizeof allowed, &allowed);
     const bool one = CPU_COUNT(&allowed) == 1;

@@ -20,7 +20,7 @@ LUMO_INLINE void encode(const std::uint16_t* __restrict pixels, float mean, Gain
         float gain = (none ? 1.0F : mean) / (none ? 1.0F : static_cast<float>(pixels[i]));
         gain = gain < range.lowest ? range.lowest : gain;
         gain = gain > range.highest ? range.highest : gain;
-        // The limits give 0 and, within a rounding that the cut removes, 65535.
+        // The limits give 0 and 65535, or 65534 where the product falls short of it.
         const double code = (static_cast<double>(gain) - lowest) * scale;
         codes[i] = static_cast<std::uint16_t>(static_cast<std::int32_t>(code));
     }
@@ -29,17 +29,17 @@ LUMO_INLINE void encode(const std::uint16_t* __restrict pixels, float mean, Gain
 LUMO_INLINE void correct(std::uint16_t* __restrict pixels, GainRange range,
                          const std::uint16_t* __restrict codes, int count) {
     const double step = range.span() / 65535.0;
-    for (int i = 0; i < count; ++i) {
+    forEachPixel(pixels, count, [=](int i) {
         const auto gain = static_cast<float>(codes[i] * step + static_cast<double>(range.lowest));
         // At most 65535 * 655.35, so the cut may come before the limit.
         const auto value = static_cast<std::int32_t>(pixels[i] * static_cast<double>(gain));
         pixels[i] = static_cast<std::uint16_t>(std::min(value, 65535));
-    }
+    });
 }
 
 LUMO_INLINE std::uint32_t sumOf(const std::uint16_t* pixels, int count) {
     std::uint32_t sum = 0;  // enough for the longest row
-    for (int i = 0; i < count; ++i) sum += pixels[i];
+    forEachPixel(pixels, count, [&](int i) { sum += pixels[i]; });
     return sum;
 }
 

@@ -1,6 +1,7 @@
 // Box means in place. The sums of the window's rows are kept per column and moved on by one row in
-// and one row out; a row's window sums come from them by doubling: sums of 2, 4, ... neighbours. A
-// smoothed row waits in a ring of half a window's rows until no later window needs the old values.
+// and one row out; a row's window sums come from them one by one, or for wider windows by doubling:
+// sums of 2, 4, ... neighbours. A smoothed row waits in a ring of half a window's rows until no
+// later window needs the old values.
 #include "calibration/smooth_mean.h"
 
 #include <algorithm>
@@ -26,10 +27,11 @@ LUMO_INLINE void addRow(Sum* __restrict sums, const std::uint16_t* __restrict in
     for (int x = 0; x < count; ++x) sums[x] += static_cast<Sum>(in[x]);
 }
 
+/// The rows that come in are fetched ahead, as each is read here for the first time.
 template <class Sum>
 LUMO_INLINE void exchangeRow(Sum* __restrict sums, const std::uint16_t* __restrict in,
                              const std::uint16_t* __restrict out, int count) {
-    for (int x = 0; x < count; ++x) sums[x] += static_cast<Sum>(in[x] - out[x]);
+    forEachPixel(in, count, [=](int x) { sums[x] += static_cast<Sum>(in[x] - out[x]); });
 }
 
 template <class Sum>
@@ -64,16 +66,35 @@ LUMO_INLINE const Sum* windowSums(const Sum* sums, int length, int count, Sum* w
     return reached;
 }
 
-/// The sums divided by `count`, cut. Half a unit more keeps the product with the reciprocal further
-/// from a whole number than its rounding can reach: single precision is enough for counts below 64,
-/// double for all.
+/// A sum divided by the window's count, cut. Half a unit more keeps the product with the reciprocal
+/// further from a whole number than its rounding can reach: single precision is enough for counts
+/// below 64, double for all.
 template <class Real, class Sum>
-LUMO_INLINE void divide(const Sum* __restrict sums, std::int64_t count,
-                        std::uint16_t* __restrict means, int n) {
-    const Real reciprocal = Real{1} / static_cast<Real>(count);
-    for (int x = 0; x < n; ++x)
-        means[x] = static_cast<std::uint16_t>(
-            static_cast<int>((static_cast<Real>(sums[x]) + Real{0.5}) * reciprocal));
+LUMO_INLINE std::uint16_t quotient(Sum sum, Real reciprocal) {
+    return static_cast<std::uint16_t>(
+        static_cast<int>((static_cast<Real>(sum) + Real{0.5}) * reciprocal));
+}
+
+/// Means of windows of `width` columns, straight from the sums of columns.
+template <int width, class Real, class Sum>
+LUMO_INLINE void narrowMeans(const Sum* __restrict sums, Real reciprocal,
+                             std::uint16_t* __restrict means, int count) {
+    for (int x = 0; x < count; ++x) {
+        Sum sum = sums[x];
+        for (int i = 1; i < width; ++i) sum += sums[x + i];
+        means[x] = quotient(sum, reciprocal);
+    }
+}
+
+template <class Real, class Sum>
+LUMO_INLINE void rowMeans(const Sum* sums, Window window, Sum* work, Sum* spare,
+                          std::uint16_t* means, int count) {
+    const Real reciprocal = Real{1} / static_cast<Real>(window.count());
+    if (window.width() == 3) return narrowMeans<3>(sums, reciprocal, means, count);
+    if (window.width() == 5) return narrowMeans<5>(sums, reciprocal, means, count);
+    if (window.width() == 7) return narrowMeans<7>(sums, reciprocal, means, count);
+    const Sum* windows = windowSums(sums, window.width(), count, work, spare);
+    narrowMeans<1>(windows, reciprocal, means, count);
 }
 
 template <class Sum, class Real>
@@ -88,8 +109,7 @@ LUMO_INLINE void smooth(Target raster, Window window, Sum* sums, std::uint16_t* 
     const int first = window.halfY, last = height - 1 - window.halfY;
     for (int y = 0; y < window.height(); ++y) addRow(sums, raster.row(y), width);
     for (int y = first; y <= last; ++y) {
-        const Sum* windows = windowSums(sums, window.width(), count, work, spare);
-        divide<Real>(windows, window.count(), slotOf(y), count);
+        rowMeans<Real>(sums, window, work, spare, slotOf(y), count);
         if (y == last) break;
         const int leaving = y - window.halfY;
         exchangeRow(sums, raster.row(y + window.halfY + 1), raster.row(leaving), width);
@@ -118,7 +138,7 @@ void smoothBy(void (*kernel)(Target, Window, Sum*, std::uint16_t*), Target raste
 }  // namespace
 
 void Smooth_Mean(Image image, std::uint16_t kernelWidth, std::uint16_t kernelHeight) {
-    constexpr int singlePrecision = 63;  // pixels of a window, see divide()
+    constexpr int singlePrecision = 63;  // pixels of a window, see quotient()
     constexpr int sums32 = 32768;        // of 65535 each stay below 2^31
     const Window window{kernelWidth / 2, kernelHeight / 2};
     if (window.count() == 1 || window.width() > image.width || window.height() > image.height)

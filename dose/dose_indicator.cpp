@@ -47,7 +47,7 @@ extern "C" int GetOrvelDoseIndicator(const Image* image, int32_t* indicator) {
         *indicator = medianOf(*histogram, runs.count());
     });
     if (code != LumoOk)
-        slog(3, "%s - %s", function, lmtErrorMessage(code));
+        slog(3, "%s %d %s", function, code, lmtErrorMessage(code));
     else
         slog(5, "%s - Orvel Dose Indicator: %i", function, *indicator);
     return code;

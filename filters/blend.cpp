@@ -3,7 +3,7 @@
 #include "filters/blend.h"
 
 #include <algorithm>
-#include <limits>
+#include <bit>
 
 #include "filters/filters.h"
 #include "filters/widths.h"
@@ -24,14 +24,25 @@ LUMO_INLINE float blend(double first, double second, double a, double b) {
     return static_cast<float>(a * first + b * second);
 }
 
+LUMO_INLINE std::uint16_t stretch(float value, float low, float gain) {
+    return clampToPixel((static_cast<double>(value) - static_cast<double>(low)) *
+                        static_cast<double>(gain));
+}
+
 LUMO_INLINE void widen(Range& range, float low, float high) {
     if (low < range.low) range.low = low;
     if (high > range.high) range.high = high;
 }
 
+LUMO_INLINE void split(float value, Halves to, int x) {
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    to.upper[x] = static_cast<std::uint16_t>(bits >> 16);
+    to.lower[x] = static_cast<std::uint16_t>(bits);
+}
+
 template <int bytes>
-LUMO_INLINE void blendFloatsBody(const float* first, const std::uint16_t* second, float a, float b,
-                                 float* to, int n, Range* range) {
+LUMO_INLINE void blendHalvesBody(const float* first, const std::uint16_t* second, float a, float b,
+                                 Halves to, int n, Range* range) {
     constexpr int lanes = bytes / int{sizeof(double)};
     using Doubles = Vector<double, bytes>;
     using Floats = Vector<float, bytes / 2>;
@@ -50,16 +61,21 @@ LUMO_INLINE void blendFloatsBody(const float* first, const std::uint16_t* second
         convert(value, static_cast<double>(a) * u + static_cast<double>(b) * v);
         lower(low, value);
         raise(high, value);
-        store(value, to + x);
+        const auto bits = reinterpret_cast<Vector<std::uint32_t, bytes / 2>>(value);
+        convert(pixels, bits >> 16);
+        store(pixels, to.upper + x);
+        convert(pixels, bits);
+        store(pixels, to.lower + x);
     }
     for (int lane = 0; lane < lanes; ++lane) widen(*range, low[lane], high[lane]);
     for (; x < n; ++x) {
-        to[x] = blend(first[x], second[x], a, b);
-        widen(*range, to[x], to[x]);
+        const float value = blend(first[x], second[x], a, b);
+        widen(*range, value, value);
+        split(value, to, x);
     }
 }
-LUMO_WIDTHS(void, blendFloats, blendFloatsBody,
-            (const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+LUMO_WIDTHS(void, blendHalves, blendHalvesBody,
+            (const float* first, const std::uint16_t* second, float a, float b, Halves to, int n,
              Range* range),
             (first, second, a, b, to, n, range))
 
@@ -73,25 +89,21 @@ LUMO_LEVELS(void, blendPixels, blendPixelsBody,
              std::uint16_t* to, int n),
             (first, second, a, b, to, n))
 
-LUMO_INLINE void stretchBody(const float* values, float low, float gain, std::uint16_t* to, int n) {
+LUMO_INLINE void stretchHalvesBody(Halves values, float low, float gain, std::uint16_t* to, int n) {
     for (int x = 0; x < n; ++x)
-        to[x] = clampToPixel((static_cast<double>(values[x]) - static_cast<double>(low)) *
-                             static_cast<double>(gain));
+        to[x] =
+            stretch(std::bit_cast<float>(std::uint32_t{values.upper[x]} << 16 | values.lower[x]),
+                    low, gain);
 }
-LUMO_LEVELS(void, stretch, stretchBody,
-            (const float* values, float low, float gain, std::uint16_t* to, int n),
+LUMO_LEVELS(void, stretchHalves, stretchHalvesBody,
+            (Halves values, float low, float gain, std::uint16_t* to, int n),
             (values, low, gain, to, n))
 
 }  // namespace
 
-void blendRow(const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+void blendRow(const float* first, const std::uint16_t* second, float a, float b, Halves to, int n,
               Range* range) {
-    blendFloats(first, second, a, b, to, n, range);
-}
-
-void blendRow(const std::uint16_t* first, const std::uint16_t* second, float a, float b,
-              std::uint16_t* to, int n) {
-    blendPixels(first, second, a, b, to, n);
+    blendHalves(first, second, a, b, to, n, range);
 }
 
 Stretch::Stretch(Range range)
@@ -100,17 +112,19 @@ Stretch::Stretch(Range range)
                                                                    static_cast<double>(range.low)))
                                    : 0.0F) {}  // which gives 0 for every value
 
-void Stretch::row(const float* values, std::uint16_t* to, int n) const {
-    stretch(values, low_, gain_, to, n);
+std::uint16_t Stretch::operator()(float value) const {
+    return stretch(value, low_, gain_);
+}
+
+void Stretch::row(Halves values, std::uint16_t* to, int n) const {
+    stretchHalves(values, low_, gain_, to, n);
 }
 
 int Blend_FImage(FImage destination, FImage first, Image second, float a, float b) {
     if (Check_SameSize(destination, first) != LumoOk || Check_SameSize(first, second) != LumoOk)
         return LumoErrorImage;
-    Range ignored = emptyRange;
-    for (int y = 0; y < destination.height; ++y)
-        blendRow(viewOf(first).row(y), viewOf(second).row(y), a, b, viewOf(destination).row(y),
-                 destination.width, &ignored);
+    for (std::size_t i = 0; i < viewOf(destination).count(); ++i)
+        destination.data[i] = blend(first.data[i], second.data[i], a, b);
     return LumoOk;
 }
 
@@ -125,13 +139,10 @@ int Blend_Image(Image destination, Image first, Image second, float a, float b) 
 
 int Stretch_FImage(Image destination, FImage source) {
     if (Check_SameSize(destination, source) != LumoOk) return LumoErrorImage;
-    const View<const float> from = {source.data, source.width, source.height};
+    const std::size_t count = viewOf(destination).count();
     Range range = emptyRange;
-    for (const float* value = from.pixels; value != from.pixels + from.count(); ++value)
-        widen(range, *value, *value);
-    const Stretch stretched(range);
-    for (int y = 0; y < from.height; ++y)
-        stretched.row(from.row(y), viewOf(destination).row(y), from.width);
+    for (std::size_t i = 0; i < count; ++i) widen(range, source.data[i], source.data[i]);
+    std::transform(source.data, source.data + count, destination.data, Stretch(range));
     return LumoOk;
 }
 

@@ -14,9 +14,15 @@ struct Range {
 constexpr Range emptyRange = {std::numeric_limits<float>::infinity(),
                               -std::numeric_limits<float>::infinity()};
 
+/// Floats in two halves, as a float image is larger than what the allocator keeps for reuse: every
+/// run would wait for fresh pages.
+struct Halves {
+    std::uint16_t *upper, *lower;
+};
+
 /// to = a * first + b * second in double, rounded to single precision; widens the range by the
 /// results.
-void blendRow(const float* first, const std::uint16_t* second, float a, float b, float* to, int n,
+void blendRow(const float* first, const std::uint16_t* second, float a, float b, Halves to, int n,
               Range* range);
 
 /// (value - low) * gain with gain = 65535 / (high - low) rounded to single precision, clamped and
@@ -24,7 +30,8 @@ void blendRow(const float* first, const std::uint16_t* second, float a, float b,
 class Stretch {
 public:
     explicit Stretch(Range range);
-    void row(const float* values, std::uint16_t* to, int n) const;
+    [[nodiscard]] std::uint16_t operator()(float value) const;
+    void row(Halves values, std::uint16_t* to, int n) const;
 
 private:
     float low_, gain_;

@@ -8,13 +8,19 @@
 // values are taken as ranks within a tile, so that the walks are short in any image.
 #include "filters/median_histogram.h"
 
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
 #include "filters/tile_ranks.h"
+#include "image/pixel.h"
 #include "platform/cpu_level.h"
 
 namespace lumo {
@@ -24,6 +30,8 @@ constexpr int tileColumns = 256, tileRows = 128;
 constexpr int mostWindows = 16;
 /// Bins that a walk passes at once when they are empty.
 constexpr int stride = 4;
+/// Bins of a block of the walk with AVX-512; so much room is on either side of a histogram.
+constexpr int block = 32;
 
 using Count = std::uint16_t;
 using Lanes [[gnu::vector_size(mostWindows * sizeof(Count))]] = Count;
@@ -60,13 +68,89 @@ LUMO_LEVELS(void, moveShared, moveSharedBody,
              Count* histogram, const std::uint16_t* medians, Count* below),
             (leaving, entering, count, histogram, medians, below))
 
+/// A window's median and how many of its values lie below it.
+struct Position {
+    int median, below;
+};
+
+/// Moves the median until as many values lie below it as belong there, and it occurs. A window's
+/// histogram is the sum of two.
+Position walk(const Count* first, const Count* second, int wanted, Position at) {
+    const auto empty = [&](int bin) {
+        std::uint64_t a, b;
+        static_assert(sizeof a == stride * sizeof(Count));
+        std::memcpy(&a, first + bin, sizeof a);
+        std::memcpy(&b, second + bin, sizeof b);
+        return (a | b) == 0;
+    };
+    while (at.below > wanted) {
+        if (empty(at.median - stride)) {
+            at.median -= stride;
+            continue;
+        }
+        --at.median;
+        at.below -= first[at.median] + second[at.median];
+    }
+    for (;;) {
+        if (empty(at.median)) {
+            at.median += stride;
+            continue;
+        }
+        const int here = first[at.median] + second[at.median];
+        if (at.below + here > wanted) return at;
+        at.below += here;
+        ++at.median;
+    }
+}
+
+#if defined(__x86_64__)
+/// Sums of a block's bins from its first to each; sums[0] is 0.
+LUMO_TARGET_AVX512 inline __m512i addUp(const Count* first, const Count* second, Count* sums) {
+    __m512i all = _mm512_add_epi16(_mm512_loadu_si512(first), _mm512_loadu_si512(second));
+    // In each quarter; then what is before it, one quarter and two quarters away.
+    all = _mm512_add_epi16(all, _mm512_bslli_epi128(all, 2));
+    all = _mm512_add_epi16(all, _mm512_bslli_epi128(all, 4));
+    all = _mm512_add_epi16(all, _mm512_bslli_epi128(all, 8));
+    const __m512i last = _mm512_set1_epi16(0x0F0E);
+    const __m512i ends = _mm512_shuffle_epi8(all, last);
+    all = _mm512_add_epi16(all, _mm512_maskz_shuffle_i64x2(0xFC, ends, ends, 0x90));
+    const __m512i pairs = _mm512_shuffle_epi8(all, last);
+    all = _mm512_add_epi16(all, _mm512_maskz_shuffle_i64x2(0xF0, pairs, pairs, 0x40));
+    sums[0] = 0;
+    _mm512_storeu_si512(sums + 1, all);
+    return all;
+}
+
+/// The same, block by block: where most medians stay within one, nothing is left to guess for the
+/// processor.
+LUMO_TARGET_AVX512 Position walkInBlocks(const Count* first, const Count* second, int wanted,
+                                         Position at) {
+    Count sums[block + 1];
+    int bin = at.median - block / 2;
+    __m512i all = addUp(first + bin, second + bin, sums);
+    int below = at.below - sums[block / 2];
+    while (below > wanted) {
+        bin -= block;
+        all = addUp(first + bin, second + bin, sums);
+        below -= sums[block];
+    }
+    while (below + sums[block] <= wanted) {
+        below += sums[block];
+        bin += block;
+        all = addUp(first + bin, second + bin, sums);
+    }
+    const auto left = static_cast<short>(wanted - below);
+    const int passed = std::popcount(_mm512_cmple_epu16_mask(all, _mm512_set1_epi16(left)));
+    return {bin + passed, below + sums[passed]};
+}
+#endif
+
 /// The windows of some neighbouring rows that begin in the same column.
 class WindowGroup {
 public:
     explicit WindowGroup(int n)
         : n_(n),
-          // One bin of room on either side and whole strides for the walk.
-          bins_((65536 + 2 * stride) * std::size_t{mostWindows + 1}) {}
+          bins_(static_cast<std::size_t>(block + (mostWindows + 1) * binStrideFor(greyValues))) {}
 
     /// Begins at the tile's column 0 with the windows that begin in rows top .. top + windows - 1.
     void begin(const TileRanks& tile, int top, int windows);
@@ -77,11 +161,14 @@ public:
     }
 
 private:
+    static constexpr std::ptrdiff_t binStrideFor(std::size_t bins) {
+        return static_cast<std::ptrdiff_t>((bins / block + 2) * block);
+    }
     [[nodiscard]] Count* own(int window) { return shared() + (window + 1) * binStride_; }
-    [[nodiscard]] Count* shared() { return bins_.data() + stride; }
+    [[nodiscard]] Count* shared() { return bins_.data() + block; }
     template <int change>
     void countOwn(const std::uint16_t* column, int window);
-    void walk(int window);
+    void moveMedian(int window);
 
     int n_, top_ = 0, windows_ = 0, sharedRows_ = 0;
     std::ptrdiff_t binStride_ = 0;
@@ -112,8 +199,8 @@ void WindowGroup::begin(const TileRanks& tile, int top, int windows) {
     top_ = top;
     windows_ = windows;
     sharedRows_ = n_ - windows + 1;
-    binStride_ = (tile.count() / stride + 2) * stride;
-    std::fill_n(bins_.begin(), stride + (windows + 1) * binStride_, Count{0});
+    binStride_ = binStrideFor(static_cast<std::size_t>(tile.count()));
+    std::fill_n(bins_.begin(), block + (windows + 1) * binStride_, Count{0});
     medians_.fill(0x8000);
     below_.fill(0);
     for (int x = 0; x < n_; ++x) {
@@ -121,7 +208,7 @@ void WindowGroup::begin(const TileRanks& tile, int top, int windows) {
         for (int y = windows - 1; y < n_; ++y) ++shared()[column[y]];
         for (int window = 0; window < windows; ++window) countOwn<+1>(column, window);
     }
-    for (int window = 0; window < windows; ++window) walk(window);
+    for (int window = 0; window < windows; ++window) moveMedian(window);
 }
 
 void WindowGroup::step(const TileRanks& tile, int column) {
@@ -132,43 +219,24 @@ void WindowGroup::step(const TileRanks& tile, int column) {
     for (int window = 0; window < windows_; ++window) {
         countOwn<-1>(leaving, window);
         countOwn<+1>(entering, window);
-        walk(window);
     }
+    // Later, when the counts have left the store queue: wide loads cannot be served from there.
+    for (int window = 0; window < windows_; ++window) moveMedian(window);
 }
 
-/// Moves the median until as many values lie below it as belong there, and it occurs.
-void WindowGroup::walk(int window) {
-    const Count *first = shared(), *second = own(window);
+void WindowGroup::moveMedian(int window) {
     const auto at = static_cast<std::size_t>(window);
     const int wanted = n_ * n_ / 2;
-    int median = this->median(window), below = below_[at];
-    const auto empty = [&](int bin) {
-        std::uint64_t a, b;
-        static_assert(sizeof a == stride * sizeof(Count));
-        std::memcpy(&a, first + bin, sizeof a);
-        std::memcpy(&b, second + bin, sizeof b);
-        return (a | b) == 0;
-    };
-    while (below > wanted) {
-        if (empty(median - stride)) {
-            median -= stride;
-            continue;
-        }
-        --median;
-        below -= first[median] + second[median];
-    }
-    for (;;) {
-        if (empty(median)) {
-            median += stride;
-            continue;
-        }
-        const int here = first[median] + second[median];
-        if (below + here > wanted) break;
-        below += here;
-        ++median;
-    }
-    medians_[at] = static_cast<std::uint16_t>(median ^ 0x8000);
-    below_[at] = static_cast<Count>(below);
+    Position position = {median(window), below_[at]};
+#if defined(__x86_64__)
+    // All values of a 256 x 256 window in one block would not fit into 16 bits.
+    if (n_ < 256 && cpuLevel() >= CpuLevel::Avx512)
+        position = walkInBlocks(shared(), own(window), wanted, position);
+    else
+#endif
+        position = walk(shared(), own(window), wanted, position);
+    medians_[at] = static_cast<std::uint16_t>(position.median ^ 0x8000);
+    below_[at] = static_cast<Count>(position.below);
 }
 
 }  // namespace

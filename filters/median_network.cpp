@@ -235,11 +235,13 @@ Kernel kernelFor(int n, std::integer_sequence<int, below...>) {
 /// rows' values, and their widths double.
 constexpr std::size_t mostLists = std::size_t{6} * largest * largest;
 
-/// Asks for a tile's part of a row that the next pair reads or writes; it may lie below the image.
-template <bool write>
-void prefetchRow(const std::uint16_t* row) {
-    constexpr int line = lineBytes / int{sizeof *row};
-    for (int x = 0; x < tileWindows; x += line) __builtin_prefetch(row + x, write);
+/// Asks for a tile's part of a row that the next pair reads or writes.
+template <bool write, class Pixel>
+void prefetchRow(View<Pixel> image, int x, int y) {
+    if (y >= image.height) return;
+    constexpr int line = lineBytes / int{sizeof(Pixel)};
+    const int end = std::min(x + tileWindows, image.width);
+    for (; x < end; x += line) __builtin_prefetch(image.row(y) + x, write);
 }
 
 }  // namespace
@@ -258,10 +260,10 @@ void medianByNetwork(Source source, Target target, int n) {
 
     for (int y = 0; y < windowRows; y += 2)
         for (int x = 0; x < windows; x += tileWindows) {
-            prefetchRow<false>(source.row(y + n + 1) + x);
-            prefetchRow<false>(source.row(y + n + 2) + x);
-            prefetchRow<true>(target.row(y + 2) + x);
-            prefetchRow<true>(target.row(y + 3) + x);
+            prefetchRow<false>(source, x, y + n + 1);
+            prefetchRow<false>(source, x, y + n + 2);
+            prefetchRow<true>(target, x, y + 2);
+            prefetchRow<true>(target, x, y + 3);
             const int inside = std::min(source.width - x, tileStride);
             for (int k = 0; k <= n; ++k) {
                 const auto at = static_cast<std::size_t>(k);

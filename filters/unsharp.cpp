@@ -1,6 +1,5 @@
 // Unsharp masking with a caller's kernel (result stretched) and with a box mean (result clamped).
 #include <algorithm>
-#include <bit>
 #include <vector>
 
 #include "filters/blend.h"
@@ -9,31 +8,9 @@
 #include "frame/call_frame.h"
 #include "image/owned.h"
 #include "image/size_check.h"
-#include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
-
-/// Floats in two halves, as a float image is larger than what the allocator keeps for reuse: every
-/// run would wait for fresh pages.
-struct Halves {
-    std::uint16_t *upper, *lower;
-};
-
-LUMO_INLINE void splitBody(const float* values, Halves to, int n) {
-    for (int i = 0; i < n; ++i) {
-        const auto bits = std::bit_cast<std::uint32_t>(values[i]);
-        to.upper[i] = static_cast<std::uint16_t>(bits >> 16);
-        to.lower[i] = static_cast<std::uint16_t>(bits);
-    }
-}
-LUMO_LEVELS(void, split, splitBody, (const float* values, Halves to, int n), (values, to, n))
-
-LUMO_INLINE void joinBody(Halves from, float* values, int n) {
-    for (int i = 0; i < n; ++i)
-        values[i] = std::bit_cast<float>(std::uint32_t{from.upper[i]} << 16 | from.lower[i]);
-}
-LUMO_LEVELS(void, join, joinBody, (Halves from, float* values, int n), (from, values, n))
 
 /// Blurs and sharpens piece by piece, with the results' upper halves in the target and the lower
 /// ones in `lower`; then stretches.
@@ -41,20 +18,21 @@ void unsharpMask(Source source, Target target, Target lower, View<const float> k
                  float strength) {
     const float a = -strength, b = 1.0F + strength;
     Range range = emptyRange;
-    std::vector<float> line(static_cast<std::size_t>(source.width));
+    const auto width = static_cast<std::size_t>(source.width);
+    std::vector<float> border(width);
+    std::vector<std::uint16_t> stretched(width);
     const auto halvesAt = [&](int x, int y) { return Halves{target.row(y) + x, lower.row(y) + x}; };
-    const auto sharpen = [&](int x, int y, float* blurred, int count) {
-        blendRow(blurred, source.row(y) + x, a, b, blurred, count, &range);
-        split(blurred, halvesAt(x, y), count);
+    const auto sharpen = [&](int x, int y, const float* blurred, int count) {
+        blendRow(blurred, source.row(y) + x, a, b, halvesAt(x, y), count, &range);
     };
     convolve(source, kernel, source.width, sharpen, [&](int x, int y, int count) {
-        std::copy_n(source.row(y) + x, count, line.data());
-        sharpen(x, y, line.data(), count);
+        std::copy_n(source.row(y) + x, count, border.data());
+        sharpen(x, y, border.data(), count);
     });
     const Stretch stretch(range);
     for (int y = 0; y < source.height; ++y) {
-        join(halvesAt(0, y), line.data(), source.width);
-        stretch.row(line.data(), target.row(y), source.width);
+        stretch.row(halvesAt(0, y), stretched.data(), source.width);
+        std::ranges::copy(stretched, target.row(y));
     }
 }
 

@@ -36,7 +36,9 @@ int Apply_Lut(const Image& source, const Image& destination, const std::uint16_t
 extern "C" {
 
 int ApplyLut16(Image source, Image destination, const uint16_t* lut) {
-    return lut != nullptr ? lumo::Apply_Lut(source, destination, lut) : int{LumoErrorParameter};
+    if (lumo::Check_SameSize(source, destination) != LumoOk) return LumoSizeMismatch;
+    if (lut == nullptr) return LumoErrorParameter;
+    return lumo::Apply_Lut(source, destination, lut);
 }
 
 int Opt_GreyscaleAbs(Image source, Image destination, uint16_t lo, uint16_t hi, uint16_t mode) {

@@ -17,13 +17,30 @@ struct Window {
 
 constexpr std::uint16_t white = 65535;
 
+/// Fills entries first to end - 1 by a function that never turns back. Blocks whose ends are equal
+/// are equal throughout: from one grey value to the next a curve moves by far more than it is
+/// rounded by, so that rounding cannot turn it back either.
+template <class Entry>
+void fillMonotone(Lut lut, int first, int end, Entry entry) {
+    constexpr int block = 8;
+    for (int v = first; v < end; v += block) {
+        const int last = std::min(v + block, end) - 1;
+        const std::uint16_t left = entry(v), right = entry(last);
+        std::uint16_t* entries = lut.data() + v;
+        std::fill_n(entries, last - v, left);
+        entries[last - v] = right;
+        if (left == right) continue;
+        for (int i = v + 1; i < last; ++i) entries[i - v] = entry(i);
+    }
+}
+
 /// 0 below the window and full scale from its end on; between them the curve of v, of v - lo and of
 /// that as a part of the window's width.
 template <class Curve>
 void fillWindow(Lut lut, Window window, Curve curve) {
     std::fill_n(lut.begin(), window.lo, std::uint16_t{0});
-    for (int v = window.lo; v < window.hi; ++v)
-        lut[static_cast<std::size_t>(v)] = toPixel(curve(v, v - window.lo));
+    fillMonotone(lut, window.lo, window.hi,
+                 [&](int v) { return toPixel(curve(v, v - window.lo)); });
     std::fill(lut.begin() + window.hi, lut.end(), white);
 }
 
@@ -94,11 +111,10 @@ void fillSigmoid(Lut lut, Window window) {
     const double logLo = std::log(window.lo + 1.0), logHi = std::log(window.hi + 1.0);
     const double center = (logHi + logLo) / 2.0;
     const double steepness = 2 * std::tan(angle) / (logHi - logLo);
-    for (int v = 0; v <= lastGreyValue; ++v) {
+    fillMonotone(lut, 0, int{greyValues}, [=](int v) {
         const double turn = std::atan((std::log(v + 1.0) - center) * steepness);
-        lut[static_cast<std::size_t>(v)] =
-            static_cast<std::uint16_t>(static_cast<int>(turn * height) + middle);
-    }
+        return static_cast<std::uint16_t>(static_cast<int>(turn * height) + middle);
+    });
 }
 
 void fillIdentity(Lut lut, Window) {

@@ -14,9 +14,11 @@
 namespace lumo {
 namespace {
 
-constexpr int lane = 8;     // pixels of a register, side of the square transposed there
-constexpr int block = 32;   // pixels of a cache line, side of a block
-constexpr int band = 1024;  // target rows walked at a time: their pages fit the address cache
+constexpr int lane = 8;          // pixels of a register, side of the square transposed there
+constexpr int block = 32;        // pixels of a cache line, side of a block
+constexpr int pair = 2 * block;  // target columns at a time: a line beside another one costs less
+constexpr int ahead = 64;        // pixels of a source row, fetched before they are needed
+constexpr int band = 1024;       // target rows walked at a time: their pages fit the address cache
 
 typedef std::uint16_t Lanes __attribute__((vector_size(16)));
 
@@ -31,6 +33,7 @@ struct Turned {
     [[nodiscard]] std::uint16_t* targetRow(int j) const {
         return target + std::ptrdiff_t{j} * width;
     }
+    [[nodiscard]] bool backwards() const { return rowStep < 0; }
     [[nodiscard]] const std::uint16_t* at(int i, int j) const {
         return first + i * columnStep + j * rowStep;
     }
@@ -49,27 +52,38 @@ LUMO_INLINE void transpose(Lanes (&rows)[lane]) {
     }
 }
 
-/// The target's block with its corner at column i, row j.
-LUMO_INLINE void turnBlock(const Turned& turned, int i, int j, bool stream) {
-    alignas(lineBytes) std::uint16_t in[block][block], out[block][block];
-    const bool backwards = turned.rowStep < 0;
-    const std::uint16_t* leftmost = turned.at(i, backwards ? j + block - 1 : j);
-    for (int k = 0; k < block; ++k)
-        std::memcpy(in[k], leftmost + k * turned.columnStep, sizeof in[k]);
+/// Turns a block of the source into `rows`, from row 0 down or from the last one up.
+LUMO_INLINE void turnBlock(const Turned& turned, int i, int j, std::uint16_t* rows) {
+    alignas(lineBytes) std::uint16_t in[block][block];
+    const std::uint16_t* leftmost = turned.at(i, turned.backwards() ? j + block - 1 : j);
+    for (int k = 0; k < block; ++k) {
+        const std::uint16_t* row = leftmost + k * turned.columnStep;
+        __builtin_prefetch(turned.backwards() ? row - ahead : row + ahead);
+        std::memcpy(in[k], row, sizeof in[k]);
+    }
     for (int y = 0; y < block; y += lane) {
         for (int x = 0; x < block; x += lane) {
-            Lanes rows[lane];
-            for (int k = 0; k < lane; ++k) std::memcpy(&rows[k], &in[y + k][x], sizeof rows[k]);
-            transpose(rows);
-            for (int k = 0; k < lane; ++k) std::memcpy(&out[x + k][y], &rows[k], sizeof rows[k]);
+            Lanes square[lane];
+            for (int k = 0; k < lane; ++k) std::memcpy(&square[k], &in[y + k][x], sizeof square[k]);
+            transpose(square);
+            for (int k = 0; k < lane; ++k)
+                std::memcpy(rows + (x + k) * pair + y, &square[k], sizeof square[k]);
         }
     }
+}
+
+/// The target's blocks with their corner at column i, row j, side by side.
+LUMO_INLINE void turnBlocks(const Turned& turned, int i, int j, int columns, bool stream) {
+    alignas(lineBytes) std::uint16_t out[block][pair];
+    for (int x = 0; x < columns; x += block) turnBlock(turned, i + x, j, &out[0][x]);
     for (int k = 0; k < block; ++k) {
-        std::uint16_t* to = turned.targetRow(backwards ? j + block - 1 - k : j + k) + i;
-        if (stream)
-            streamLine(to, out[k]);
-        else
-            std::memcpy(to, out[k], sizeof out[k]);
+        std::uint16_t* to = turned.targetRow(turned.backwards() ? j + block - 1 - k : j + k) + i;
+        for (int x = 0; x < columns; x += block) {
+            if (stream)
+                streamLine(to + x, &out[k][x]);
+            else
+                std::memcpy(to + x, &out[k][x], lineBytes);
+        }
     }
 }
 
@@ -79,22 +93,25 @@ LUMO_INLINE void turnPixels(const Turned& turned, int i0, int i1, int j0, int j1
         for (int i = i0; i < i1; ++i) turned.targetRow(j)[i] = *turned.at(i, j);
 }
 
-LUMO_INLINE void turnAll(const Turned& turned) {
-    // Lines of all rows are aligned alike only if a row is a whole number of lines.
-    const bool stream = turned.width % block == 0;
+void turnAll(const Turned& turned) {
+    // Lines of all rows are aligned alike only if a row is a whole number of lines. Lines that
+    // leave one here, one there are worth streaming earlier than whole runs.
+    const std::size_t bytes =
+        sizeof *turned.target * static_cast<std::size_t>(turned.width) * std::size_t(turned.height);
+    const bool stream = turned.width % block == 0 && bytes >= leastStreamed / 2;
     const int left = stream ? pixelsToLine(turned.target) : 0;
     const int right = left + (turned.width - left) / block * block;
     for (int top = 0; top < turned.height; top += band) {
         const int end = std::min(top + band, turned.height);
         const int bottom = top + (end - top) / block * block;
         turnPixels(turned, 0, left, top, bottom);
-        for (int i = left; i < right; i += block)
-            for (int j = top; j < bottom; j += block) turnBlock(turned, i, j, stream);
+        for (int i = left; i < right; i += pair)
+            for (int j = top; j < bottom; j += block)
+                turnBlocks(turned, i, j, std::min(pair, right - i), stream);
         turnPixels(turned, right, turned.width, top, bottom);
         turnPixels(turned, 0, turned.width, bottom, end);
     }
 }
-LUMO_LEVELS(void, turnAllAtLevel, turnAll, (const Turned& turned), (turned))
 
 }  // namespace
 
@@ -102,10 +119,9 @@ void quarterTurnCopy(Source source, QuarterTurn turn, std::uint16_t* target) {
     const std::ptrdiff_t stride = source.width;
     const std::ptrdiff_t last = stride * (source.height - 1);
     if (turn == QuarterTurn::CounterClockwise)
-        turnAllAtLevel(
-            {source.pixels + stride - 1, stride, -1, target, source.height, source.width});
+        turnAll({source.pixels + stride - 1, stride, -1, target, source.height, source.width});
     else
-        turnAllAtLevel({source.pixels + last, -stride, 1, target, source.height, source.width});
+        turnAll({source.pixels + last, -stride, 1, target, source.height, source.width});
     finishStreaming();
 }
 

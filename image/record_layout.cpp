@@ -11,6 +11,11 @@ static_assert(sizeof(lmImage) == 64 && offsetof(lmImage, data) == 8 &&
               offsetof(lmImage, metaData) == 56);
 static_assert(sizeof(Image) == 16 && offsetof(Image, height) == 2 && offsetof(Image, data) == 8);
 static_assert(sizeof(FImage) == 16 && offsetof(FImage, data) == 8);
+static_assert(sizeof(Roi) == 16 && offsetof(Roi, y1) == 4 && offsetof(Roi, x2) == 8 &&
+              offsetof(Roi, y2) == 12);
+static_assert(sizeof(ImageValue) == 24 && offsetof(ImageValue, min) == 4 &&
+              offsetof(ImageValue, max) == 6 && offsetof(ImageValue, mean) == 8 &&
+              offsetof(ImageValue, sigma) == 16);
 static_assert(sizeof(Image8) == 80 && offsetof(Image8, whiteLevel) == 20 &&
               offsetof(Image8, pixels) == 72);
 static_assert(sizeof(ImageInfo) == 108 && offsetof(ImageInfo, source) == 37 &&

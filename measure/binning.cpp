@@ -19,13 +19,26 @@ LUMO_INLINE std::uint32_t pairSum(const std::uint16_t* pixels) {
     return (pair & 65535) + (pair >> 16);
 }
 
+/// Calls `sum` with the number of each of a row's sums, of `pixels` each, and fetches what the row
+/// brings later.
+template <int pixels, class Sum>
+LUMO_INLINE void sumRow(const std::uint16_t* row, int count, Sum sum) {
+    constexpr int line = 64 / sizeof *row;
+    int x = 0;
+    for (; x + line <= count; x += line, row += pixels * line) {
+        for (int i = 0; i < pixels; ++i) lumo::prefetchAhead(row + i * line, lumo::farAhead);
+        for (int i = x; i < x + line; ++i) sum(i);
+    }
+    for (; x < count; ++x) sum(x);
+}
+
 /// Sums over `factorY` rows of pairs of columns.
 LUMO_INLINE void sumPairsBody(const std::uint16_t* first, std::ptrdiff_t stride, int factorY,
-                              int pairs, std::uint32_t* sums) {
-    for (int x = 0; x < pairs; ++x) sums[x] = pairSum(first + 2 * x);
+                              int pairs, std::uint32_t* __restrict sums) {
+    sumRow<2>(first, pairs, [=](int x) { sums[x] = pairSum(first + 2 * x); });
     for (int y = 1; y < factorY; ++y) {
         const std::uint16_t* row = first + y * stride;
-        for (int x = 0; x < pairs; ++x) sums[x] += pairSum(row + 2 * x);
+        sumRow<2>(row, pairs, [=](int x) { sums[x] += pairSum(row + 2 * x); });
     }
 }
 LUMO_LEVELS(void, sumPairs, sumPairsBody,
@@ -35,11 +48,11 @@ LUMO_LEVELS(void, sumPairs, sumPairsBody,
 
 /// The same of single columns.
 LUMO_INLINE void sumColumnsBody(const std::uint16_t* first, std::ptrdiff_t stride, int factorY,
-                                int columns, std::uint32_t* sums) {
-    for (int x = 0; x < columns; ++x) sums[x] = first[x];
+                                int columns, std::uint32_t* __restrict sums) {
+    sumRow<1>(first, columns, [=](int x) { sums[x] = first[x]; });
     for (int y = 1; y < factorY; ++y) {
         const std::uint16_t* row = first + y * stride;
-        for (int x = 0; x < columns; ++x) sums[x] += row[x];
+        sumRow<1>(row, columns, [=](int x) { sums[x] += row[x]; });
     }
 }
 LUMO_LEVELS(void, sumColumns, sumColumnsBody,

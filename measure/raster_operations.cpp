@@ -35,6 +35,7 @@ LUMO_LEVELS(void, invertLinesAtLevel, invertLines,
 void invertLinesStreaming(const std::uint16_t* from, std::uint16_t* to, std::size_t lines) {
     for (const std::uint16_t* end = from + lines * lineLength; from < end;
          from += lineLength, to += lineLength) {
+        lumo::prefetchAhead(from, lumo::farAhead);
         std::uint16_t inverted[lineLength];
         invertPixels(from, inverted, lineLength);
         lumo::streamLine(to, inverted);
@@ -64,8 +65,12 @@ int prepareTarget(std::uint16_t width, std::uint16_t height, Image& target) {
 
 /// Copies the region, packed. Onto the same raster no row lands behind where it is read.
 void copyRuns(const lumo::Runs& region, std::uint16_t* to) {
-    for (std::size_t y = 0; y < region.rows; ++y)
+    const auto ahead = static_cast<std::ptrdiff_t>(2 * region.stride * sizeof *to);
+    for (std::size_t y = 0; y < region.rows; ++y) {
+        for (std::size_t x = 0; x < region.length; x += lineLength)
+            lumo::prefetchAhead(region.row(y) + x, ahead);
         std::memmove(to + y * region.length, region.row(y), region.length * sizeof *to);
+    }
 }
 
 /// Gives back what a crop in place left over; if that fails the larger block stays.

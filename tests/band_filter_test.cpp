@@ -180,18 +180,14 @@ std::vector<double> filteredSlowly(const Raster& in, const BandParameters& p, do
     const FftLayout layout = layoutOf(in.width, in.height);
     const int w = layout.paddedWidth, h = layout.paddedHeight;
     const auto transform = [w, h](const std::vector<Complex>& from, double sign) {
-        std::vector<Complex> half(from.size()), to(from.size());  // rows, then columns
-        const auto turn = [turn = sign * 2 * std::numbers::pi](int k, int n) {
-            return std::polar(1.0, turn * (k % n) / n);
-        };
-        for (int y = 0; y < h; ++y)
-            for (int k = 0; k < w; ++k)
-                for (int x = 0; x < w; ++x)
-                    half[std::size_t(y * w + k)] += from[std::size_t(y * w + x)] * turn(k * x, w);
-        for (int x = 0; x < w; ++x)
-            for (int k = 0; k < h; ++k)
-                for (int y = 0; y < h; ++y)
-                    to[std::size_t(k * w + x)] += half[std::size_t(y * w + x)] * turn(k * y, h);
+        std::vector<Complex> to(from.size());
+        for (int i = 0; i < w * h; ++i)
+            for (int k = 0; k < w * h; ++k) {
+                const int turnX = i % w * (k % w) % w, turnY = i / w * (k / w) % h;
+                const double turns = double(turnX) / w + double(turnY) / h;
+                to[std::size_t(k)] +=
+                    from[std::size_t(i)] * std::polar(1.0, sign * 2 * std::numbers::pi * turns);
+            }
         return to;
     };
     std::vector<Complex> values;
@@ -218,7 +214,7 @@ std::vector<double> filteredSlowly(const Raster& in, const BandParameters& p, do
 TEST(BandFilter, EqualsATransformInDouble) {
     // Before truncation the single-precision transform is off by less than this.
     constexpr double bound = 0.1;
-    for (const auto& [w, h] : Sizes{{1, 1}, {1, 9}, {13, 11}, {40, 33}})
+    for (const auto& [w, h] : Sizes{{1, 1}, {1, 9}, {13, 11}, {24, 19}})
         for (std::size_t set = 0; set < 5; ++set) {
             BandParameters parameters = manyParameters()[set];
             parameters.preserveZeroFrequency = set % 2 == 1;

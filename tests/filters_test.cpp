@@ -204,12 +204,16 @@ TEST(Median, EqualsSorting) {
     }
 }
 
-TEST(Median, CountsAWindowFullOfOneValue) {
-    // Heights that leave one row of windows for the last pass.
-    for (const auto& [width, height] : {std::pair{257, 257}, {300, 273}}) {
+TEST(Median, HoldsOneGreyValueAndAllInATile) {
+    // Heights that leave one row of windows for the last pass, and as many as are counted together.
+    for (const auto& [width, height] : {std::pair{257, 257}, {300, 273}, {257, 272}}) {
         const Raster even(width, height, 500);
-        expectGives(medianOf(256), even, even);
+        for (const int n : {255, 256}) expectGives(medianOf(n), even, even);
     }
+    Raster source(257, 272);
+    for (std::size_t i = 0; i < source.pixels.size(); ++i)
+        source.pixels[i] = static_cast<std::uint16_t>(i * 40503);
+    expectGives(medianOf(256), source, medianSlowly(source, 256));
 }
 
 TEST(UnsharpMask, EqualsItsFormula) {
@@ -233,6 +237,19 @@ TEST(UnsharpMask, EqualsItsFormula) {
                     source, meanSlowly(pixelsOf(source, sharp), n / 2));
             }
         }
+}
+
+TEST(UnsharpMask, BlendsAndStretchesFloats) {
+    Raster raster = noise(37, 5);
+    Raster out(37, 5);
+    std::vector<float> floats(raster.pixels.begin(), raster.pixels.end());
+    for (float& value : floats) value = value * 0.37F - 9000.0F;
+    const std::vector<float> expected = blendSlowly(floats, raster, 1.7F);
+    const FImage image = {37, 5, floats.data()};
+    EXPECT_EQ(Blend_FImage(image, image, raster.image(), -1.7F, 1.0F + 1.7F), 0);
+    EXPECT_EQ(floats, expected);
+    EXPECT_EQ(Stretch_FImage(out.image(), image), 0);
+    EXPECT_EQ(out, stretchSlowly(raster, floats));
 }
 
 TEST(UnsharpMask, MakesKernelsOfEqualWeights) {

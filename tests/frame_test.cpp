@@ -55,12 +55,14 @@ TEST(TimeStamp, ParsesWhatItFormatsAndRejectsTheRest) {
 }
 
 TEST(TimeStamp, CurrentOneIsLocalTime) {
-    std::time_t now = std::time(nullptr);
+    std::time_t before = 0, now = std::time(nullptr);
     char text[timeStampSize], expected[timeStampSize];
     do {  // until both fall into the same second
+        before = now;
         FormatTimeStamp(expected, std::localtime(&now));
         CurrentTimeStamp(text);
-    } while (now != std::time(&now));
+        now = std::time(nullptr);
+    } while (now != before);
     EXPECT_STREQ(text, expected);
 }
 
@@ -176,9 +178,9 @@ TEST(ScriptPath, CompletesCutsAndLeavesAlone) {
                                     {"D:\\S", longText, ("D:\\S\\" + longText).substr(0, 1023)},
                                     {longText, "x1", longText.substr(0, 1023)}};
     for (const auto& [setting, name, expected] : cases) {
-        std::ofstream(file)
-            << "[other]\nScriptDir=wrong\n[Software\\Orvel\\scripts]\r\n; note\n ScriptDir = "
-            << setting << "\r\n[last]\nScriptDir=wrong\n";
+        std::ofstream(file) << "[other]\nScriptDir=wrong\n[Software\\Orvel\\scripts]\r\n; long"
+                            << std::string(7000, ' ') << "ScriptDir=wrong\n ScriptDir = " << setting
+                            << "\r\n[last]\nScriptDir=wrong\n";
         char path[1024] = "as before";
         CompleteImoPath(path, name.c_str());
         EXPECT_EQ(std::string(path), expected);

@@ -42,6 +42,21 @@ TEST(QuarterTurnCopy, StaysInsideTargetsAtAnyAddress) {
     }
 }
 
+TEST(QuarterTurnCopy, StreamsLargeTargetsAtAnyAddress) {
+    const Raster in = noise(2051, 2080);
+    for (const int offset : {0, 8, 31}) {
+        std::vector<std::uint16_t> room(in.pixels.size() + 32, 4711);
+        quarterTurnCopy(in.source(), QuarterTurn::CounterClockwise, room.data() + offset);
+        const std::uint16_t* pixel = room.data() + offset;
+        int wrong = 0;
+        for (int x = 2050; x >= 0; --x)
+            for (int y = 0; y < 2080; ++y) wrong += *pixel++ != in.at(x, y) ? 1 : 0;
+        EXPECT_EQ(wrong, 0) << offset;
+        EXPECT_EQ(std::count(room.begin(), room.end(), 4711),
+                  32 + std::ranges::count(in.pixels, 4711));
+    }
+}
+
 TEST(RotateImage, BringsTheMetadataUpToDate) {
     const std::tuple<int, const char*, bool> cases[] = {
         {90, "90", true}, {-90, "270", true}, {450, "90", true}, {-180, "180", false}};
@@ -76,6 +91,19 @@ TEST(RotateImage, BringsTheMetadataUpToDate) {
         EXPECT_EQ(owner->pixelsizeY, angle == 90 ? 5U : 100000U);
         EXPECT_NE(owner.entry("PerformedSteps", "Step0"), "");
     }
+}
+
+TEST(RotateImage, LogsOfAQuarterTurnTheImageItWorksWith) {
+    ImageOwner owner(3, 2);
+    const LogLines log;
+    ASSERT_EQ(LumoRotateImage(owner.image, 90), 0);
+    const std::vector<std::string> lines = {"8 LumoCreateImage entry",
+                                            "8 LumoResizeImageBuf entry",
+                                            "7 LumoResizeImageBuf width=2 height=3 return 0",
+                                            "7 LumoCreateImage return 0",
+                                            "8 LumoDestroyImage entry",
+                                            "7 LumoDestroyImage return 0"};
+    EXPECT_EQ(log.lines(), lines);
 }
 
 TEST(RotateImage, RefusesOtherAnglesWithOneLogLine) {

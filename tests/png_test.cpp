@@ -308,8 +308,8 @@ TEST(PngWrite, AnswersEveryFault) {
     EXPECT_EQ(LumoPngWriteRow(owner.image, nullptr), -8);
     ASSERT_EQ(LumoPngWriteStart(owner.image, name.c_str()), 0) << "the earlier write is abandoned";
     std::free(std::exchange(owner->data, nullptr));
-    EXPECT_EQ(LumoPngWriteRows2(owner.image), -16);
-    EXPECT_EQ(LumoPngWriteEnd(owner.image), -16);
+    expectCodes(-16, {LumoPngWriteRows(owner.image), LumoPngWriteRows2(owner.image),
+                      LumoPngWriteEnd(owner.image)});
     for (const std::uint32_t pitch : {0U, 1000000001U}) {
         ImageOwner fine(3, 2);
         fine->pixelsizeY = pitch;
@@ -320,9 +320,6 @@ TEST(PngWrite, AnswersEveryFault) {
     ImageOwner small(3, 2), large(400, 300);
     EXPECT_EQ(LumoWriteImagePNG(small.image, "/dev/full"), -16);
     EXPECT_EQ(LumoWriteImagePNG(large.image, "/dev/full"), -16);
-    // Destroying an image with an open write releases it (the leak checker would tell).
-    ImageOwner open(3, 2);
-    ASSERT_EQ(LumoPngWriteStart(open.image, name.c_str()), 0);
 }
 
 TEST(PngWrite, NeverLosesALongMetadataTextSilently) {

@@ -244,6 +244,14 @@ TEST(Write, AnswersEveryFault) {
     EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 0), -1);
     EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 1), -16);
     EXPECT_EQ(LumoWriteImage(owner.image, nullptr, 3), -16);
+    for (const auto& [length, fits] : {std::pair{1023U, true}, {1024U, false}}) {
+        const std::string start = folder / "", name = "l.xyz";  // more slashes are as good as one
+        const std::string file = start + std::string(length - start.size() - 5, '/') + name;
+        ImageOwner back;
+        EXPECT_EQ(LumoWriteImage(owner.image, file.c_str(), 0), fits ? 0 : -16);
+        EXPECT_EQ(LumoReadImage(&back.image, file.c_str()), fits ? 0 : -1);
+        EXPECT_EQ(LumoDeleteImage(file.c_str()), fits ? 0 : -11);
+    }
     LogLines log;
     EXPECT_EQ(LumoWriteImage(owner.image, "noextension", 0), -1);
     EXPECT_EQ(log.lines(),
@@ -311,36 +319,34 @@ TEST(RawFiles, AnswerEveryFault) {
     Raster raster(3, 2);
     std::uint8_t codes[6] = {};
     const Image8 image8 = image8Of(3, 2, codes);
-    EXPECT_EQ(WriteImage8Rot(image8Of(3, 2, nullptr), name.c_str(), 0), -50);
-    EXPECT_EQ(WriteImage8Rot(image8Of(65536, 2, codes), name.c_str(), 0), -50);
-    EXPECT_EQ(Write_Image(name.c_str(), Image{3, 2, nullptr}), -50);
+    expectCodes(-50, {WriteImage8Rot(image8Of(3, 2, nullptr), name.c_str(), 0),
+                      WriteImage8Rot(image8Of(65536, 2, codes), name.c_str(), 0),
+                      Write_Image(name.c_str(), {3, 2, nullptr})});
     EXPECT_EQ(Write_Image(nullptr, raster.image()), -1);
     for (const int degrees : {0, 90}) {
-        EXPECT_EQ(WriteImageRot(raster.image(), lost.data(), degrees), -1);
-        EXPECT_EQ(WriteImageRot(raster.image(), full.data(), degrees), -16);
-        EXPECT_EQ(WriteImage8Rot(image8, lost.c_str(), degrees), -1);
-        EXPECT_EQ(WriteImage8Rot(image8, full.c_str(), degrees), -16);
+        expectCodes(-1, {WriteImageRot(raster.image(), lost.data(), degrees),
+                         WriteImage8Rot(image8, lost.c_str(), degrees)});
+        expectCodes(-16, {WriteImageRot(raster.image(), full.data(), degrees),
+                          WriteImage8Rot(image8, full.c_str(), degrees)});
     }
-    Image read{1, 1, raster.pixels.data()};
-    EXPECT_EQ(Read_Image(lost.c_str(), &read), -1);
-    EXPECT_EQ(read.data, nullptr);
-    EXPECT_EQ(read.width, 0);
-    EXPECT_EQ(Read_Image(nullptr, &read), -1);
+    Image lostImage{1, 1, raster.pixels.data()};
+    EXPECT_EQ(Read_Image(lost.c_str(), &lostImage), -1);
+    EXPECT_EQ(lostImage.data, nullptr);
+    EXPECT_EQ(lostImage.width, 0);
+    EXPECT_EQ(Read_Image(nullptr, &lostImage), -1);
     EXPECT_EQ(Read_Image(name.c_str(), nullptr), -2);
-    writeFile(name, {3, 0, 2, 0, 7, 0, 8, 0});
-    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
-    ASSERT_NE(read.data, nullptr);
-    EXPECT_EQ(read.data[1], 8) << "partly filled";
-    Destroy_Image(&read);
-    writeFile(name, {3, 0, 2});
-    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
-    EXPECT_EQ(read.data, nullptr);
-    Bytes short8{0xFF, 0xFF, 0, 0, 3, 0, 2, 0};
-    short8.resize(256 + 5, 255);
-    writeFile(name, short8);
-    EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
-    EXPECT_EQ(read.data[0], 65025);
-    Destroy_Image(&read);
+    Bytes cut8{0xFF, 0xFF, 0, 0, 3, 0, 2, 0};
+    cut8.resize(256 + 5, 255);
+    const std::tuple<Bytes, std::size_t, int> cases[] = {// the file, a pixel of it, its value
+                                                         {{3, 0, 2}, 0, -1},
+                                                         {{3, 0, 2, 0, 7, 0, 8, 0}, 1, 8},
+                                                         {cut8, 0, 65025}};
+    for (const auto& [file, pixel, value] : cases) {
+        OwnedImage read;
+        writeFile(name, file);
+        EXPECT_EQ(Read_Image(name.c_str(), &read), -50);
+        EXPECT_EQ(read.data == nullptr ? -1 : read.data[pixel], value) << "partly filled";
+    }
 }
 
 }  // namespace
