@@ -39,7 +39,8 @@ TEST(Create, FailsWithItsCodesAndLogLines) {
     EXPECT_EQ(LumoCreateImage(nullptr, 1, 1), -8);
     EXPECT_EQ(LumoDestroyImage(nullptr), -50);
     EXPECT_EQ(lmtGetLastError(), -50);
-    ImageOwner owner(2, 2);
+    ImageOwner owner(2, 2), large;
+    EXPECT_EQ(LumoCreateImage(&large.image, 33000, 32600), 0) << "more than 2 GiB";
     const LogLines log;
     EXPECT_EQ(LumoCreateImage(&owner.image, 65535, 32769), -8) << "more than 4 GiB";
     EXPECT_EQ(owner.image, nullptr);
@@ -334,8 +335,9 @@ TEST(ExtraHeader, DeliversWhatTheFileHolds) {
     }
     expectCodes(0, {Get_ImageExtraHeader(image.c_str(), nullptr),
                     Get_ImageExtraHeader((folder / "none.xyz").c_str(), block),
-                    Set_ImageExtraHeader(4, block), Set_ImageExtraHeader(0, block),
-                    Set_ImageExtraHeader(4, nullptr)});
+                    Get_ImageExtraHeader(std::string(20000, 'n').c_str(), block),
+                    Get_ImageExtraHeader(nullptr, block), Set_ImageExtraHeader(4, block),
+                    Set_ImageExtraHeader(0, block), Set_ImageExtraHeader(4, nullptr)});
 }
 
 }  // namespace

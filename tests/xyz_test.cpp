@@ -1,8 +1,13 @@
 // XYZ images and raw pixel files: layouts, round trips, every way to fail.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstring>
+#include <thread>
 #include <tuple>
 
 #include "image/image_info.h"
@@ -311,6 +316,32 @@ TEST(RawFiles, WriteTurnedAndReadBack) {
     Raster raster(3, 2, 0x0102);
     ASSERT_EQ(Write_Image(name.c_str(), raster.image()), 0);
     EXPECT_EQ(readFile(name), (Bytes{3, 0, 2, 0, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1}));
+}
+
+TEST(RawFiles, ASignalCutsNoReadShort) {
+    const TempFolder folder;
+    const std::string name = folder / "pipe.raw";
+    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+    const int pipe = open(name.c_str(), O_RDWR);
+    struct sigaction interrupt {
+    }, before{};
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART
+    sigaction(SIGUSR1, &interrupt, &before);
+    const pthread_t reader = pthread_self();
+    std::thread writer([&] {
+        EXPECT_EQ(write(pipe, "\2\0\1\0\7", 5), 5);
+        for (int i = 0; i < 30; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            pthread_kill(reader, SIGUSR1);
+        }
+        EXPECT_EQ(write(pipe, "\0\x8\0", 3), 3);
+    });
+    OwnedImage read;
+    EXPECT_EQ(Read_Image(name.c_str(), &read), 0);
+    writer.join();
+    EXPECT_EQ(Raster(read), Raster(2, 1, {7, 8}));
+    sigaction(SIGUSR1, &before, nullptr);
+    close(pipe);
 }
 
 TEST(RawFiles, AnswerEveryFault) {
