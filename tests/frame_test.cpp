@@ -25,6 +25,7 @@ TEST(TimeStamp, FormatsEnglishNamesAndMarksFieldsOutOfRange) {
         {{59, 59, 23, 31, 0, 124, 6, 0, 0, 0, nullptr}, "Sat, 31 Jan 2024 23:59:59 GMT"},
         {{3, 5, 9, 1, 12, 108, 0, 0, 0, 0, nullptr}, "Sun, 01 XXX 2008 09:05:03 GMT"},
         {{3, 5, 9, 1, -1, 108, -1, 0, 0, 0, nullptr}, "XXX, 01 XXX 2008 09:05:03 GMT"},
+        {{0, 0, 0, 1, 0, 100, 7, 0, 0, 0, nullptr}, "XXX, 01 Jan 2000 00:00:00 GMT"},
         {{0, 0, 0, 1, 0, 10445, 0, 0, 0, 0, nullptr}, ""}};
     for (const auto& [time, expected] : cases) {
         char text[timeStampSize];

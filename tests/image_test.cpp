@@ -39,7 +39,8 @@ TEST(Create, FailsWithItsCodesAndLogLines) {
     EXPECT_EQ(LumoCreateImage(nullptr, 1, 1), -8);
     EXPECT_EQ(LumoDestroyImage(nullptr), -50);
     EXPECT_EQ(lmtGetLastError(), -50);
-    ImageOwner owner(2, 2);
+    ImageOwner owner(2, 2), large;
+    EXPECT_EQ(LumoCreateImage(&large.image, 33000, 32600), 0) << "more than 2 GiB";
     const LogLines log;
     EXPECT_EQ(LumoCreateImage(&owner.image, 65535, 32769), -8) << "more than 4 GiB";
     EXPECT_EQ(owner.image, nullptr);
@@ -78,7 +79,9 @@ TEST(ChangeDataBuffer, TakesTheBlockOver) {
     block[1] = 7;
     EXPECT_EQ(LumoChangeDataBuffer(owner.image, nullptr), -2);
     EXPECT_EQ(LumoChangeDataBuffer(nullptr, block), -2);
+    buildRowPointers(*owner.image);
     ASSERT_EQ(LumoChangeDataBuffer(owner.image, block), 0);
+    EXPECT_EQ(owner->rowPointers, nullptr);
     ASSERT_EQ(LumoChangeDataBuffer(owner.image, block), 0) << "its own block again";
     EXPECT_EQ(owner.pixels(), (Pixels{0, 7}));
 }
@@ -136,13 +139,14 @@ TEST(Access, HandsTextsOutBySize) {
     ImageOwner owner(1, 1);
     const std::string whole = owner->metaData + std::string(1, '\0');
     const auto length = std::int32_t(whole.size());
-    for (const std::int32_t room : {length, length + 5, 5}) {  // 5: without a terminating zero
+    for (const std::int32_t room : {length, length + 5, 5, -3}) {  // 5: without a terminating zero
         std::string text(whole.size() + 9, '#');
         std::int32_t size = room;
         ASSERT_EQ(LumoGetMetaData(owner.image, text.data(), &size), 0);
         EXPECT_EQ(size, std::min(room, length));
-        EXPECT_EQ(text.find('#'), std::size_t(size));
-        EXPECT_TRUE(whole.starts_with(text.substr(0, std::size_t(size))));
+        const auto count = std::size_t(std::max(size, 0));
+        EXPECT_EQ(text.find('#'), count);
+        EXPECT_TRUE(whole.starts_with(text.substr(0, count)));
     }
     const std::tuple<const char*, std::int32_t, std::int32_t> cases[] = {
         {"Creation Time", 0, 30}, {"Creation Time", 99, 30}, {"Missing", 0, 1}};
@@ -331,8 +335,9 @@ TEST(ExtraHeader, DeliversWhatTheFileHolds) {
     }
     expectCodes(0, {Get_ImageExtraHeader(image.c_str(), nullptr),
                     Get_ImageExtraHeader((folder / "none.xyz").c_str(), block),
-                    Set_ImageExtraHeader(4, block), Set_ImageExtraHeader(0, block),
-                    Set_ImageExtraHeader(4, nullptr)});
+                    Get_ImageExtraHeader(std::string(20000, 'n').c_str(), block),
+                    Get_ImageExtraHeader(nullptr, block), Set_ImageExtraHeader(4, block),
+                    Set_ImageExtraHeader(0, block), Set_ImageExtraHeader(4, nullptr)});
 }
 
 }  // namespace

@@ -33,6 +33,14 @@ Bytes textChunk(const std::string& keyword, const std::string& value) {
     return chunk("tEXt", text(keyword, value));
 }
 
+Bytes zippedChunk(const std::string& keyword, const std::string& value) {
+    Bytes data = text(keyword, std::string(1, '\0')), packed(compressBound(value.size()));
+    uLongf size = packed.size();
+    compress(packed.data(), &size, reinterpret_cast<const Bytef*>(value.data()), value.size());
+    data.insert(data.end(), packed.begin(), packed.begin() + std::ptrdiff_t(size));
+    return chunk("zTXt", data);
+}
+
 /// A PNG file put together byte by byte, sharing nothing with libpng's writer.
 struct Png {
     std::uint32_t width = 1, height = 1;
@@ -104,7 +112,8 @@ TEST(PngRead, TakesPitchFromMetresOnly) {
         {{}, 352778, 352778},
         {phys(10000, 3000, 1), 100000, 333333},
         {phys(10000, 3000, 0), 352778, 352778},
-        {phys(0, 3000, 1), 352778, 352778}};
+        {phys(0, 3000, 1), 352778, 352778},
+        {phys(10000, 0, 1), 352778, 352778}};
     for (const auto& [pitch, pitchX, pitchY] : cases) {
         ImageOwner owner;
         ASSERT_EQ(read(Png{.before = {pitch}}.bytes(), owner), 0);
@@ -115,12 +124,7 @@ TEST(PngRead, TakesPitchFromMetresOnly) {
 
 TEST(PngRead, MergesTextChunksOfAllKindsFromTheLast) {
     const std::string ini = "[Image]\nSource=ini\n[Image_X]\nMaxPix=4000\nAvgPix=70000\n";
-    Bytes packed(1000);
-    uLongf size = packed.size();
-    compress(packed.data(), &size, reinterpret_cast<const Bytef*>(ini.data()), ini.size());
-    Bytes ztxt = text("Comment", std::string(1, '\0'));
-    ztxt.insert(ztxt.end(), packed.begin(), packed.begin() + std::ptrdiff_t(size));
-    const Bytes inText = textChunk("Comment", ini), inZip = chunk("zTXt", ztxt);
+    const Bytes inText = textChunk("Comment", ini), inZip = zippedChunk("Comment", ini);
     const Bytes inUtf = chunk("iTXt", text("Comment", std::string("\0\0\0\0", 4) + ini));
     const Bytes own = textChunk("Source", "chunk"), other = textChunk("source", "other");
     const std::tuple<std::vector<Bytes>, std::vector<Bytes>, const char*> cases[] = {
@@ -184,6 +188,16 @@ TEST(PngRead, RefusesClaimsBeforeTheyCostMemory) {
     ImageOwner owner;
     ASSERT_EQ(read(black.bytes(), owner), 0);
     EXPECT_EQ(owner->height, 8000);
+}
+
+TEST(PngRead, KeepsPackedTextsWithinBounds) {
+    const std::string lines(7900000, 'v');  // what libpng unpacks of one chunk has its own limit
+    const Bytes one = zippedChunk("Comment", lines);
+    for (const auto& [count, code] : {std::pair{2U, 0}, {12U, -8}}) {
+        ImageOwner owner;
+        EXPECT_EQ(read(Png{.after = std::vector<Bytes>(count, one)}.bytes(), owner), code);
+        EXPECT_EQ(owner.image == nullptr, code != 0);
+    }
 }
 
 TEST(PngWrite, RoundTripsRasterPitchAndMetadata) {
@@ -334,6 +348,11 @@ TEST(PngWrite, NeverLosesALongMetadataTextSilently) {
         ASSERT_EQ(LumoReadImage(&back.image, name.c_str()), 0);
         EXPECT_NE(std::string(back->metaData).find(value), std::string::npos) << size;
     }
+    ImageOwner grown(1, 1);
+    ASSERT_EQ(LumoPngWriteStart(grown.image, name.c_str()), 0);
+    ASSERT_EQ(LumoPngWriteRows(grown.image), 0);
+    grown.set("Notes", "late", std::string(9000000, 'v').c_str());
+    EXPECT_EQ(LumoPngWriteEnd(grown.image), -16);
 }
 
 }  // namespace

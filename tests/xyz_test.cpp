@@ -1,8 +1,13 @@
 // XYZ images and raw pixel files: layouts, round trips, every way to fail.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <csignal>
 #include <cstring>
+#include <thread>
 #include <tuple>
 
 #include "image/image_info.h"
@@ -205,14 +210,14 @@ TEST(XyzWrite, FillsTheHeaderFromDefaultsAndMetadata) {
 
 TEST(XyzWrite, EightBitIsTheSquareRootCode) {
     const TempFolder folder;
-    ImageOwner owner(70, 300), back;
+    ImageOwner owner(701, 301), back;  // more than one block of the reader
     ASSERT_EQ(LumoWriteImage(owner.image, (folder / "a.png").c_str(), FormatXyz8), 0);
     const Bytes file = readFile(folder / "a.png");
-    ASSERT_EQ(file.size(), 256U + 70 * 300);
+    ASSERT_EQ(file.size(), 256U + 701 * 301);
     ASSERT_EQ(LumoReadImage(&back.image, (folder / "a.png").c_str()), 0);
     const int white = file[8] + 256 * file[9];
     const double k = 255 / std::sqrt(double(white)), factor = white / 65535.0;
-    for (std::size_t i = 0; i < 70 * 300; ++i) {
+    for (std::size_t i = 0; i < 701 * 301; ++i) {
         const int code = int(std::min(255.0, std::sqrt(double(owner->data[i])) * k));
         ASSERT_EQ(file[256 + i], code);
         ASSERT_EQ(back->data[i], int(code * code * factor));
@@ -229,13 +234,14 @@ TEST(Write, AnswersEveryFault) {
         {owner.image, lost + "xyz", 0, -16},       {owner.image, lost + "txt", 0, -16},
         {owner.image, lost + "xyz", 2, -16},       {owner.image, lost + "png", 0, -16},
         {owner.image, folder / "dir.xyz", 0, -16}, {owner.image, folder / "b.xyz", 0, -16},
-        {owner.image, folder / "b.xyz", 2, -16},   {owner.image, big + ".xyz", 0, -16},
-        {owner.image, big + ".png", 0, -16},       {owner.image, "/dev/full", 3, -16},
-        {owner.image, "/dev/full", 1, -16},        {bare.image, folder / "c.xyz", 0, -50},
-        {bare.image, folder / "c.png", 0, -50},    {nullptr, folder / "c.xyz", 0, -50},
-        {nullptr, folder / "c.png", 0, -50},       {owner.image, "noextension", 0, -1},
-        {owner.image, folder / "c.gif", 0, 0},     {owner.image, folder / "c.bmp", 0, 0},
-        {owner.image, folder / "c.xyz", 4, 0},     {owner.image, folder / "c.xyz", 99, 0}};
+        {owner.image, folder / "dir.xyz", 2, -1},  {owner.image, folder / "b.xyz", 2, -16},
+        {owner.image, big + ".xyz", 0, -16},       {owner.image, big + ".png", 0, -16},
+        {owner.image, "/dev/full", 3, -16},        {owner.image, "/dev/full", 1, -16},
+        {bare.image, folder / "c.xyz", 0, -50},    {bare.image, folder / "c.png", 0, -50},
+        {nullptr, folder / "c.xyz", 0, -50},       {nullptr, folder / "c.png", 0, -50},
+        {owner.image, "noextension", 0, -1},       {owner.image, folder / "c.gif", 0, 0},
+        {owner.image, folder / "c.bmp", 0, 0},     {owner.image, folder / "c.xyz", 4, 0},
+        {owner.image, folder / "c.xyz", 99, 0}};
     for (const auto& [image, name, format, code] : cases)
         EXPECT_EQ(LumoWriteImage(image, name.c_str(), format), code) << name;
     EXPECT_FALSE(std::filesystem::exists(folder / "c.xyz"));
@@ -259,6 +265,21 @@ TEST(Write, AnswersEveryFault) {
                   "3 LumoWriteImage extension invalid for auto format detect. File =noextension"}));
 }
 
+TEST(Write, TakesNamesUpToTheLongest) {
+    const TempFolder folder;
+    ImageOwner owner(3, 2);
+    for (const auto& [length, works] : {std::pair{1023U, true}, {1024U, false}}) {
+        for (const std::string end : {"a.xyz", "a.png"}) {
+            std::string name = folder / "";
+            name += std::string(length - name.size() - end.size(), '/') + end;
+            EXPECT_EQ(LumoWriteImage(owner.image, name.c_str(), 0), works ? 0 : -16);
+            EXPECT_EQ(LumoReadImage(&owner.image, name.c_str()), works ? 0 : -1);
+            EXPECT_EQ(LumoDeleteImage(name.c_str()), works ? 0 : -11);
+        }
+    }
+    EXPECT_FALSE(std::filesystem::exists(folder / "a.txt"));
+}
+
 Image8 image8Of(int width, int height, std::uint8_t* codes) {
     Image8 image{};
     image.width = width;
@@ -271,7 +292,7 @@ Image8 image8Of(int width, int height, std::uint8_t* codes) {
 TEST(RawFiles, WriteTurnedAndReadBack) {
     const TempFolder folder;
     std::string name = folder / "r.raw";
-    for (const auto& [width, height] : {std::pair{2, 1}, {3, 2}, {1, 7}, {33, 18}}) {
+    for (const auto& [width, height] : {std::pair{2, 1}, {3, 2}, {1, 7}, {33, 18}, {300, 250}}) {
         Raster raster = noise(width, height);
         Bytes codes(raster.pixels.begin(), raster.pixels.end());
         const Image8 image8 = image8Of(width, height, codes.data());
@@ -295,6 +316,32 @@ TEST(RawFiles, WriteTurnedAndReadBack) {
     Raster raster(3, 2, 0x0102);
     ASSERT_EQ(Write_Image(name.c_str(), raster.image()), 0);
     EXPECT_EQ(readFile(name), (Bytes{3, 0, 2, 0, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1, 2, 1}));
+}
+
+TEST(RawFiles, ASignalCutsNoReadShort) {
+    const TempFolder folder;
+    const std::string name = folder / "pipe.raw";
+    ASSERT_EQ(mkfifo(name.c_str(), 0600), 0);
+    const int pipe = open(name.c_str(), O_RDWR);
+    struct sigaction interrupt {
+    }, before{};
+    interrupt.sa_handler = [](int) {};  // without SA_RESTART
+    sigaction(SIGUSR1, &interrupt, &before);
+    const pthread_t reader = pthread_self();
+    std::thread writer([&] {
+        EXPECT_EQ(write(pipe, "\2\0\1\0\7", 5), 5);
+        for (int i = 0; i < 30; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            pthread_kill(reader, SIGUSR1);
+        }
+        EXPECT_EQ(write(pipe, "\0\x8\0", 3), 3);
+    });
+    OwnedImage read;
+    EXPECT_EQ(Read_Image(name.c_str(), &read), 0);
+    writer.join();
+    EXPECT_EQ(Raster(read), Raster(2, 1, {7, 8}));
+    sigaction(SIGUSR1, &before, nullptr);
+    close(pipe);
 }
 
 TEST(RawFiles, AnswerEveryFault) {

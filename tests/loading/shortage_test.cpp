@@ -149,6 +149,7 @@ Call convolution(bool inPlace, std::uint16_t side) {
 
 std::vector<Case> casesIn(const TempFolder& folder) {
     const std::string out = folder / "out.raw", table = folder / "table.cal";
+    const std::string png = folder / "out.png";
     const auto limits = [](Bench& at) {
         ImageValue value{};
         return Get_ImageValueLim(at.source.image(), &value, 1000, 1000);
@@ -171,6 +172,10 @@ std::vector<Case> casesIn(const TempFolder& folder) {
     };
     const auto gains = [table](Bench& at) {
         return CreateCalibrationData(at.owner.image, 5, 5, 20, 500, table.c_str());
+    };
+    const auto writeBegunTwice = [png](Bench& at) {
+        const int code = LumoPngWriteStart(at.owner.image, png.c_str());
+        return code != 0 ? code : LumoWriteImagePNG(at.owner.image, png.c_str());
     };
     const auto turn = [](Bench& at) { return LumoRotateImage(at.owner.image, 90); };
     return {
@@ -211,6 +216,7 @@ std::vector<Case> casesIn(const TempFolder& folder) {
         {"band on its own scale", command("type=gauss_fd2 ab1=2 preservezerofreq=1"), true},
         {"rotate", [](Bench& at) { return RotationNewImage(at.source.image(), &at.fresh, 7); }},
         {"shear", [](Bench& at) { return Shear(at.source.image(), &at.fresh, 7); }},
+        {"write", writeBegunTwice},
         {"quarter turn", turn},
         {"gains", gains},
         {"calibrate", calibrate},
