@@ -1,9 +1,9 @@
 // Arguments that several verbs take: regions and percentile limits, and rasters for the calls.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <optional>
 #include <string>
 
 #include "cli/error.h"
@@ -32,6 +32,19 @@ template <std::size_t count>
 [[nodiscard]] inline Roi parseRoi(const std::string& text) {
     const auto [x1, y1, x2, y2] = parseNumbers<4>("--roi", text);
     return {x1, y1, x2, y2};
+}
+
+/// Throws a CommandError for a region, corners in any order, that leaves the image.
+inline void requireInside(const lmImage& image, const Roi& roi, const std::string& file) {
+    const auto [left, right] = std::minmax(roi.x1, roi.x2);
+    const auto [top, bottom] = std::minmax(roi.y1, roi.y2);
+    if (left >= 0 && top >= 0 && right < image.width && bottom < image.height) return;
+    std::string text = file + ": --roi ";
+    for (const std::int32_t number : {roi.x1, roi.y1, roi.x2, roi.y2})
+        text += std::to_string(number) + ',';
+    text.back() = ' ';
+    throw CommandError(text + "leaves the image of " + std::to_string(image.width) + " x " +
+                       std::to_string(image.height) + " pixels");
 }
 
 /// Shares of the darkest and of the brightest pixels, in parts per million.

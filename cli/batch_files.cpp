@@ -20,13 +20,6 @@ bool isImageName(const std::string& name) {
         imageExtensions, [&](const char* extension) { return hasExtension(name, extension); });
 }
 
-/// The same for all names of one file or folder, whether it exists or not.
-fs::path identity(const fs::path& path) {
-    std::error_code error;
-    const fs::path found = fs::weakly_canonical(path, error);
-    return error ? fs::absolute(path, error).lexically_normal() : found;
-}
-
 /// A folder's own name, also of "." and "a/..".
 fs::path nameOf(const fs::path& folder) {
     const fs::path whole = identity(folder);

@@ -96,7 +96,10 @@ Status create(const Options& options) {
     check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
                                 staged.c_str()),
           options.table);
-    const std::vector<std::uint16_t> codes = readGainTable(staged, options.table).codes;
+    const GainTable table = readGainTable(staged, options.table);
+    const std::vector<std::uint16_t>& codes = table.codes;
+    const auto atHighest = std::ranges::count_if(
+        codes, [top = table.topCode()](std::uint16_t code) { return code >= top; });
     output.publish();
     Report report(options);
     report.add(options.table,
@@ -105,7 +108,7 @@ Status create(const Options& options) {
                 {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
                  countOf(reference->data, count, 0)},
                 {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
-                {"atHighestGain", "at the highest gain", countOf(codes.data(), count, 65535)}});
+                {"atHighestGain", "at the highest gain", atHighest}});
     report.end();
     return done;
 }
@@ -129,7 +132,7 @@ void correct(ImageHandle& image, const Options& options, const std::string& file
     const std::vector<std::uint16_t> source(
         image->data, image->data + std::size_t{image->width} * image->height);
     warnIfRepeated(image.get(), options, file);
-    check(CalibrateImage(image.get(), options.table.c_str()), options.table);
+    checkRead(CalibrateImage(image.get(), options.table.c_str()), options.table);
     counts = countCorrection(readGainTable(options.table, options.table), image->width,
                              image->height, source);
 }
@@ -157,7 +160,7 @@ Status apply(const Options& options) {
 
 Work setUpCalibrate(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.require_subcommand(1);
+    verb.require_subcommand(0, 1);
     CLI::App& create_ = *verb.add_subcommand("create", "Make a gain table from a flat exposure");
     create_.add_option("REF", options->reference, "Exposure without an object")->required();
     create_.add_option("OUT", options->table, "Calibration file to write")->required();
@@ -171,7 +174,11 @@ Work setUpCalibrate(CLI::App& verb) {
     addBatchOptions(apply_, *options, options->batch);
     for (CLI::App* each : {&create_, &apply_})
         each->add_flag("--json", options->json, "Tell what was done as JSON");
-    return [options, &create_] { return create_.parsed() ? create(*options) : apply(*options); };
+    return [options, &create_, &apply_] {
+        if (create_.parsed()) return create(*options);
+        if (apply_.parsed()) return apply(*options);
+        throw usageError("lumo calibrate: give create or apply");
+    };
 }
 
 }  // namespace lumo::cli

@@ -13,6 +13,7 @@ namespace lumo::cli {
 namespace {
 
 constexpr const char* section = "Image_X";
+constexpr std::uint64_t largestPitch = 1'000'000'000;  // nanometres: PNG's one pixel a metre
 
 /// Rewrites an entry that the metadata holds.
 void renew(lmImage* image, const char* key, std::uint32_t value, const std::string& file) {
@@ -73,10 +74,7 @@ void addStep(lmImage* image, const std::string& step, const std::string& file) {
 }
 
 void cropTo(ImageHandle& image, const Roi& region, const std::string& file) {
-    const auto [left, right] = std::minmax(region.x1, region.x2);
-    const auto [top, bottom] = std::minmax(region.y1, region.y2);
-    if (left < 0 || top < 0 || right >= image->width || bottom >= image->height)
-        throw CommandError(file + ": the region leaves the image");
+    requireInside(*image, region, file);
     Image source = rasterOf(*image), cropped{};
     check(Crop_Image(&source, &cropped, region), file);
     replaceRaster(image, cropped, 1, 1, file);
@@ -85,13 +83,19 @@ void cropTo(ImageHandle& image, const Roi& region, const std::string& file) {
 void replaceRaster(ImageHandle& image, Image raster, int factorX, int factorY,
                    const std::string& file) {
     const std::unique_ptr<Image, int (*)(Image*)> releasing(&raster, Destroy_Image);
+    const auto pitchX = std::uint64_t{image->pixelsizeX} * static_cast<std::uint64_t>(factorX);
+    const auto pitchY = std::uint64_t{image->pixelsizeY} * static_cast<std::uint64_t>(factorY);
+    if (std::max(pitchX, pitchY) > largestPitch)
+        throw CommandError(file + ": pixels of " + std::to_string(pitchX) + " x " +
+                           std::to_string(pitchY) + " nm would be larger than any format holds (" +
+                           std::to_string(largestPitch) + " nm)");
     lmImage* place = image.release();
     const int code = LumoResizeImageBuf(&place, raster.width, raster.height);
     image.reset(place);
     check(code, file);
     std::copy_n(raster.data, std::size_t{raster.width} * raster.height, image->data);
-    image->pixelsizeX *= static_cast<std::uint32_t>(factorX);
-    image->pixelsizeY *= static_cast<std::uint32_t>(factorY);
+    image->pixelsizeX = static_cast<std::uint32_t>(pitchX);
+    image->pixelsizeY = static_cast<std::uint32_t>(pitchY);
 }
 
 }  // namespace lumo::cli

@@ -12,29 +12,47 @@ namespace lumo::cli {
 namespace {
 
 constexpr int plotWidth = 1024, plotHeight = 480;
-constexpr int left = 100, top = 20, right = 40, bottom = 40;
-constexpr int ticks = 8, tickLength = 6, dot = 2;
+constexpr int tickLength = 6, dot = 2, mostTicks = 10;
+constexpr std::string_view longestNumber = "4294967295";
+constexpr int left = textWidth(longestNumber, dot) + 3 * tickLength;
+constexpr int top = 20, right = 60, bottom = 40;
 constexpr std::uint16_t grid = 52000, curve = 12000;
 
-/// A number that ends at x, or is centred on it.
-void writeNumber(Canvas& canvas, double value, int x, int y, bool centred) {
-    const std::string text = std::to_string(std::llround(value));
-    canvas.write(text, x - textWidth(text, dot) / (centred ? 2 : 1), y, dot);
+/// The smallest of 1, 2, 5, 10, 20, ... that leads over a length in few steps.
+std::int64_t tickStep(std::int64_t length) {
+    for (std::int64_t power = 1;; power *= 10)
+        for (const std::int64_t step : {power, 2 * power, 5 * power})
+            if (step * mostTicks >= length) return step;
 }
 
-void drawAxes(Canvas& canvas, const Chart& chart, double largest) {
+/// Where the horizontal axis shows the value of this index begin.
+int columnOf(std::int64_t index, std::int64_t count) {
+    return left + static_cast<int>((index * plotWidth + count - 1) / count);
+}
+
+void drawHorizontalAxis(Canvas& canvas, std::int64_t first, std::int64_t count) {
     constexpr int base = top + plotHeight;
-    for (int tick = 0; tick <= ticks; ++tick) {
-        const int x = left + plotWidth * tick / ticks, y = base - plotHeight * tick / ticks;
+    const std::int64_t step = tickStep(count);
+    for (std::int64_t tick = (first + step - 1) / step * step; tick <= first + count;
+         tick += step) {
+        const int x = columnOf(tick - first, count);
+        const std::string number = std::to_string(tick);
         canvas.fill(x, top, 1, plotHeight, grid);
-        canvas.fill(left, y, plotWidth, 1, grid);
         canvas.fill(x, base, 1, tickLength, ink);
+        canvas.write(number, x - textWidth(number, dot) / 2, base + 2 * tickLength, dot);
+    }
+}
+
+void drawVerticalAxis(Canvas& canvas, std::int64_t largest) {
+    constexpr int base = top + plotHeight;
+    const std::int64_t step = tickStep(largest);
+    for (std::int64_t tick = 0; tick <= largest; tick += step) {
+        const int y = base - static_cast<int>(tick * plotHeight / largest);
+        const std::string number = std::to_string(tick);
+        canvas.fill(left, y, plotWidth, 1, grid);
         canvas.fill(left - tickLength, y, tickLength, 1, ink);
-        const double part = static_cast<double>(tick) / ticks;
-        writeNumber(canvas, chart.first + (chart.last - chart.first) * part, x,
-                    base + 2 * tickLength, true);
-        writeNumber(canvas, largest * part, left - 2 * tickLength, y - glyphHeight * dot / 2,
-                    false);
+        canvas.write(number, left - 2 * tickLength - textWidth(number, dot),
+                     y - glyphHeight * dot / 2, dot);
     }
     canvas.fill(left, base, plotWidth, 1, ink);
     canvas.fill(left, top, 1, plotHeight, ink);
@@ -68,7 +86,8 @@ void writeChart(const Chart& chart, const std::string& file, bool force) {
     requirePictureName(file);
     const double largest = std::max(std::ranges::max(chart.values), 1.0);
     Canvas canvas(left + plotWidth + right, top + plotHeight + bottom, white);
-    drawAxes(canvas, chart, largest);
+    drawHorizontalAxis(canvas, chart.first, std::ssize(chart.values));
+    drawVerticalAxis(canvas, std::llround(largest));
     drawValues(canvas, chart, largest);
     writePicture(canvas.image(), Coding::linear, file, force);
 }

@@ -8,7 +8,7 @@ namespace lumo::cli {
 
 struct Chart {
     std::vector<double> values;  ///< 0 or more, left to right, at least one
-    double first, last;          ///< what the horizontal axis begins and ends with
+    int first;                   ///< what the first value belongs to; the others follow one by one
     bool filled;                 ///< down to the axis, else a line
 };
 

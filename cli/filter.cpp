@@ -97,7 +97,8 @@ std::vector<Command> gatherCommands(const Options& options) {
     texts.insert(texts.end(), options.commands.begin(), options.commands.end());
     for (const std::string& text : texts)
         if (!text.empty()) commands.push_back({text, text});
-    if (commands.empty()) throw usageError("lumo filter: no command; give one, or --script FILE");
+    if (commands.empty())
+        throw usageError("lumo filter: no command; give one behind the files, or --script FILE");
     return commands;
 }
 

@@ -26,6 +26,13 @@ std::vector<std::uint16_t> readWords(std::istream& in, std::size_t count) {
 
 }  // namespace
 
+int GainTable::topCode() const {
+    constexpr int largest = 65535;
+    if (minPercent >= maxPercent) return largest;
+    const double scale = largest / (highest() - lowest());
+    return static_cast<int>((highest() - lowest()) * scale);
+}
+
 GainTable readGainTable(const std::string& file, const std::string& shownAs) {
     std::ifstream in(file, std::ios::binary);
     const std::vector<std::uint16_t> header = readWords(in, headerSize / 2);
@@ -41,9 +48,8 @@ GainTable readGainTable(const std::string& file, const std::string& shownAs) {
 CorrectionCounts countCorrection(const GainTable& table, int width, int height,
                                  const std::vector<std::uint16_t>& source) {
     const int columns = std::min(width, table.width), rows = std::min(height, table.height);
-    const double lowest = static_cast<float>(table.minPercent) / 100.0F;
-    const double highest = static_cast<float>(table.maxPercent) / 100.0F;
-    const double step = (highest - lowest) / 65535.0;
+    const double lowest = table.lowest(), step = (table.highest() - lowest) / 65535.0;
+    const int topCode = table.topCode();
     CorrectionCounts counts{};
     counts.corrected = std::int64_t{columns} * rows;
     counts.beyondTable = std::int64_t{width} * height - counts.corrected;
@@ -58,7 +64,7 @@ CorrectionCounts countCorrection(const GainTable& table, int width, int height,
             const auto gain = static_cast<float>(code * step + lowest);
             counts.clamped += pixel * static_cast<double>(gain) >= 65536.0;
             counts.atLowestGain += code == 0;
-            counts.atHighestGain += code == 65535;
+            counts.atHighestGain += code >= topCode;
         }
     return counts;
 }

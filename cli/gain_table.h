@@ -12,7 +12,12 @@ namespace lumo::cli {
 struct GainTable {
     int width, height;
     std::uint16_t minPercent, maxPercent;
-    std::vector<std::uint16_t> codes;  ///< 0 the lowest gain, 65535 the highest
+    std::vector<std::uint16_t> codes;  ///< 0 the lowest gain, topCode() and above the highest
+
+    [[nodiscard]] double lowest() const { return static_cast<float>(minPercent) / 100.0F; }
+    [[nodiscard]] double highest() const { return static_cast<float>(maxPercent) / 100.0F; }
+    /// What the highest gain is coded as: 65535, or 65534 by a rounding before the cut.
+    [[nodiscard]] int topCode() const;
 };
 
 /// `shownAs` is the file's name in errors.

@@ -103,6 +103,12 @@ ImageOutput::ImageOutput(const OutputOptions& options)
       force_(options.force),
       format_(chooseFormat(options)) {
     checkName(options, format_, extensionOf(path_.name));
+    requirePlace(path_.folder, names(), force_);
+}
+
+std::vector<std::string> ImageOutput::names() const {
+    if (format_ == FormatPng || format_ == FormatTxt) return {path_.name};
+    return {withLastThree(path_.name, "txt"), path_.name};
 }
 
 void ImageOutput::save(lmImage* image) {
@@ -113,7 +119,7 @@ void ImageOutput::save(lmImage* image) {
 }
 
 void ImageOutput::savePng(lmImage* image) {
-    StagedOutput staged(path_.folder, {path_.name}, {}, force_);
+    StagedOutput staged(path_.folder, names(), {}, force_);
     check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), FormatPng), file_);
     tellPngLosses(*image, file_);
     staged.publish();
@@ -121,12 +127,11 @@ void ImageOutput::savePng(lmImage* image) {
 
 void ImageOutput::saveXyz(lmImage* image) {
     const bool alone = format_ == FormatTxt;
-    const std::string info = withLastThree(path_.name, "txt");
     // Alone, an information file cannot be read back: pixels that are dropped go with it.
     const std::string pixels = alone ? withLastThree(path_.name, "xyz") : path_.name;
-    using Names = std::vector<std::string>;
-    StagedOutput staged(path_.folder, alone ? Names{info} : Names{info, pixels},
-                        alone ? Names{pixels} : Names{}, force_);
+    std::vector<std::string> scratch;
+    if (alone) scratch.push_back(pixels);
+    StagedOutput staged(path_.folder, names(), scratch, force_);
     if (alone) check(LumoWriteImage(image, staged.pathOf(pixels).c_str(), FormatXyz), file_);
     check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), format_), file_);
     if (format_ == FormatXyz8)

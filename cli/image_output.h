@@ -38,11 +38,16 @@ inline constexpr const char* imageExtensions[] = {"png", "xyz", "raw"};
 /// The files that an image of this name consists of: beside PNG an information file belongs to it.
 [[nodiscard]] std::vector<std::string> partsOf(const std::string& file);
 
-/// An image file to come. Throws a usage error where the library would write something else than
-/// the name and the format promise.
+/// An image file to come.
 class ImageOutput {
 public:
+    /// Throws a usage error where the library would write something else than the name and the
+    /// format promise, and a CommandError if the place is taken or cannot be written to.
     explicit ImageOutput(const OutputOptions& options);
+
+    /// The names that the files will have, without their folder; the user's own is the last.
+    [[nodiscard]] std::vector<std::string> names() const;
+    [[nodiscard]] const std::string& folder() const { return path_.folder; }
 
     /// Writes the image and tells what the format does not hold of it.
     void save(lmImage* image);

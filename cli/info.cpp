@@ -31,13 +31,12 @@ struct Facts {
     std::string extendedHeader;
 };
 
-/// What the file begins with; the library reads all that is not PNG as XYZ.
 const char* formatOf(const std::string& file) {
-    char start[8] = {};
+    if (isPng(file)) return "PNG";
+    char start[4] = {};
     std::ifstream(file, std::ios::binary).read(start, sizeof start);
-    const std::string_view bytes(start, sizeof start);
-    if (bytes == "\x89PNG\r\n\x1A\n") return "PNG";
-    return bytes.starts_with(std::string_view("\xFF\xFF\0\0", 4)) ? "XYZ, 8-bit" : "XYZ, 16-bit";
+    const bool codes = std::string_view(start, sizeof start) == std::string_view("\xFF\xFF\0\0", 4);
+    return codes ? "XYZ, 8-bit" : "XYZ, 16-bit";
 }
 
 Facts gather(const std::string& file) {
@@ -170,7 +169,7 @@ struct Options {
 Status run(const Options& options) {
     JsonWriter json(std::cout);
     if (options.asJson) json.beginArray();
-    const Status status = forEachFile(options.files, [&](const std::string& file) {
+    const Status status = forEach(options.files, [&](const std::string& file) {
         const Facts facts = gather(file);
         if (options.asJson)
             writeJson(json, facts);

@@ -17,13 +17,13 @@ inline void addInputOption(CLI::App& verb, std::vector<std::string>& files) {
     verb.add_option("FILE", files, "Image files to read")->required();
 }
 
-/// Runs the work for each of the files; one that fails is told, the others go on.
-template <class WorkOnFile>
-[[nodiscard]] Status forEachFile(const std::vector<std::string>& files, WorkOnFile work) {
+/// Runs the work for each file, or part of one; one that fails is told, the others go on.
+template <class Item, class WorkOnItem>
+[[nodiscard]] Status forEach(const std::vector<Item>& items, WorkOnItem work) {
     Status status = done;
-    for (const std::string& file : files) {
+    for (const Item& item : items) {
         try {
-            work(file);
+            work(item);
         } catch (const CommandError& error) {
             printMessage(error.what());
             status = failed;

@@ -21,6 +21,12 @@ using ImageHandle = std::unique_ptr<lmImage, ImageDeleter>;
 /// Throws libraryError() for a negative code.
 void check(int code, const std::string& file);
 
+/// The same with a reason, after reading the file.
+void checkRead(int code, const std::string& file);
+
+/// Whether the file begins as PNG files do; the library reads all others as XYZ.
+[[nodiscard]] bool isPng(const std::string& file);
+
 [[nodiscard]] ImageHandle readImage(const std::string& file);
 
 /// `file` is only named in errors.

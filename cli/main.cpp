@@ -49,14 +49,32 @@ Status explain(const CLI::App& program, const CLI::ParseError& error) {
         program.exit(error);
         return done;
     }
-    std::string verb;
-    for (const CLI::App* chosen : program.get_subcommands()) verb = ' ' + chosen->get_name();
-    printMessage("lumo" + verb + ": " + error.what());
-    printMessage("Try: lumo" + verb + " --help");
+    const CLI::App* verb = &program;
+    std::string name = "lumo";
+    while (verb->remaining().empty() && !verb->get_subcommands().empty()) {
+        verb = verb->get_subcommands().front();
+        name += ' ' + verb->get_name();
+    }
+    // Told first, even if something is missing too: a misspelt option explains that.
+    const std::vector<std::string> unexpected = verb->remaining();
+    std::string text = unexpected.empty() ? error.what() : "not expected:";
+    for (const std::string& argument : unexpected) text += ' ' + argument;
+    if (verb == &program && !unexpected.empty() && !unexpected.front().starts_with('-'))
+        text = "there is no verb " + unexpected.front();
+    printMessage(name + ": " + text);
+    printMessage("Try: " + name + " --help");
     return wrongCommandLine;
 }
 
+/// No verb, file or option is an empty text; a script's variable without a value is.
+void refuseEmpty(int count, char** arguments) {
+    for (int i = 1; i < count; ++i)
+        if (*arguments[i] == '\0')
+            throw usageError("lumo: argument " + std::to_string(i) + " is empty");
+}
+
 Status run(int count, char** arguments) {
+    refuseEmpty(count, arguments);
     CLI::App program("Image processing for 16-bit greyscale radiographs.", "lumo");
     program.set_version_flag("--version", [] { return std::string("lumo ") + LumoGetVersion(); });
     program.require_subcommand(0, 1);  // none is told below, in words of our own

@@ -17,6 +17,8 @@
 
 namespace lumo::cli {
 
+namespace fs = std::filesystem;
+
 namespace {
 
 constexpr const char* privatePrefix = ".lumo-";
@@ -77,16 +79,38 @@ CommandError existsError(const std::string& file) {
     return CommandError(file + ": exists already; --force replaces it");
 }
 
+void refuseExisting(const std::string& file, bool force) {
+    struct stat status {};
+    if (lstat(file.c_str(), &status) != 0) return;
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
+        throw CommandError(file + ": is not a file that could be replaced");
+    if (!force) throw existsError(file);
+}
+
 bool linksUnsupported(int error) {
     return error == EPERM || error == EOPNOTSUPP || error == ENOSYS;
 }
 
 }  // namespace
 
+fs::path identity(const fs::path& path) {
+    std::error_code error;
+    // Absolute first: of a relative path that begins with nothing that exists, no more is resolved.
+    const fs::path whole = fs::absolute(path, error);
+    const fs::path found = fs::weakly_canonical(whole, error);
+    return error ? whole.lexically_normal() : found;
+}
+
+void requirePlace(const std::string& folder, const std::vector<std::string>& names, bool force) {
+    if (access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) != 0)
+        throw systemError(folder + names.back());
+    for (const std::string& name : names) refuseExisting(folder + name, force);
+}
+
 StagedOutput::StagedOutput(const std::string& folder, const std::vector<std::string>& names,
                            const std::vector<std::string>& scratch, bool force)
     : folder_(folder), names_(names), force_(force) {
-    for (const std::string& name : names) refuseExisting(folder + name);
+    requirePlace(folder, names, force);
     catchInterrupts();
     const DeferredInterrupts waiting;
     std::string pattern = folder + privatePrefix + "XXXXXX";
@@ -111,14 +135,6 @@ StagedOutput::~StagedOutput() {
     pendingFolder = nullptr;
 }
 
-void StagedOutput::refuseExisting(const std::string& file) const {
-    struct stat status {};
-    if (lstat(file.c_str(), &status) != 0) return;
-    if (!force_) throw existsError(file);
-    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode))
-        throw CommandError(file + ": is not a file that could be replaced");
-}
-
 void StagedOutput::move(const std::string& name) const {
     const std::string from = pathOf(name), to = folder_ + name;
     // A link, unlike a rename, never replaces what somebody else has put there meanwhile.
@@ -126,7 +142,7 @@ void StagedOutput::move(const std::string& name) const {
         if (link(from.c_str(), to.c_str()) == 0) return;
         if (errno == EEXIST) throw existsError(to);
         if (!linksUnsupported(errno)) throw systemError(to);
-        refuseExisting(to);
+        refuseExisting(to, false);
     }
     if (std::rename(from.c_str(), to.c_str()) != 0) throw systemError(to);
 }

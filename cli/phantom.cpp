@@ -1,9 +1,11 @@
 // The verb `phantom`: a synthetic radiograph, so that every feature can be tried without a patient.
+#include <charconv>
 #include <memory>
 
 #include "cli/command.h"
 #include "cli/image_output.h"
 #include "cli/library.h"
+#include "cli/output.h"
 #include "cli/phantom_model.h"
 #include "cli/raster.h"
 
@@ -20,6 +22,14 @@ struct Options {
     std::uint64_t seed = 1;
     std::uint32_t pitch = 100000;  // nanometres
 };
+
+/// Nothing if the text is a number of 64 bits; what is too large, the parser would cut.
+std::string wholeNumber(const std::string& text) {
+    std::uint64_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    return error == std::errc() && rest == end ? "" : text + " is no whole number of 64 bits";
+}
 
 void setMetadata(lmImage* image, const std::string& step, const std::string& file) {
     const RasterSummary summary = summarize(*image);
@@ -57,6 +67,13 @@ ImageHandle make(const Options& options, Render render, const std::string& step,
     return image;
 }
 
+bool haveOneFileTwice(const ImageOutput& a, const ImageOutput& b) {
+    for (const std::string& name : a.names())
+        for (const std::string& other : b.names())
+            if (identity(a.folder() + name) == identity(b.folder() + other)) return true;
+    return false;
+}
+
 Status run(const Options& options) {
     ImageOutput output(options.output);
     const std::string step = stepOf(options), &flatField = options.flatField;
@@ -64,9 +81,9 @@ Status run(const Options& options) {
         output.save(make(options, renderPhantom, step, options.output.file).get());
         return done;
     }
-    if (flatField == options.output.file)
-        throw usageError("lumo phantom: --detector needs another file than OUT");
     ImageOutput flatOutput({flatField, options.output.formatName, options.output.force});
+    if (haveOneFileTwice(output, flatOutput))
+        throw usageError("lumo phantom: --detector needs another file than OUT");
     const ImageHandle exposure = make(options, renderExposure, step, options.output.file);
     flatOutput.save(make(options, renderFlatField, "flat field of " + step, flatField).get());
     output.save(exposure.get());
@@ -85,7 +102,7 @@ Work setUpPhantom(CLI::App& verb) {
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
     verb.add_option("--seed", options->seed, "Of the noise, and of the detector")
-        ->check(CLI::NonNegativeNumber)
+        ->check(wholeNumber)
         ->capture_default_str();
     verb.add_option("--pitch", options->pitch, "Of the pixels, in nanometres")
         ->check(CLI::Range(1, 1'000'000'000))

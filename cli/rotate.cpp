@@ -35,13 +35,16 @@ std::string exactText(double angle) {
 
 using Turn = int (*)(Image, Image*, double);
 
+void requireSquarePixels(const lmImage& image, const std::string& file) {
+    if (image.pixelsizeX == image.pixelsizeY) return;
+    throw CommandError(
+        file + ": its pixels are not as wide as high (" + std::to_string(image.pixelsizeX) +
+        " and " + std::to_string(image.pixelsizeY) + " nm), so only quarter turns keep it true");
+}
+
 void turn(ImageHandle& image, Turn operation, const char* name, double angle,
           const std::string& file) {
-    if (image->pixelsizeX != image->pixelsizeY)
-        throw CommandError(file + ": its pixels are not as wide as high (" +
-                           std::to_string(image->pixelsizeX) + " and " +
-                           std::to_string(image->pixelsizeY) +
-                           " nm), so only quarter turns keep it true");
+    requireSquarePixels(*image, file);
     Image turned{};
     check(operation(rasterOf(*image), &turned, angle), file);
     replaceRaster(image, turned, 1, 1, file);
@@ -49,6 +52,7 @@ void turn(ImageHandle& image, Turn operation, const char* name, double angle,
 }
 
 double estimatedAngle(const lmImage& image, const std::string& file) {
+    requireSquarePixels(image, file);
     constexpr int exposed =
         8000;  // grey values above belong to the area whose edges are looked for
     ImageValue value{};

@@ -21,16 +21,30 @@ struct Options {
     bool csv = false, json = false;
 };
 
+/// What is measured: the whole image or a region, and its extremes or limits.
+struct Region {
+    std::string text;
+    Roi roi{};
+    bool whole = false;
+};
+
 struct Row {
-    std::string file, region;
+    const std::string& file;
+    const std::string& region;
     ImageValue value;
 };
 
-/// Writes rows in one of three forms, the first one under a head.
+/// Writes a head and rows in one of three forms. Between limits there is no deviation.
 class Report {
 public:
-    explicit Report(const Options& options) : csv_(options.csv), json_(options.json) {
-        if (json_) writer_.beginArray();
+    explicit Report(const Options& options)
+        : csv_(options.csv), json_(options.json), hasSigma_(options.limits.empty()) {
+        if (json_)
+            writer_.beginArray();
+        else
+            std::cout << (csv_ ? "file,region,min,max,mean,sigma\n"
+                               : "   min    max        mean       sigma  region                "
+                                 "file\n");
     }
     void add(const Row& row) {
         if (json_)
@@ -45,22 +59,22 @@ public:
     }
 
 private:
-    void addHead(const char* head) {
-        if (first_) std::cout << head;
-        first_ = false;
+    [[nodiscard]] std::string sigmaOf(const Row& row, int decimals) const {
+        char text[64] = "";
+        if (hasSigma_) std::snprintf(text, sizeof text, "%.*f", decimals, row.value.sigma);
+        return text;
     }
     void addCsv(const Row& row) {
-        addHead("file,region,min,max,mean,sigma\n");
         char figures[128];
-        std::snprintf(figures, sizeof figures, ",%u,%u,%.6f,%.6f\n", row.value.min, row.value.max,
-                      row.value.mean, row.value.sigma);
-        std::cout << csvField(row.file) << ',' << csvField(row.region) << figures;
+        std::snprintf(figures, sizeof figures, ",%u,%u,%.6f,", row.value.min, row.value.max,
+                      row.value.mean);
+        std::cout << csvField(row.file) << ',' << csvField(row.region) << figures << sigmaOf(row, 6)
+                  << '\n';
     }
     void addLine(const Row& row) {
-        addHead("   min    max        mean       sigma  region                file\n");
         char figures[128];
-        std::snprintf(figures, sizeof figures, "%6u %6u %11.3f %11.3f  %-20s  ", row.value.min,
-                      row.value.max, row.value.mean, row.value.sigma, row.region.c_str());
+        std::snprintf(figures, sizeof figures, "%6u %6u %11.3f %11s  %-20s  ", row.value.min,
+                      row.value.max, row.value.mean, sigmaOf(row, 3).c_str(), row.region.c_str());
         std::cout << figures << printable(row.file) << '\n';
     }
     void addObject(const Row& row) {
@@ -70,46 +84,54 @@ private:
         writer_.entry("min", row.value.min);
         writer_.entry("max", row.value.max);
         writer_.entry("mean", row.value.mean, 6);
-        writer_.entry("sigma", row.value.sigma, 6);
+        if (hasSigma_) writer_.entry("sigma", row.value.sigma, 6);
         writer_.end();
     }
 
-    bool csv_, json_, first_ = true;
+    bool csv_, json_, hasSigma_;
     JsonWriter writer_{std::cout};
 };
 
-ImageValue measure(const Image& raster, const std::string& region, const Options& options,
+std::vector<Region> regionsOf(const Options& options) {
+    if (options.regions.empty()) return {{"all", {}, true}};
+    std::vector<Region> regions;
+    for (const std::string& text : options.regions) regions.push_back({text, parseRoi(text)});
+    return regions;
+}
+
+ImageValue measure(const lmImage& image, const Region& region, const Limits* limits,
                    const std::string& file) {
-    const bool whole = region == "all";
-    const Roi roi = whole ? Roi{} : parseRoi(region);
-    const Limits limits = options.limits.empty() ? Limits{} : parseLimits(options.limits);
+    const Image raster = rasterOf(image);
+    if (!region.whole) requireInside(image, region.roi, file);
     ImageValue value{};
     int code = 0;
-    if (options.limits.empty())
-        code = whole ? Get_ImageValue(raster, &value) : Get_ImageValueRoi(raster, roi, &value);
+    if (limits == nullptr)
+        code = region.whole ? Get_ImageValue(raster, &value)
+                            : Get_ImageValueRoi(raster, region.roi, &value);
     else
-        code = whole ? Get_ImageValueLim(raster, &value, limits.low, limits.high)
-                     : Get_ImageValueLimRoi(raster, roi, &value, limits.low, limits.high);
-    check(code, whole ? file : file + " --roi " + region);
+        code = region.whole
+                   ? Get_ImageValueLim(raster, &value, limits->low, limits->high)
+                   : Get_ImageValueLimRoi(raster, region.roi, &value, limits->low, limits->high);
+    check(code, file);
     return value;
 }
 
 Status stats(const Options& options) {
-    for (const std::string& region : options.regions) (void)parseRoi(region);
-    if (!options.limits.empty()) (void)parseLimits(options.limits);
-    const std::vector<std::string> regions =
-        options.regions.empty() ? std::vector<std::string>{"all"} : options.regions;
+    const std::vector<Region> regions = regionsOf(options);
+    const bool limited = !options.limits.empty();
+    const Limits limits = limited ? parseLimits(options.limits) : Limits{};
     Report report(options);
     Status status = done;
-    for (const std::string& region : regions) {
-        const Status part = forEachFile(options.files, [&](const std::string& file) {
-            const ImageHandle image = readImage(file);
-            report.add({file, region, measure(rasterOf(*image), region, options, file)});
+    const Status readStatus = forEach(options.files, [&](const std::string& file) {
+        const ImageHandle image = readImage(file);
+        const Status measured = forEach(regions, [&](const Region& region) {
+            const ImageValue value = measure(*image, region, limited ? &limits : nullptr, file);
+            report.add({file, region.text, value});
         });
-        if (part != done) status = part;
-    }
+        if (measured != done) status = measured;
+    });
     report.end();
-    return status;
+    return readStatus == done ? status : readStatus;
 }
 
 }  // namespace
@@ -131,7 +153,7 @@ Work setUpDose(CLI::App& verb) {
     const auto files = std::make_shared<std::vector<std::string>>();
     addInputOption(verb, *files);
     return [files] {
-        return forEachFile(*files, [](const std::string& file) {
+        return forEach(*files, [](const std::string& file) {
             const ImageHandle image = readImage(file);
             const Image raster = rasterOf(*image);
             std::int32_t indicator = 0;

@@ -26,7 +26,13 @@
 namespace lumo {
 namespace {
 
-constexpr int tileColumns = 256, tileRows = 128;
+constexpr int tileRows = 128;
+/// Wide tiles of large windows, as each begins anew at the left; narrow ones of small windows, as
+/// walks are longer the more grey values a tile has.
+constexpr int tileColumnsFor(int n) {
+    return std::max(256, 2 * n);
+}
+
 constexpr int mostWindows = 16;
 /// Bins that a walk passes at once when they are empty.
 constexpr int stride = 4;
@@ -244,6 +250,7 @@ void WindowGroup::moveMedian(int window) {
 void medianByHistogram(Source source, Target target, int n) {
     const int columns = source.width - n, rows = source.height - n;
     const int together = std::clamp(static_cast<int>(std::lround(std::sqrt(n))), 1, mostWindows);
+    const int tileColumns = tileColumnsFor(n);
     TileRanks tile(std::min(tileColumns, columns) + n, std::min(tileRows, rows) + n);
     WindowGroup group(n);
     for (int y = 0; y < rows; y += tileRows)

@@ -109,6 +109,44 @@ Window windowOf(const Histogram& histogram, Extent extent, std::uint64_t pixels)
 /// Side of the squares that are turned over at once: their rows stay in the cache.
 constexpr int block = 32;
 
+constexpr int squareSide = 8;
+
+/// Element (i, j) of `to` = element (j, i) of `from`. Each round puts the elements of two rows side
+/// by side in turn, which moves the highest bit of a row's number to the lowest of the column's:
+/// after three of them rows and columns have changed places.
+LUMO_INLINE void transposeSquare(const std::uint16_t* from, std::ptrdiff_t fromStride,
+                                 std::uint16_t* to, std::ptrdiff_t toStride) {
+    using Row = Vector<std::uint16_t, squareSide * sizeof(std::uint16_t)>;
+    Row rows[squareSide], mixed[squareSide];
+    for (int i = 0; i < squareSide; ++i) load(rows[i], from + i * fromStride);
+    for (int round = 0; round < 3; ++round) {
+        for (int i = 0; i < squareSide / 2; ++i) {
+            const Row &a = rows[i], &b = rows[i + squareSide / 2];
+            mixed[2 * i] = __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+            mixed[2 * i + 1] = __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+        }
+        std::copy_n(mixed, squareSide, rows);
+    }
+    for (int i = 0; i < squareSide; ++i) store(rows[i], to + i * toStride);
+}
+
+/// The same for a block with `columns` elements in each of its `rows`.
+void transpose(const std::uint16_t* from, std::ptrdiff_t fromStride, int columns, int rows,
+               std::uint16_t* to, std::ptrdiff_t toStride) {
+    for (int y = 0; y < rows; y += squareSide)
+        for (int x = 0; x < columns; x += squareSide) {
+            const std::uint16_t* corner = from + y * fromStride + x;
+            std::uint16_t* target = to + x * toStride + y;
+            if (x + squareSide <= columns && y + squareSide <= rows) {
+                transposeSquare(corner, fromStride, target, toStride);
+                continue;
+            }
+            for (int j = 0; j < std::min(squareSide, rows - y); ++j)
+                for (int i = 0; i < std::min(squareSide, columns - x); ++i)
+                    target[i * toStride + j] = corner[j * fromStride + i];
+        }
+}
+
 LUMO_INLINE void convertBody(const float* values, int count, double offset, double factor,
                              std::uint16_t* to) {
     for (int i = 0; i < count; ++i) {
@@ -133,22 +171,20 @@ void storeTransposed(Target destination, const float* buffer, const FftLayout& l
             for (int i = 0; i < columns; ++i)
                 convert(buffer + std::ptrdiff_t{x + i} * layout.rowStride + y, rows, offset, factor,
                         pixels[i]);
-            for (int j = 0; j < rows; ++j)
-                for (int i = 0; i < columns; ++i) destination.row(y + j)[x + i] = pixels[i][j];
+            transpose(pixels[0], block, rows, columns, destination.row(y) + x, destination.width);
         }
 }
 
 /// Elements (x, y) = pixels (x, y) of the image.
 void fillTransposed(Source source, float* buffer, const FftLayout& layout) {
+    std::uint16_t pixels[block][block];
     for (int y = 0; y < source.height; y += block)
         for (int x = 0; x < source.width; x += block) {
             const int columns = std::min(block, source.width - x);
             const int rows = std::min(block, source.height - y);
-            for (int i = 0; i < columns; ++i) {
-                float* to = layout.row(buffer, x + i) + y;
-                const std::uint16_t* from = source.row(y) + x + i;
-                for (int j = 0; j < rows; ++j) to[j] = from[std::ptrdiff_t{j} * source.width];
-            }
+            transpose(source.row(y) + x, source.width, columns, rows, pixels[0], block);
+            for (int i = 0; i < columns; ++i)
+                std::copy_n(pixels[i], rows, layout.row(buffer, x + i) + y);
         }
 }
 

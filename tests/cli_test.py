@@ -63,11 +63,12 @@ class Program(unittest.TestCase):
             ["convert", "in.png", "a.tiff", "--format", "xyz"], ["convert", "in.png", "a.txt", "--format", "raw"],
             ["convert", "in.png", "a.xyz", "--format", "txt"], ["convert", "in.png", "a.TXT"],
             ["phantom", "a.png", "--width", "0"], ["phantom", "a.png", "--seed", "-1"], ["phantom", "a.png", "--detector", "a.png"],
-            ["phantom", "a.png", "--detector", "a.gif"],
+            ["phantom", "a.png", "--detector", "a.gif"], ["phantom", "a.png", "--detector", "./a.png", "--force"],
+            ["phantom", "a.xyz", "--detector", "a.raw"], ["phantom", "a.png", "--seed", "99999999999999999999"],
             ["preview", "in.png", "a.jpg"], ["preview", "in.png", "a.png", "--width", "0"],
             ["sheet", "a.png"], ["sheet", "in.png", "a.jpg"], ["sheet", "in.png", "a.png", "--roi", "1,2"],
             ["stats", "in.png", "--csv", "--json"], ["stats", "in.png", "--roi", "1,2,3"], ["stats", "in.png", "--limits", "1"],
-            ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
+            ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--lo", "9", "--hi", "8"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
             ["profile", "in.png", "--axis", "x"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
             ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
             ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
@@ -87,6 +88,13 @@ class Program(unittest.TestCase):
             out, err = self.run_lumo(*arguments, status=2)
             self.assertEqual((out, self.files()), ("", ["in.png"]), arguments)
             self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--")), err)
+        for arguments, reason in (
+            (["info", "--nosuch"], "lumo info: not expected: --nosuch\n"), (["--nosuch", "info"], "lumo: not expected: --nosuch\n"),
+            (["nosuch", "in.png"], "lumo: there is no verb nosuch\n"), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
+            (["crop", "in.png", "a.png", "--roi", "1", "2", "3"], "lumo crop: not expected: 2 3\n"),
+            (["convert", "", "a.png"], "lumo: argument 2 is empty\n"), (["stats", "in.png", "--limits", ""], "lumo: argument 4 is empty\n"),
+        ):
+            self.assertTrue(self.run_lumo(*arguments, status=2)[1].startswith(reason), arguments)
         for question in (["--help"], ["--version"], ["convert", "--help"]):
             self.assertEqual(self.run_lumo(*question)[1], "")
 
@@ -97,7 +105,15 @@ class Program(unittest.TestCase):
         out, err = self.run_lumo("info", "no\n.png", "in.png", "cut.xyz", "--json", status=1)
         self.assertEqual([image["file"] for image in json.loads(out)], ["in.png"])
         self.assertRegex(err, r"^no\\x0A\.png: -1 [^\n]+\ncut\.xyz: -50 [^\n]+\n$")
-        self.assertRegex(self.run_lumo("convert", "in.png", "no/a.png", status=1)[1], r"^no/a\.png: -16 [^\n]+\n$")
+        with open(os.path.join(self.folder, "a.jpg"), "w") as file:
+            file.write(99 * "?")
+        for file, reason in (("no.png", "-1 .* \\(No such file or directory\\)"), (".", "-1 .* \\(a folder\\)"),
+                             ("a.jpg", "-50 .* \\(read as XYZ, as it is no PNG file\\)")):
+            self.assertRegex(self.run_lumo("info", file, status=1)[1], "^" + re.escape(file) + ": " + reason + "\n$")
+        before = self.files()
+        for arguments in (["convert", "in.png", "no/a.png"], ["phantom", "no/a.png", "--detector", "flat.png"]):
+            self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^no/a\.png: -16 [^\n]+\n$")
+        self.assertEqual(self.files(), before)
 
     def test_round_trips_keep_pixels_pitch_and_entries(self):
         _, err = self.phantom("a.png", "--pitch", "115000", "--seed", "7")
@@ -148,14 +164,16 @@ class Program(unittest.TestCase):
         os.unlink(os.path.join(self.folder, "b.xyz"))
         before = {file: self.read(file) for file in self.files()}
         for arguments in (["phantom", "a.png", "--width", "9"], ["phantom", "b.xyz", "--width", "9"],
-                          ["convert", "a.png", "b.txt"], ["preview", "a.png", "a.png"]):
+                          ["convert", "a.png", "b.txt"], ["preview", "a.png", "a.png"],
+                          ["phantom", "a.png", "--detector", "flat.png"]):
             self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^[ab]\.\w+: exists already")
         self.assertEqual({file: self.read(file) for file in self.files()}, before)
         self.phantom("b.xyz", "--force", size=(9, 5))
         self.run_lumo("convert", "b.xyz", "b.xyz", "--force")
         self.assertEqual(self.info("b.xyz")[0]["width"], 9)
         os.mkdir(os.path.join(self.folder, "d.png"))
-        self.run_lumo("convert", "a.png", "d.png", "--force", status=1)
+        for force in ([], ["--force"]):
+            self.assertIn("could be replaced", self.run_lumo("convert", "a.png", "d.png", *force, status=1)[1])
 
     def test_no_half_file_after_a_full_disk_or_an_interrupt(self):
         def limit():
@@ -253,9 +271,14 @@ class Program(unittest.TestCase):
             self.assertEqual((row["min"], row["max"]), (min(values), max(values)))
             self.assertAlmostEqual(row["mean"], statistics.fmean(values), places=5)
             self.assertAlmostEqual(row["sigma"], statistics.pstdev(values), places=5)
-        out, err = self.run_lumo("stats", "no.png", "a.png", "--roi", "0,0,63,47", "--roi", "0,0,64,47", "--csv", status=1)
-        self.assertRegex(out, r"^file,region,min,max,mean,sigma\na\.png,\"0,0,63,47\",\d+,\d+,[\d.]+,[\d.]+\n$")
-        self.assertRegex(err, r"^no\.png: -1 .*\nno\.png: -1 .*\na\.png --roi 0,0,64,47: -50 .*\n$")
+        head, row = "file,region,min,max,mean,sigma\n", r"a\.png,\"%s\",\d+,\d+,[\d.]+,[\d.]+\n"
+        out, err = self.run_lumo("stats", "no.png", "a.png", "--roi", "0,0,64,47", "--roi", "0,0,63,47", "--roi", "1,2,3,4",
+                                 "--csv", status=1)
+        self.assertRegex(out, "^" + head + row % "0,0,63,47" + row % "1,2,3,4" + "$")
+        self.assertRegex(err, r"^no\.png: -1 .*\na\.png: --roi 0,0,64,47 leaves the image of 64 x 48 pixels\n$")
+        self.assertEqual(self.run_lumo("stats", "no.png", "--csv", status=1)[0], head)
+        self.assertRegex(self.run_lumo("stats", "a.png", "--csv", "--limits", "0,0")[0], r"\d,\n$")  # without a deviation
+        self.assertNotIn("sigma", self.run_lumo("stats", "a.png", "--json", "--limits", "0,0")[0])
         counts = [sum(v // 4096 == bin for v in pixels) for bin in range(16)]
         rows = "".join("%d,%d\n" % (4096 * bin, count) for bin, count in enumerate(counts))
         self.assertEqual(self.run_lumo("histogram", "a.png", "--bins", "16", "--csv")[0], "first,count\n" + rows)
@@ -264,9 +287,26 @@ class Program(unittest.TestCase):
             rows = "".join("%d,%d\n" % (first + i, sum(line) // len(line)) for i, line in enumerate(lines))
             self.assertEqual(self.run_lumo("profile", "a.png", "--roi", "3,4,20,17", "--axis", axis)[0], axis + ",mean\n" + rows)
         self.assertRegex(self.run_lumo("dose", "a.png", "no.png", status=1)[0], r"^\d+  a\.png\n$")
-        for arguments in (["histogram", "a.png"], ["profile", "a.png", "--roi", "3,4,20,17", "--axis", "x"]):
-            self.run_lumo(*arguments, "--png", "chart.png", "--force")
-            self.assertGreater(self.info("chart.png")[0]["width"], 1000)
+        self.run_lumo("profile", "a.png", "--roi", "3,4,20,17", "--axis", "x", "--png", "chart.png")
+        self.assertGreater(self.info("chart.png")[0]["width"], 1000)
+
+    def test_a_histogram_counts_every_grey_value(self):
+        self.write_raster("a.xyz", 4, 2, [65535, 8, 9, 10, 11, 12, 12, 13])
+        self.assertRegex(self.run_lumo("histogram", "a.xyz", "--bins", "49")[0], r"^0 7\n(.*\n)+64198 1\n$")
+        for arguments, rows in ((["--bins", "3"], "9 1\n10 1\n11 3\n"), ([], "9 1\n10 1\n11 1\n12 2\n")):
+            self.assertEqual(self.run_lumo("histogram", "a.xyz", "--lo", "9", "--hi", "12", *arguments)[0], rows)
+
+    def test_a_chart_draws_each_value_above_its_tick(self):
+        self.write_raster("a.xyz", 4, 1, [5, 5, 5, 2])
+        self.run_lumo("histogram", "a.xyz", "--lo", "0", "--hi", "9", "--png", "chart.png")
+        width, height, pixels = self.raster("chart.png")
+        dark = [[x for x in range(width) if pixels[y * width + x] < 20000] for y in range(height)]
+        axis = max(y for y in range(height) if len(dark[y]) > 1000)
+        ticks = dark[axis + 2][-11:]
+        self.assertTrue(all(pixels[(axis + 5) * width + x] == 0 for x in ticks))
+        for y, drawn in ((min(y for y in range(height) if len(dark[y]) > 90) + 1, [5]), (axis - 9, [2, 5])):
+            self.assertEqual([x for x in dark[y] if x > ticks[0]],
+                             [x for tick in drawn for x in range(ticks[tick], ticks[tick + 1])])
 
     @staticmethod
     def again(step, source, target):
@@ -357,11 +397,18 @@ class Program(unittest.TestCase):
         self.run_lumo("rotate", "wide.png", "b.png", "--quarter", "90")
         b, = self.info("b.png")
         self.assertEqual([b[key] for key in ("width", "height", "pixelsizeX", "pixelsizeY")], [48, 32, 100000, 200000])
-        self.assertIn("quarter turns", self.run_lumo("rotate", "wide.png", "c.png", "--angle", "1", status=1)[1])
+        for how in (["--angle", "1"], ["--straighten"]):
+            out, err = self.run_lumo("rotate", "wide.png", "c.png", *how, status=1)
+            self.assertEqual(out, "")
+            self.assertIn("quarter turns", err)
+        self.phantom("coarse.png", "--pitch", "100000000")
+        self.assertIn("4300000000 x 100000000 nm", self.run_lumo("bin", "coarse.png", "c.png", "--x", "43", "--y", "1", status=1)[1])
         self.run_lumo("window", "a.png", "dark.png", "--lo", "65534", "--hi", "65535")
-        for arguments in (["rotate", "dark.png", "c.png", "--straighten"], ["crop", "a.png", "c.png", "--roi", "64,0,64,1"],
-                          ["bin", "a.png", "c.png", "--x", "65"]):
-            self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^(a|dark)\.png: [^\n]+\n$")
+        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "no grey value above"),
+                                  (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "--roi 64,0,64,1 leaves the image of"),
+                                  (["profile", "a.png", "--axis", "x", "--roi", "0,0,1,-1"], "--roi 0,0,1,-1 leaves the image of"),
+                                  (["bin", "a.png", "c.png", "--x", "65"], "smaller than one block")):
+            self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^(a|dark)\.png: " + reason + r"[^\n]*\n$")
         self.assertNotIn("c.png", self.files())
 
     def test_the_way_from_an_exposure_to_a_picture(self):
@@ -408,7 +455,13 @@ class Program(unittest.TestCase):
         self.assertEqual(json.loads(many), [{**json.loads(out), "file": "out/a.png"}])
         self.write_raster("wide.xyz", 25, 10, [1] * 250)
         self.assertIn("beyond the table: 50\n", self.run_lumo("calibrate", "apply", "a.cal", "wide.xyz", "d.png")[0])
-        self.run_lumo("calibrate", "apply", "no.cal", "a.xyz", "e.png", status=1)
+        # A rounding before a cut makes the highest gain's code 65534 here.
+        self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "create", "ref.xyz", "b.cal", "--range", "15,200")[0])
+        self.assertEqual(max(struct.unpack("<200H", self.read("b.cal")[20:])), 65534)
+        self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "apply", "b.cal", "a.xyz", "f.png")[0])
+        os.truncate(os.path.join(self.folder, "b.cal"), 99)
+        for table, reason in (("no.cal", r"-1 .*\(No such"), ("b.cal", r"-11 .*\(cut short")):
+            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^%s: %s" % (table, reason))
         self.assertNotIn("e.png", self.files())
 
     def test_a_detector_is_corrected_by_its_flat_field(self):
@@ -465,9 +518,13 @@ class Program(unittest.TestCase):
                                    env=self.env, stderr=end)
         self.assertEqual(process.wait(), 0)
         os.close(end)
-        shown = os.read(terminal, 4096).decode()
-        os.close(terminal)
-        self.assertRegex(shown, r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
+        shown = b""
+        try:
+            while part := os.read(terminal, 4096):
+                shown += part
+        except OSError:  # how a terminal ends that nobody writes to any more
+            os.close(terminal)
+        self.assertRegex(shown.decode(), r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
 
     def test_an_interrupted_batch_leaves_whole_files_only(self):
         os.mkdir(os.path.join(self.folder, "in"))

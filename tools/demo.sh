@@ -46,7 +46,7 @@ lumo history turned.png
 say "grey values"
 lumo stats phantom.png --roi 200,200,290,360 --roi 440,860,480,960
 lumo dose phantom.png
-lumo histogram phantom.png --png histogram.png --force
+lumo histogram phantom.png --lo 10500 --hi 58000 --png histogram.png --force
 lumo profile phantom.png --roi 0,640,1023,660 --axis x --png profile.png --force
 echo "$folder/histogram.png, $folder/profile.png"
 pictures=(phantom.png)
