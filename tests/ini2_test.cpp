@@ -208,7 +208,7 @@ TEST(Ini2, ForeignTextKeepsItsMeaning) {
         "c\r\n"
         "=empty\npath=C:\\n\\%41\n[ B ] ; name\n[open\nx=[y]\n[A]\nmore=1\n[A%41]\ny=2\n"
         "[%lumo:%5a%6f%4A%4F%30%39]\nz=5\n[%lumo:T%5D]\nz=4\n"
-        "[%lumo:U%5D]\n;%lumo:z=%\r\n[]\nz=3\nEnd=";
+        "[%lumo:U%5D]\n;%lumo:z=%\r\n[V]\n;%lumo:a\r\r\n[]\nz=3\nEnd=";
     Reread store(all);
     const Words cases = split(
         "A|key|some value~A|key2|\"q\" ; c~A||<none>~A|Key|<none>~A|path|C:\\n\\%41~B|x|[y]~"
@@ -221,13 +221,13 @@ TEST(Ini2, ForeignTextKeepsItsMeaning) {
             EXPECT_EQ(value(store, word[0], word[1]), word[2]) << row;
         }
     EXPECT_EQ(text(store), all);
-    EXPECT_EQ(body(store, "B") + body(store, "U]"), "[open\nx=[y]\nz=");
+    EXPECT_EQ(body(store, "B") + body(store, "U]") + body(store, "V"), "[open\nx=[y]\nz=a\r\n");
 }
 
 TEST(Ini2, AChangeLeavesAllOtherBytes) {
     const std::map<std::string, void (*)(ini2&)> changes = {
         {"set", [](ini2& s) { s.set("S", "k", 1L, nullptr); }},
-        {"comment", [](ini2& s) { s.set("S", "k", "2", "c\nd"); }},
+        {"comment", [](ini2& s) { s.set("S", "k", "2", "c\nd\re"); }},
         {"no comment", [](ini2& s) { s.set("S", "k", "2", ""); }},
         {"move", [](ini2& s) { s.remove("S", "k"), s.set("S", "k", 1L, nullptr); }},
         {"bare body", [](ini2& s) { s.set("S", "b=2\n", 4, nullptr); }},
@@ -243,8 +243,8 @@ TEST(Ini2, AChangeLeavesAllOtherBytes) {
              "set|[S]\r\n[T]|[S]\r\nk=1\n[T]",
              "set|[S]\n[T]\n[S]\nj=\n[U]|[S]\n[T]\n[S]\nj=\nk=1\n[U]",
              "set|\xEF\xBB\xBF[S]\nj|\xEF\xBB\xBF[S]\nj\nk=1\n",
-             "comment|[S]\n;: e\nk=0|[S]\n;: c d\nk=2\n",
-             "comment|[S]\n; e\nk=0|[S]\n; e\n;: c d\nk=2\n",
+             "comment|[S]\n;: e\nk=0|[S]\n;: c d e\nk=2\n",
+             "comment|[S]\n; e\nk=0|[S]\n; e\n;: c d e\nk=2\n",
              "no comment|[S]\n; e\n;: f\nk=0|[S]\n; e\nk=2\n",
              "remove|[S]\nk=0\n;: e\nj=0\n;: f\nk=5\n|[S]\n;: e\nj=0\n",
              "move|[S]\n;%lumo:x%\nk=0|[S]\nx\nk=1\n",

@@ -242,7 +242,8 @@ bool tryWith(const Case& one, long allocations) {
             // Opening a file takes memory of the C++ runtime.
             EXPECT_TRUE(code == -8 || code == -1) << one.name << ' ' << allocations << ": " << code;
             EXPECT_TRUE(at.source == source && at.target == target && at.fresh.data == nullptr &&
-                        at.owner.pixels() == owned && at.owner->metaData == entries)
+                        at.fresh.height == 0 && at.owner.pixels() == owned &&
+                        at.owner->metaData == entries)
                 << one.name << ' ' << allocations << " wrote something";
         }
     }
