@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
@@ -161,6 +162,12 @@ std::string processorName() {
     return "unknown processor";
 }
 
+#if defined(__clang__)
+#define COMPILER "clang"
+#else
+#define COMPILER "gcc"
+#endif
+
 struct Options {
     bool tiny = false;
     int rounds = 3;
@@ -174,8 +181,12 @@ Options parse(int count, char** arguments) {
             options.tiny = true;
         else if (std::strcmp(arguments[i], "--rounds") == 0 && i + 1 < count)
             options.rounds = std::max(1, std::atoi(arguments[++i]));
-        else
+        else if (arguments[i][0] != '-')
             options.part = arguments[i];
+        else {
+            std::fputs("lumo_bench [--tiny] [--rounds N] [part of an operation's name]\n", stderr);
+            std::exit(2);
+        }
     }
     return options;
 }
@@ -191,8 +202,8 @@ void run(const Options& options) {
         std::memcpy(to.data, from.data, bytes);
         benchmark::ClobberMemory();
     };
-    std::printf("%s; %s; %d x %d pixels; minima of %d, median of %d\n\n", processorName().c_str(),
-                __VERSION__, side, side, repetitions, rounds);
+    std::printf("%s; " COMPILER " %s; %d x %d pixels; minima of %d, median of %d\n\n",
+                processorName().c_str(), __VERSION__, side, side, repetitions, rounds);
     printLine("operation", "ms", "x copy (goal)", "peer", "times faster (goal)", "");
     printLine("---", "---:", "---", "---", "---", "---");
     for (const Operation& operation : suite.operations()) {
