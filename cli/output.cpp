@@ -153,7 +153,8 @@ void StagedOutput::publish() {
     try {
         for (; moved < names_.size(); ++moved) move(names_[moved]);
     } catch (const CommandError&) {
-        while (moved-- > 0) unlink((folder_ + names_[moved]).c_str());  // no half pairs
+        // No half pairs; but what has replaced an older file is all that is left of it.
+        while (!force_ && moved-- > 0) unlink((folder_ + names_[moved]).c_str());
         throw;
     }
 }

@@ -91,6 +91,9 @@ int decode(png_structp png, png_infop info, png_bytepp rows, const PngProperties
     return LumoOk;
 }
 
+/// libpng adds them one by one to a list that it copies: more would take seconds.
+constexpr png_uint_32 mostTextChunks = 20000;
+
 std::uint32_t pitchOf(std::uint32_t pixelsPerMetre) {
     return pixelsPerMetre == 0 ? defaultPitch : nanometresPerMetre / pixelsPerMetre;
 }
@@ -138,6 +141,9 @@ int PngDecoder::readHeader(PngProperties& properties) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return libpngFailed();
     png_init_io(png_, file_.get());
     ignoreColourSpace(png_);
+    // By default a damaged text or pitch would be left out, and the file look whole.
+    png_set_crc_action(png_, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
+    png_set_chunk_cache_max(png_, mostTextChunks);
     // Our own limit is lower and answered with its own code.
     png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
     png_read_info(png_, info_);

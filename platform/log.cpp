@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -125,8 +126,16 @@ bool Log::writes(int level) const noexcept {
 
 void Log::append(const char* line, std::size_t length) const noexcept {
     const lumo::WriteSignalGuard guard;
-    while (write(descriptor_, line, length) < 0 && errno == EINTR) {
-    }
+    // A full disk may take part of a line: the next one begins anew.
+    static std::atomic<bool> torn{false};
+    char lineEnd = '\n';
+    const std::size_t extra = torn.exchange(false) ? 1 : 0;
+    const iovec pieces[] = {{&lineEnd, extra}, {const_cast<char*>(line), length}};
+    ssize_t written = 0;
+    do {
+        written = writev(descriptor_, pieces, 2);
+    } while (written < 0 && errno == EINTR);
+    if (written < 0 ? extra != 0 : static_cast<std::size_t>(written) < extra + length) torn = true;
 }
 
 void slog(int level, const char* format, ...) noexcept {

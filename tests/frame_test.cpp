@@ -55,15 +55,23 @@ TEST(TimeStamp, ParsesWhatItFormatsAndRejectsTheRest) {
 }
 
 TEST(TimeStamp, CurrentOneIsLocalTime) {
-    std::time_t before = 0, now = std::time(nullptr);
-    char text[timeStampSize], expected[timeStampSize];
-    do {  // until both fall into the same second
-        before = now;
-        FormatTimeStamp(expected, std::localtime(&now));
-        CurrentTimeStamp(text);
-        now = std::time(nullptr);
-    } while (now != before);
-    EXPECT_STREQ(text, expected);
+    const char* const own = getenv("TZ");
+    const std::string kept = own != nullptr ? own : "";
+    for (const char* zone : {"WST3:30", "EST-5:45", "UTC0"}) {
+        setenv("TZ", zone, 1);
+        tzset();
+        std::time_t before = 0, now = std::time(nullptr);
+        char text[timeStampSize], expected[timeStampSize];
+        do {  // until both fall into the same second
+            before = now;
+            FormatTimeStamp(expected, std::localtime(&now));
+            for (int cached = 0; cached < 2; ++cached) CurrentTimeStamp(text);
+            now = std::time(nullptr);
+        } while (now != before);
+        EXPECT_STREQ(text, expected) << zone;
+    }
+    own != nullptr ? setenv("TZ", kept.c_str(), 1) : unsetenv("TZ");
+    tzset();
 }
 
 TEST(History, AppendsBehindTheLargestStep) {

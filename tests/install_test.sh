@@ -48,11 +48,14 @@ cmake -S "$folder/consumer" -B "$folder/consumer/build" -DCMAKE_PREFIX_PATH="$pr
 cmake --build "$folder/consumer/build" >/dev/null
 "$folder/consumer/build/second" "$folder/a.raw"
 cc "$folder/consumer/first.c" $(pkg-config --cflags --libs lumo) -o "$folder/first"
+c++ -std=c++20 "$folder/consumer/second.cpp" $(pkg-config --cflags --libs lumo) -o "$folder/second"
+"$folder/second" "$folder/a.raw"
 [ "$(pkg-config --modversion lumo)" = 2.2.1 ]
 for program in "$folder/consumer/build/first" "$folder/first"; do
-    # The raw file lacks the information file that its name's '.' asks for.
+    # A name without any '.', folders included, asks for no information file.
     mv "$folder/a.raw" "$folder/plain"
-    case $folder in *.*) ;; *) "$program" "$folder/plain" "$folder/b.png" && [ -s "$folder/b.png" ] ;; esac
+    (cd "$folder" && "$program" plain b.png)
+    [ -s "$folder/b.png" ]
     if "$program" "$folder/missing" "$folder/c.png" 2>/dev/null; then exit 1; fi
     mv "$folder/plain" "$folder/a.raw"
     rm -f "$folder/b.png"

@@ -47,12 +47,13 @@ struct Png {
     std::uint8_t depth = 8, colourType = 0;
     Bytes rows = {0, 9};  ///< filter byte and samples of every row
     std::vector<Bytes> before = {}, after = {};
+    std::uint8_t interlaced = 0;
 
     [[nodiscard]] Bytes bytes() const {
         Bytes header, packed(compressBound(rows.size()));
         put32(header, width);
         put32(header, height);
-        header.insert(header.end(), {depth, colourType, 0, 0, 0});
+        header.insert(header.end(), {depth, colourType, 0, 0, interlaced});
         uLongf size = packed.size();
         compress(packed.data(), &size, rows.data(), rows.size());
         packed.resize(size);
@@ -90,6 +91,9 @@ TEST(PngRead, TurnsEveryColourTypeIntoGrey) {
         {"1 bit", {9, 1, 1, 0, {0, 0x81, 0x80}}, {65280, 0, 0, 0, 0, 0, 0, 65280, 65280}},
         {"2 bits", {3, 1, 2, 0, {0, 0x6C}}, {85 * 256, 170 * 256, 65280}},
         {"4 bits", {3, 1, 4, 0, {0, 0x1F, 0x20}}, {17 * 256, 65280, 34 * 256}},
+        {"interlaced",
+         {2, 2, 8, 0, {0, 10, 0, 20, 0, 30, 40}, {}, {}, 1},
+         {2560, 5120, 7680, 10240}},
         {"colour weights whatever the colour space chunks say",
          {1, 1, 8, 2, {0, 200, 100, 50}, {gamma, white}},
          {(6968 * 200 + 23434 * 100 + 2366 * 50) / 32768 * 256}}};

@@ -231,7 +231,7 @@ TEST(Memory, EveryAllocationOfEveryCallMayFail) {
 constexpr std::size_t megabyte = std::size_t{1} << 20;
 
 /// Reads a damaged file and checks what always holds.
-void expectOrderlyRead(const std::string& name, const std::string& what) {
+void expectOrderlyRead(const std::string& name, bool mustFail, const std::string& what) {
     ImageOwner owner;
     const std::size_t files = openFiles();
     int code = 0;
@@ -242,6 +242,7 @@ void expectOrderlyRead(const std::string& name, const std::string& what) {
         peak = peakBytes;
     }
     EXPECT_EQ(openFiles(), files) << what;
+    EXPECT_FALSE(mustFail && code == 0) << what;
     const int known[] = {0, -50, -11, -8, -10004, -10006};
     EXPECT_NE(std::ranges::find(known, code), std::end(known)) << what << ": " << code;
     const std::size_t raster =
@@ -253,17 +254,18 @@ void expectOrderlyRead(const std::string& name, const std::string& what) {
 }
 
 /// The files of a format, each cut at every byte of its head and then here and there, and with
-/// every byte there flipped in turn.
-void cutAndFlip(const std::string& damagedPart, const std::string& opened, std::size_t head) {
+/// every byte there flipped in turn. Where the format has checksums, no damage goes unseen.
+void cutAndFlip(const std::string& damagedPart, const std::string& opened, std::size_t head,
+                bool checksums = false) {
     const Bytes whole = readFile(damagedPart);
     for (std::size_t at = 0; at < whole.size(); at += at < head ? 1 : 61) {
         writeFile(damagedPart, {whole.begin(), whole.begin() + std::ptrdiff_t(at)});
-        expectOrderlyRead(opened, damagedPart + " cut at " + std::to_string(at));
+        expectOrderlyRead(opened, checksums, damagedPart + " cut at " + std::to_string(at));
         for (const int flip : {0x01, 0x40, 0x80, 0xFF}) {
             Bytes flipped = whole;
             flipped[at] = std::uint8_t(flipped[at] ^ flip);
             writeFile(damagedPart, flipped);
-            expectOrderlyRead(opened, damagedPart + " flipped at " + std::to_string(at));
+            expectOrderlyRead(opened, checksums, damagedPart + " flipped at " + std::to_string(at));
         }
     }
     writeFile(damagedPart, whole);
@@ -271,7 +273,7 @@ void cutAndFlip(const std::string& damagedPart, const std::string& opened, std::
 
 TEST(Damage, IsAnsweredAtEveryByte) {
     const Samples samples;
-    cutAndFlip(samples.png, samples.png, 400);
+    cutAndFlip(samples.png, samples.png, 10000, true);
     cutAndFlip(samples.xyz, samples.xyz, 8);
     cutAndFlip(samples.folder / "a.txt", samples.xyz, 200);
     cutAndFlip(samples.xyz8, samples.xyz8, 300);
@@ -285,7 +287,7 @@ TEST(Damage, AClaimOfAHugeImageCostsNoMemory) {
     for (std::size_t i = 0; i < 4; ++i)
         png[29 + i] = static_cast<std::uint8_t>(crc >> (24 - 8 * i));
     writeFile(samples.png, png);
-    expectOrderlyRead(samples.png, "65535 x 65535");
+    expectOrderlyRead(samples.png, true, "65535 x 65535");
 }
 
 TEST(Disk, AFileSizeLimitIsAFailureNotASignal) {
