@@ -98,7 +98,9 @@ private:
 BatchFiles findBatchFiles(const std::vector<std::string>& folders, const std::string& out,
                           const std::string& extension) {
     Search search(out, extension);
+    std::set<fs::path> seen;
     for (const std::string& folder : folders) {
+        if (!seen.insert(identity(folder)).second) continue;
         if (identity(folder) == identity(out))
             throw usageError("--out " + out + ": is one of the folders to read");
         search.look(folder, folders.size() > 1 ? fs::path(out) / nameOf(folder) : fs::path(out));

@@ -1,6 +1,7 @@
 // Image files that verbs read: how they are declared, and going on after one that fails.
 #pragma once
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,9 @@ template <class Item, class WorkOnItem>
             work(item);
         } catch (const CommandError& error) {
             printMessage(error.what());
+            status = failed;
+        } catch (const std::bad_alloc&) {
+            printMessage("lumo: no memory for one of the images");
             status = failed;
         }
     }

@@ -7,6 +7,7 @@
 #include "cli/canvas.h"
 #include "cli/change.h"
 #include "cli/history.h"
+#include "cli/output.h"
 #include "cli/picture.h"
 
 namespace lumo::cli {
@@ -34,9 +35,13 @@ struct Cell {
     [[nodiscard]] int height() const { return picture->image().height + captionLines * lineHeight; }
 };
 
+int mostLetters(int width) {
+    return std::max(width / textWidth(" ", dot), 1);
+}
+
 /// The text in lines that fit, as many as there is room for.
 std::vector<std::string> wrapped(const std::string& text, int width) {
-    const auto most = static_cast<std::size_t>(std::max(width / textWidth(" ", dot), 1));
+    const auto most = static_cast<std::size_t>(mostLetters(width));
     std::vector<std::string> lines;
     for (std::size_t at = 0; at < text.size() && lines.size() + 1 < captionLines;) {
         std::size_t length = std::min(most, text.size() - at);
@@ -54,8 +59,11 @@ Cell cellOf(const std::string& file, const Options& options) {
     if (!options.roi.empty()) cropTo(cell.image, parseRoi(options.roi), file);
     const auto steps = readHistory(cell.image.get());
     cell.caption = wrapped(steps.empty() ? "" : steps.rbegin()->second, options.width);
-    cell.caption.insert(cell.caption.begin(), SplitPath(file).name);
+    const std::string name = SplitPath(file).name;
+    cell.caption.insert(cell.caption.begin(),
+                        name.substr(0, static_cast<std::size_t>(mostLetters(options.width))));
     cell.picture = std::make_unique<ScaledDown>(rasterOf(*cell.image), options.width);
+    if (cell.picture->image().data != cell.image->data) cell.image.reset();
     return cell;
 }
 
@@ -71,6 +79,8 @@ void draw(Canvas& canvas, const Cell& cell, int x, int y) {
 Status run(const Options& options) {
     const std::string& output = options.files.back();
     requirePictureName(output);
+    const SplitPath path(output);
+    requirePlace(path.folder, {path.name}, options.force);
     if (!options.roi.empty()) (void)parseRoi(options.roi);
     std::vector<Cell> cells;
     for (auto file = options.files.begin(); file + 1 != options.files.end(); ++file)
@@ -98,7 +108,8 @@ Status run(const Options& options) {
 
 Work setUpSheet(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("FILES", options->files, "Image files to show, and the PNG picture to write")
+    verb.add_option("FILES", options->files,
+                    "Image files to show, and last the PNG picture to write")
         ->required()
         ->expected(2, -1);
     verb.add_option("--columns", options->columns, "Images in a row")

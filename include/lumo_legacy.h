@@ -557,7 +557,8 @@ LUMO_API int CalibrateImage(lmImage* image, const char* fileName);
  * sum begins at 0 and takes one fused multiply-add in single precision per weight, column after
  * column, each from the top.
  *
- * Source and destination may be the same raster. Images of zero pixels: nothing is done. After a
+ * Source and destination may be the same raster, but must not overlap otherwise. Images of zero
+ * pixels: nothing is done. After a
  * failure the destination is as it was. Any thread; not while another one writes to the rasters.
  * @{
  */

@@ -3,7 +3,8 @@
 // The factor is defined in double and rounded to single precision. It is computed a faster way,
 // with tables of gaussians per row and per column and a vector exponential, beside a bound of the
 // difference to the definition; where the bound leaves open which way the definition rounds, the
-// definition itself is evaluated. So every factor is the defined one, at every level.
+// definition itself is evaluated. So every factor is the defined one, at every level,
+// but for the sign of a zero.
 #include <algorithm>
 #include <array>
 #include <bit>
