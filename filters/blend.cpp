@@ -6,9 +6,9 @@
 #include <bit>
 
 #include "filters/filters.h"
-#include "filters/widths.h"
 #include "image/size_check.h"
 #include "image/view.h"
+#include "platform/widths.h"
 
 namespace lumo {
 namespace {

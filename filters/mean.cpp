@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "filters/filters.h"
-#include "filters/widths.h"
 #include "frame/call_frame.h"
 #include "image/size_check.h"
 #include "image/view.h"
+#include "platform/widths.h"
 
 namespace lumo {
 namespace {

@@ -14,8 +14,8 @@
 #include <utility>
 
 #include "filters/sorting_network.h"
-#include "filters/widths.h"
 #include "platform/stream_store.h"
+#include "platform/widths.h"
 
 namespace lumo {
 namespace {

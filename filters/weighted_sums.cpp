@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "filters/widths.h"
+#include "platform/widths.h"
 
 namespace lumo {
 namespace {

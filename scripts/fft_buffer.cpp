@@ -6,8 +6,8 @@
 #include <array>
 #include <limits>
 
-#include "filters/widths.h"
 #include "platform/huge_pages.h"
+#include "platform/widths.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {

@@ -11,7 +11,7 @@
 #include <cmath>
 #include <vector>
 
-#include "filters/widths.h"
+#include "platform/widths.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -145,12 +145,16 @@ LUMO_WIDTHS(void, multiplyBand, multiplyBandBody,
             (const Term& term, double centre, double sigma, int count, Block& block),
             (term, centre, sigma, count, block))
 
+/// How far the defined factor may lie from the approximate one.
+LUMO_INLINE double errorOf(double factor, double limit) {
+    return (limit - std::abs(factor)) + 16.0 * roundOff * limit;
+}
+
 /// Rounds the factors; false if one of them may round otherwise than the defined one.
 LUMO_INLINE bool roundFactorsBody(int count, Block& block) {
     int open = 0;
     for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
-        const double error =
-            (block.limit[k] - std::abs(block.factor[k])) + 16.0 * roundOff * block.limit[k];
+        const double error = errorOf(block.factor[k], block.limit[k]);
         const auto below = static_cast<float>(block.factor[k] - error);
         const auto above = static_cast<float>(block.factor[k] + error);
         open |= below == above ? 0 : 1;  // NaN stays open
@@ -240,8 +244,7 @@ private:
     /// Replaces the factors that are open by the defined ones.
     void define(int count) {
         for (std::size_t k = 0; k < static_cast<std::size_t>(count); ++k) {
-            const double error =
-                (block_.limit[k] - std::abs(block_.factor[k])) + 16.0 * roundOff * block_.limit[k];
+            const double error = errorOf(block_.factor[k], block_.limit[k]);
             if (static_cast<float>(block_.factor[k] - error) !=
                 static_cast<float>(block_.factor[k] + error))
                 block_.rounded[k] = definedFactor(p(), std::sqrt(block_.squared[k]));
