@@ -5,7 +5,6 @@
 #include <cfloat>
 #include <cmath>
 #include <functional>
-#include <thread>
 #include <tuple>
 
 #include "filters/filters.h"
@@ -187,20 +186,6 @@ TEST(FilterCommand, LogsAndSetsTheNumericLocale) {
                                       "LC_NUMERIC C", "return 0"};
     for (std::string& line : expected) line.insert(0, "7 SC_Filter_ImageEx ");
     EXPECT_EQ(log.lines(), expected);
-}
-
-TEST(FilterCommand, RunsInSeveralThreads) {
-    setlocale(LC_NUMERIC, "C.UTF-8");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([i] {
-            const char* commands[] = {"type=gauss_fd2 al1=0.5", "type=median_filter size=5",
-                                      "type=gauss_fd", "type=unsharp_mask2 radius=0.4"};
-            const Raster in = noise(50, 40, static_cast<std::uint64_t>(i));
-            const Raster first = filtered(in, commands[i]);
-            for (int k = 0; k < 5; ++k) EXPECT_EQ(filtered(in, commands[i]), first);
-        });
-    for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

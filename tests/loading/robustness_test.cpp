@@ -1,6 +1,5 @@
 // What a host may meet: memory that runs out at every single allocation, full disks, damaged files.
 // A program of its own, since it replaces the allocator.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <zlib.h>
@@ -84,14 +83,6 @@ struct Counting {
     }
     ~Counting() { counting = false; }
 };
-
-std::size_t openFiles() {
-    std::size_t count = 0;
-    DIR* folder = opendir("/proc/self/fd");
-    while (readdir(folder) != nullptr) ++count;
-    closedir(folder);
-    return count;
-}
 
 /// An image of every format in a folder, with metadata, history and extended header.
 struct Samples {

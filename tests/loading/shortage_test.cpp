@@ -1,7 +1,6 @@
 // Memory that runs out at every single allocation of the functions on plain rasters. The linker
 // leads the library's own calls here; what libraries below take for themselves is left alone. So
 // are transform plans, which come back null when memory is short.
-#include <dirent.h>
 #include <fftw3.h>
 #include <gtest/gtest.h>
 
@@ -107,11 +106,6 @@ void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
 
 namespace lumo::test {
 namespace {
-
-std::ptrdiff_t openFiles() {
-    const std::filesystem::directory_iterator files("/proc/self/fd");
-    return std::distance(begin(files), end(files));
-}
 
 /// What a call works on; made anew for each try.
 struct Bench {
@@ -226,7 +220,7 @@ std::vector<Case> casesIn(const TempFolder& folder) {
 /// Calls once with the given number of allocations that succeed. Gives whether more were not asked.
 bool tryWith(const Case& one, long allocations) {
     const long before = live;
-    const std::ptrdiff_t files = openFiles();
+    const std::size_t files = openFiles();
     long left = 0;
     {
         Bench at;

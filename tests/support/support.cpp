@@ -1,6 +1,7 @@
 // What tests share.
 #include "support/support.h"
 
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <regex.h>
 #include <unistd.h>
@@ -156,6 +157,14 @@ Bytes infoBytes(const ImageInfo& info, const Bytes& extended) {
     bytes.reserve(header.size() + extended.size());
     bytes.insert(bytes.end(), extended.begin(), extended.end());
     return bytes;
+}
+
+std::size_t openFiles() {
+    std::size_t count = 0;
+    DIR* folder = opendir("/proc/self/fd");
+    while (readdir(folder) != nullptr) ++count;
+    closedir(folder);
+    return count;
 }
 
 bool matches(const std::string& text, const std::string& pattern) {

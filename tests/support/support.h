@@ -115,6 +115,9 @@ void put(Bytes& bytes, std::int64_t value, int size);
 /// An information file: the header and what follows it.
 [[nodiscard]] Bytes infoBytes(const ImageInfo& info, const Bytes& extended = {});
 
+/// Files that the process has open.
+[[nodiscard]] std::size_t openFiles();
+
 /// Whether the whole text matches a POSIX extended regular expression.
 [[nodiscard]] bool matches(const std::string& text, const std::string& pattern);
 
