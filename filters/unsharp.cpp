@@ -73,7 +73,7 @@ extern "C" int UnsharpMask(Image source, Image destination, FImage kernel, float
     using namespace lumo;
     return guarded([&] {
         raiseFailure(Check_SameSize(source, destination));
-        // As many bytes as the source has.
+        // As many bytes as the source has; making a float image is not logged.
         const auto rows = static_cast<std::uint16_t>((source.height + 1) / 2);
         const Owned<FImage> owner(source.width, rows);
         const Target lower = {reinterpret_cast<std::uint16_t*>(owner.get().data), source.width,
