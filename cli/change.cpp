@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "cli/arguments.h"
-#include "cli/inputs.h"
+#include "cli/files/inputs.h"
 #include "cli/metadata.h"
 
 namespace lumo::cli {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "cli/image_output.h"
+#include "cli/files/image_output.h"
 
 namespace lumo::cli {
 

@@ -5,7 +5,7 @@
 #include "cli/command.h"
 #include "cli/library.h"
 #include "cli/messages.h"
-#include "cli/standard_streams.h"
+#include "cli/system/standard_streams.h"
 
 namespace lumo::cli {
 

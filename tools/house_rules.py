@@ -79,7 +79,7 @@ def main():
     faults = [f"{source.parent}/: say in tools/house_rules.py what it may include"
               for source in pathlib.Path(".").glob("*/*.cpp") if source.parent.name not in known | {"build", "demo"}]
     for folder in MAY_USE:
-        for path in sorted(pathlib.Path(folder).glob("*.[ch]*")):
+        for path in sorted(pathlib.Path(folder).rglob("*.[ch]*")):
             text = path.read_text()
             faults += check_includes(path, folder, text)
             faults += check_calls(path, folder, text)

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/batch.h"
+#include "cli/files/batch.h"
 #include "cli/history.h"
 #include "cli/messages.h"
 

@@ -8,12 +8,12 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/batch.h"
+#include "cli/files/batch.h"
+#include "cli/files/output.h"
 #include "cli/gain_table.h"
 #include "cli/history.h"
 #include "cli/json.h"
 #include "cli/messages.h"
-#include "cli/output.h"
 
 namespace lumo::cli {
 

@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/canvas.h"
 #include "cli/change.h"
+#include "cli/files/output.h"
 #include "cli/history.h"
-#include "cli/output.h"
-#include "cli/picture.h"
+#include "cli/pictures/canvas.h"
+#include "cli/pictures/picture.h"
 
 namespace lumo::cli {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "cli/inputs.h"
+#include "cli/files/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
 #include "cli/metadata.h"

@@ -1,11 +1,11 @@
 // Work on all image files of whole folders, for the verbs that offer --batch.
-#include "cli/batch.h"
+#include "cli/files/batch.h"
 
 #include <filesystem>
 #include <new>
 #include <system_error>
 
-#include "cli/batch_files.h"
+#include "cli/files/batch_files.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {

@@ -1,5 +1,5 @@
 // What a file format does not hold of an image, told on standard error as notes about the file.
-#include "cli/losses.h"
+#include "cli/files/losses.h"
 
 #include <algorithm>
 #include <vector>

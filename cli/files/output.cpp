@@ -1,5 +1,5 @@
 // Output files that appear whole or not at all, and never in place of another without consent.
-#include "cli/output.h"
+#include "cli/files/output.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

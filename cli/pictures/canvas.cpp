@@ -1,5 +1,5 @@
 // A canvas of grey values for charts and sheets, with lettering.
-#include "cli/canvas.h"
+#include "cli/pictures/canvas.h"
 
 #include <algorithm>
 

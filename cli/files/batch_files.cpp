@@ -1,5 +1,5 @@
 // Which files a batch takes, and where their results go.
-#include "cli/batch_files.h"
+#include "cli/files/batch_files.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -7,8 +7,8 @@
 #include <set>
 #include <system_error>
 
-#include "cli/image_output.h"
-#include "cli/output.h"
+#include "cli/files/image_output.h"
+#include "cli/files/output.h"
 
 namespace lumo::cli {
 namespace {

@@ -5,10 +5,10 @@
 #include <utility>
 
 #include "cli/arguments.h"
-#include "cli/chart.h"
-#include "cli/image_output.h"
-#include "cli/inputs.h"
+#include "cli/files/image_output.h"
+#include "cli/files/inputs.h"
 #include "cli/library.h"
+#include "cli/pictures/chart.h"
 
 namespace lumo::cli {
 

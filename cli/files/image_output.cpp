@@ -1,11 +1,11 @@
 // Image files written under a name that the user chose: which format, which files, what gets lost.
-#include "cli/image_output.h"
+#include "cli/files/image_output.h"
 
 #include <strings.h>
 
-#include "cli/losses.h"
+#include "cli/files/losses.h"
+#include "cli/files/output.h"
 #include "cli/messages.h"
-#include "cli/output.h"
 
 namespace lumo::cli {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/inputs.h"
+#include "cli/files/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
 

@@ -1,6 +1,6 @@
 // Standard output as a promise: what was printed there arrived, or the program says that it did
 // not.
-#include "cli/standard_streams.h"
+#include "cli/system/standard_streams.h"
 
 #include <fcntl.h>
 

@@ -1,12 +1,12 @@
 // Charts of a row of numbers.
-#include "cli/chart.h"
+#include "cli/pictures/chart.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 
-#include "cli/canvas.h"
-#include "cli/picture.h"
+#include "cli/pictures/canvas.h"
+#include "cli/pictures/picture.h"
 
 namespace lumo::cli {
 namespace {

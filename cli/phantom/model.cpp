@@ -1,15 +1,15 @@
 // The synthetic radiograph: thickness of what the beam passes, attenuation, exposure, noise. Only
 // operations that are exact or correctly rounded everywhere are used (no sine, no exponential), in
 // their written order, so that the pixels do not depend on the machine.
-#include "cli/phantom_model.h"
+#include "cli/phantom/model.h"
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "cli/phantom_detector.h"
-#include "cli/phantom_noise.h"
-#include "cli/phantom_shapes.h"
+#include "cli/phantom/detector.h"
+#include "cli/phantom/noise.h"
+#include "cli/phantom/shapes.h"
 
 namespace lumo::cli {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cli/font.h"
+#include "cli/pictures/font.h"
 #include "lumo_legacy.h"
 
 namespace lumo::cli {

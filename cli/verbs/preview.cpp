@@ -3,9 +3,9 @@
 
 #include "cli/arguments.h"
 #include "cli/command.h"
-#include "cli/image_output.h"
-#include "cli/inputs.h"
-#include "cli/picture.h"
+#include "cli/files/image_output.h"
+#include "cli/files/inputs.h"
+#include "cli/pictures/picture.h"
 
 namespace lumo::cli {
 

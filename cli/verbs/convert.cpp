@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "cli/command.h"
-#include "cli/image_output.h"
-#include "cli/inputs.h"
+#include "cli/files/image_output.h"
+#include "cli/files/inputs.h"
 #include "cli/library.h"
 #include "cli/metadata.h"
 

@@ -1,12 +1,12 @@
 // 8-bit greyscale pictures for people: scaling, coding and PNG file.
-#include "cli/picture.h"
+#include "cli/pictures/picture.h"
 
 #include <png.h>
 
 #include <algorithm>
 
-#include "cli/image_output.h"
-#include "cli/output.h"
+#include "cli/files/image_output.h"
+#include "cli/files/output.h"
 
 namespace lumo::cli {
 namespace {

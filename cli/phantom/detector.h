@@ -1,7 +1,7 @@
 // The phantom's detector: the gain of each pixel.
 #pragma once
 
-#include "cli/phantom_noise.h"
+#include "cli/phantom/noise.h"
 
 namespace lumo::cli {
 

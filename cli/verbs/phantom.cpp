@@ -3,10 +3,10 @@
 #include <memory>
 
 #include "cli/command.h"
-#include "cli/image_output.h"
+#include "cli/files/image_output.h"
+#include "cli/files/output.h"
 #include "cli/library.h"
-#include "cli/output.h"
-#include "cli/phantom_model.h"
+#include "cli/phantom/model.h"
 #include "cli/raster.h"
 
 namespace lumo::cli {
