@@ -6,7 +6,7 @@
 #include "frame/call_frame.h"
 #include "frame/history.h"
 #include "frame/ini2.h"
-#include "geometry/exchange.h"
+#include "geometry/reversal.h"
 #include "image/lm_image.h"
 #include "image/quarter_turn_copy.h"
 #include "lumo.h"

@@ -6,7 +6,7 @@
 #include "frame/call_frame.h"
 #include "image/lm_image.h"
 #include "image/view.h"
-#include "io/png_write.h"
+#include "io/png_encoder.h"
 
 namespace lumo {
 namespace {

@@ -1,5 +1,5 @@
 // Half turns and mirrorings in place.
-#include "geometry/exchange.h"
+#include "geometry/reversal.h"
 
 #include <algorithm>
 #include <cstring>

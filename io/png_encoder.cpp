@@ -1,7 +1,7 @@
 // One PNG file being written by libpng.
 //
 // Functions that set a recovery point (setjmp) hold only plain values that do not change after it.
-#include "io/png_write.h"
+#include "io/png_encoder.h"
 
 #include "frame/ini2.h"
 #include "platform/write_signals.h"
