@@ -3,6 +3,7 @@
 
 #ifdef LUMO_PEER_OPENCV
 #include <opencv2/core.hpp>
+#include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 #define PEER(work) peers(timesFaster, work)
 #else
@@ -100,6 +101,11 @@ Peers cvResize(const Image& image, int factor, double timesFaster) {
 
 Peers cvEqualise(const Image& image, const Image& to, double timesFaster) {
     return PEER(([=] { equalise(image, to); }));
+}
+
+Peers cvWritePng([[maybe_unused]] const Image& image, [[maybe_unused]] const std::string& file,
+                 [[maybe_unused]] double timesFaster) {
+    return PEER([=] { cv::imwrite(file, matOf(image)); });
 }
 
 }  // namespace lumo::bench

@@ -26,4 +26,7 @@ using Peers = std::vector<Peer>;
 /// A histogram equalisation of OpenCV's histogram, a cumulative sum and a plain loop.
 [[nodiscard]] Peers cvEqualise(const Image& image, const Image& to, double timesFaster);
 
+/// A PNG file as OpenCV writes it by default.
+[[nodiscard]] Peers cvWritePng(const Image& image, const std::string& file, double timesFaster);
+
 }  // namespace lumo::bench

@@ -8,6 +8,7 @@
 
 #include <cstring>
 
+#include "io/deflate.h"
 #include "io/png_support.h"
 #include "lumo.h"
 #include "platform/log.h"
@@ -171,7 +172,19 @@ std::uint32_t PngDecoder::pitchY() const noexcept {
     return pitchOf(resolutionOf(png_, info_).y);
 }
 
-int PngDecoder::readRows(std::uint16_t** rows, const PngProperties& properties) noexcept {
+/// Grey samples that need no conversion but of their size and byte order, in a file that can be
+/// read at any place.
+bool PngDecoder::isPlain(const PngProperties& properties) const noexcept {
+    return hasFastDeflate() && properties.colourType == PNG_COLOR_TYPE_GRAY &&
+           properties.depth >= 8 && png_get_interlace_type(png_, info_) == PNG_INTERLACE_NONE &&
+           fileSize(file_.get());
+}
+
+int PngDecoder::readRows(Target raster, std::uint16_t** rows, const PngProperties& properties) {
+    if (isPlain(properties) && readImageFast(file_.get(), properties.depth, raster,
+                                             memory_.limit - memory_.used, lastTexts_))
+        return memory_.failed ? LumoErrorMemory : LumoOk;
+    lastTexts_ = {};
     const int code = decode(png_, info_, reinterpret_cast<png_bytepp>(rows), &properties);
     return code == LumoOk && memory_.failed ? LumoErrorMemory : code;
 }

@@ -1,5 +1,5 @@
-// One PNG file being decoded by libpng. Each step has its recovery point, at which a libpng error
-// becomes a result.
+// One PNG file being decoded, by libpng but for image data that is sound and plain. Each step has
+// its recovery point, at which a libpng error becomes a result.
 #pragma once
 
 #include <png.h>
@@ -8,6 +8,7 @@
 #include <span>
 
 #include "frame/file.h"
+#include "io/png_image_reader.h"
 
 namespace lumo {
 
@@ -44,15 +45,24 @@ public:
     /// Pitch in nanometres; that of 72 pixels per inch if the file tells none.
     [[nodiscard]] std::uint32_t pitchX() const noexcept;
     [[nodiscard]] std::uint32_t pitchY() const noexcept;
-    /// Decodes into rows of 16-bit grey pixels, then reads the rest of the file. @return 0;
-    /// -11; -8 if memory for a text was lacking
-    [[nodiscard]] int readRows(std::uint16_t** rows, const PngProperties& properties) noexcept;
-    /// The text chunks of the whole file, in its order.
+    /// Decodes into 16-bit grey pixels, then reads the rest of the file. Memory may be lacking:
+    /// std::bad_alloc
+    /// @param rows  the raster's
+    /// @return 0; -11; -8 if memory for a text was lacking
+    [[nodiscard]] int readRows(Target raster, std::uint16_t** rows,
+                               const PngProperties& properties);
+    /// The text chunks before the image data and behind it, in the file's order.
     [[nodiscard]] std::span<const png_text> texts() const noexcept;
+    [[nodiscard]] std::span<const png_text> lastTexts() const noexcept {
+        return lastTexts_.entries;
+    }
     void close() noexcept;
 
 private:
+    [[nodiscard]] bool isPlain(const PngProperties& properties) const noexcept;
+
     FilePtr file_;
+    PngTexts lastTexts_;  ///< those that libpng has not read
     PngMemory memory_{};
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;

@@ -3,6 +3,8 @@
 // Functions that set a recovery point (setjmp) hold only plain values that do not change after it.
 #include "io/png_encoder.h"
 
+#include <cstring>
+
 #include "frame/ini2.h"
 #include "platform/write_signals.h"
 
@@ -71,10 +73,28 @@ bool PngWrite::takesRows(const lmImage& image, int count) const noexcept {
     return !dead_ && sameSize && count <= height_ - rowsWritten_;
 }
 
-int PngWrite::writeRows(png_bytepp rows, int count) noexcept {
+int PngWrite::beginRows(int level) {
+    if (!hasFastDeflate() || level < firstFastLevel || level > lastFastLevel) return LumoOk;
+    fast_.emplace(width_);
+    // What libpng has written comes before what goes past the stream's buffer from now on.
     const WriteSignalGuard guard;
+    return std::fflush(file_.get()) == 0 ? LumoOk : LumoErrorWrite;
+}
+
+int PngWrite::writeRows(std::uint16_t* const* rows, int count) noexcept {
+    const WriteSignalGuard guard;
+    if (fast_) return writeFastRows(rows, count);
     if (setjmp(png_jmpbuf(png_)) != 0) return LumoErrorWrite;
-    png_write_rows(png_, rows, static_cast<png_uint_32>(count));
+    png_write_rows(png_, reinterpret_cast<png_bytepp>(const_cast<std::uint16_t**>(rows)),
+                   static_cast<png_uint_32>(count));
+    rowsWritten_ += count;
+    return LumoOk;
+}
+
+int PngWrite::writeFastRows(std::uint16_t* const* rows, int count) noexcept {
+    if (setjmp(png_jmpbuf(png_)) != 0) return LumoErrorWrite;
+    for (int i = 0; i < count; ++i)
+        if (!fast_->addRow(file_.get(), rows[i])) png_error(png_, "Write Error");
     rowsWritten_ += count;
     return LumoOk;
 }
@@ -88,11 +108,28 @@ int PngWrite::writeEnd(char* metaData) noexcept {
     return LumoOk;
 }
 
+/// libpng refuses to end a file whose image data it has not seen, so the last chunks are named to
+/// it one by one.
+int PngWrite::writeFastEnd(const char* metaData) noexcept {
+    if (setjmp(png_jmpbuf(png_)) != 0) return LumoErrorWrite;
+    if (!fast_->finish(file_.get())) png_error(png_, "Write Error");
+    const auto bytes = [](const char* text) { return reinterpret_cast<png_const_bytep>(text); };
+    const std::size_t length = std::strlen(metaData);
+    png_write_chunk_start(png_, bytes("tEXt"),
+                          static_cast<png_uint_32>(sizeof metaDataKeyword + length));
+    png_write_chunk_data(png_, bytes(metaDataKeyword), sizeof metaDataKeyword);
+    png_write_chunk_data(png_, bytes(metaData), length);
+    png_write_chunk_end(png_);
+    png_write_chunk(png_, bytes("IEND"), nullptr, 0);
+    return LumoOk;
+}
+
 int PngWrite::complete(const lmImage& image) noexcept {
     if (!takesRows(image, 0) || rowsWritten_ != height_) return LumoErrorWrite;
     char empty[] = "";
     const WriteSignalGuard guard;
-    const int code = writeEnd(image.metaData != nullptr ? image.metaData : empty);
+    char* const metaData = image.metaData != nullptr ? image.metaData : empty;
+    const int code = fast_ ? writeFastEnd(metaData) : writeEnd(metaData);
     const bool closed = closeWritten(std::move(file_));
     return code == LumoOk && !closed ? LumoErrorWrite : code;
 }

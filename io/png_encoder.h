@@ -1,11 +1,14 @@
-// One PNG file being written by libpng. Each step has its recovery point, at which a libpng error
-// becomes a result.
+// One PNG file being written by libpng, its image data by a faster library where the compression
+// level allows it. Each step has its recovery point, at which a libpng error becomes a result.
 #pragma once
 
 #include <png.h>
 
+#include <optional>
+
 #include "frame/file.h"
 #include "image/png_write_state.h"
+#include "io/png_image_writer.h"
 #include "io/png_support.h"
 #include "lumo.h"
 
@@ -28,22 +31,27 @@ public:
     /// Writes everything up to the image data. @return 0; -50 for a pitch that pHYs cannot hold;
     /// -16
     [[nodiscard]] int writeHeader(const lmImage& image, ImageTexts& texts, int level) noexcept;
+    /// Makes the rows ready to be taken. @return 0; -16. Memory may be lacking: std::bad_alloc
+    [[nodiscard]] int beginRows(int level);
     /// Whether the image still has the size that the write began with, and so many rows are still
     /// to come; after a failure there are none.
     [[nodiscard]] bool takesRows(const lmImage& image, int count) const noexcept;
     /// @return 0; -16
-    [[nodiscard]] int writeRows(png_bytepp rows, int count) noexcept;
+    [[nodiscard]] int writeRows(std::uint16_t* const* rows, int count) noexcept;
     /// Adds the metadata, completes and closes the file. @return 0; -16 also if rows are missing
     [[nodiscard]] int complete(const lmImage& image) noexcept;
     /// Hands nothing more to libpng.
     void kill() noexcept { dead_ = true; }
 
 private:
+    [[nodiscard]] int writeFastRows(std::uint16_t* const* rows, int count) noexcept;
     [[nodiscard]] int writeEnd(char* metaData) noexcept;
+    [[nodiscard]] int writeFastEnd(const char* metaData) noexcept;
 
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     FilePtr file_;
+    std::optional<PngImageWriter> fast_;  ///< none: libpng compresses
     int width_, height_;
     int rowsWritten_ = 0;
     bool dead_ = false;

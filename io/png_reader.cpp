@@ -77,9 +77,10 @@ void readImage(PngDecoder& decoder, lmImage** place, const char* fileName, bool&
     image.pixelsizeX = decoder.pitchX();
     image.pixelsizeY = decoder.pitchY();
     buildRowPointers(image);
-    raiseFailure(decoder.readRows(image.rowPointers, properties));
+    raiseFailure(decoder.readRows(viewOf(image), image.rowPointers, properties));
 
     ini2 store(image.metaData, image.metaSize);
+    takeTexts(store, decoder.lastTexts());
     takeTexts(store, decoder.texts());
     image.maxPix = wholeNumber(store, "MaxPix");
     image.avgPix = wholeNumber(store, "AvgPix");

@@ -40,7 +40,9 @@ void startWrite(lmImage& image, const char* fileName) {
     PngWrite& write = writeOf(image);
     raiseFailure(write.open(fileName));
     const auto texts = std::make_unique<ImageTexts>(image);
-    raiseFailure(write.writeHeader(image, *texts, compressionLevel));
+    const int level = compressionLevel;
+    raiseFailure(write.writeHeader(image, *texts, level));
+    raiseFailure(write.beginRows(level));
 }
 
 /// Hands rows over to an open write; a failure that leaves the file unfinished ends the write's
@@ -48,8 +50,7 @@ void startWrite(lmImage& image, const char* fileName) {
 int handOver(lmImage& image, std::uint16_t** rows, int count) {
     PngWrite& write = writeOf(image);
     int code = LumoErrorWrite;
-    if (write.takesRows(image, count))
-        code = write.writeRows(reinterpret_cast<png_bytepp>(rows), count);
+    if (write.takesRows(image, count)) code = write.writeRows(rows, count);
     if (code != LumoOk) write.kill();
     return code;
 }

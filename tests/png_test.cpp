@@ -6,6 +6,9 @@
 #include <functional>
 #include <tuple>
 
+#include "frame/file.h"
+#include "io/deflate.h"
+#include "io/png_image_reader.h"
 #include "support/support.h"
 
 namespace lumo::test {
@@ -67,6 +70,19 @@ struct Png {
         return file;
     }
 };
+
+/// Gives every whole chunk the right checksum.
+void mendChecksums(Bytes& file) {
+    for (std::size_t at = 8; file.size() - std::min(at, file.size()) >= 12;) {
+        const std::size_t size = std::size_t{file[at]} << 24 | std::size_t{file[at + 1]} << 16 |
+                                 std::size_t{file[at + 2]} << 8 | file[at + 3];
+        if (size > file.size() - at - 12) return;
+        Bytes sum;
+        put32(sum, std::uint32_t(crc32(0, &file[at + 4], uInt(size + 4))));
+        std::copy(sum.begin(), sum.end(), file.begin() + std::ptrdiff_t(at + 8 + size));
+        at += size + 12;
+    }
+}
 
 int read(const Bytes& bytes, ImageOwner& owner) {
     const TempFolder folder;
@@ -202,6 +218,135 @@ TEST(PngRead, KeepsPackedTextsWithinBounds) {
         EXPECT_EQ(read(Png{.after = std::vector<Bytes>(count, one)}.bytes(), owner), code);
         EXPECT_EQ(owner.image == nullptr, code != 0);
     }
+}
+
+/// What reading a file gives: code, geometry, pixels, metadata but for the time, log lines.
+struct Answer {
+    int code = 0;
+    std::vector<std::uint32_t> geometry = {};
+    Pixels pixels = {};
+    std::string metaData = {};
+    std::vector<std::string> log = {};
+    bool operator==(const Answer&) const = default;
+};
+
+Answer answerTo(const std::string& name) {
+    const LogLines log;
+    Answer answer;
+    ImageOwner owner;
+    answer.code = LumoReadImage(&owner.image, name.c_str());
+    answer.log = log.lines();
+    if (owner.image == nullptr) return answer;
+    LumoSetMetaEntry(owner.image, "Image", "Creation Time", nullptr);
+    answer.geometry = {owner->width, owner->height, owner->pixelsizeX, owner->pixelsizeY};
+    answer.pixels = owner.pixels();
+    answer.metaData = owner->metaData;
+    return answer;
+}
+
+/// Reads a file with and without the fast path, which has to make no difference.
+void expectAsLibpngSays(const Bytes& bytes, const std::string& what) {
+    const TempFolder folder;
+    writeFile(folder / "a.png", bytes);
+    const Answer answer = answerTo(folder / "a.png");
+    const WithoutFastDeflate without;
+    EXPECT_EQ(answer, answerTo(folder / "a.png")) << what;
+}
+
+bool isReadFast(const Bytes& bytes, int depth, int width, int height) {
+    const TempFolder folder;
+    writeFile(folder / "a.png", bytes);
+    Raster raster(width, height);
+    PngTexts texts;
+    return readImageFast(openFile((folder / "a.png").c_str(), "rb").get(), depth, raster.target(),
+                         1000, texts);
+}
+
+/// A file with random samples, and rows filtered in every way.
+Png filteredAnyhow(int width, int height, std::uint8_t depth, Random& random) {
+    Png png{std::uint32_t(width), std::uint32_t(height), depth, 0, {}};
+    for (int y = 0; y < height; ++y) {
+        png.rows.push_back(std::uint8_t(random.below(5)));
+        for (int i = 0; i < width * depth / 8; ++i)
+            png.rows.push_back(std::uint8_t(random.below(256)));
+    }
+    return png;
+}
+
+TEST(PngFastPath, ReadsEveryFilterAsLibpngDoes) {
+    if (!hasFastDeflate()) GTEST_SKIP() << "built without ISA-L";
+    Random random(5);
+    for (const int height : {1, 3, 4, 5, 9, 33})
+        for (int width = 1; width <= 40; width += width < 12 ? 1 : 9)
+            for (const std::uint8_t depth : {std::uint8_t(8), std::uint8_t(16)}) {
+                const Bytes bytes = filteredAnyhow(width, height, depth, random).bytes();
+                EXPECT_TRUE(isReadFast(bytes, depth, width, height));
+                atEveryLevel([&] { expectAsLibpngSays(bytes, std::to_string(width)); });
+            }
+    const Bytes large = filteredAnyhow(700, 600, 16, random).bytes();
+    EXPECT_TRUE(isReadFast(large, 16, 700, 600));
+    expectAsLibpngSays(large, "many pieces");
+}
+
+TEST(PngFastPath, LeavesToLibpngWhatIsNotSoundAndPlain) {
+    if (!hasFastDeflate()) GTEST_SKIP() << "built without ISA-L";
+    Random random(6);
+    const Png sound = filteredAnyhow(9, 6, 16, random);
+    const auto changed = [&](auto change) {
+        Png png = sound;
+        change(png);
+        return png.bytes();
+    };
+    const std::pair<const char*, Bytes> cases[] = {
+        {"no such filter", changed([](Png& png) { png.rows[0] = 5; })},
+        {"rows missing", changed([](Png& png) { png.rows.resize(60); })},
+        {"rows too many", changed([](Png& png) { png.rows.resize(200); })},
+        {"a byte too many", changed([](Png& png) { png.rows.push_back(0); })},
+        {"packed text behind", changed([](Png& png) { png.after = {zippedChunk("a", "b")}; })},
+        {"time behind", changed([](Png& png) { png.after = {chunk("tIME", Bytes(7, 1))}; })},
+        {"more image data behind", changed([](Png& png) { png.after = {chunk("IDAT", {1})}; })},
+        {"interlaced", changed([](Png& png) { png.interlaced = 1; })}};
+    for (const auto& [what, bytes] : cases) {
+        EXPECT_TRUE(bytes[28] == 1 || !isReadFast(bytes, 16, 9, 6)) << what;  // interlaced
+        expectAsLibpngSays(bytes, what);
+    }
+    const Bytes texts = changed([](Png& png) {
+        png.before = {textChunk("Comment", "[Image_X]\nMaxPix=7\n"), textChunk("Source", "one")};
+        png.after = {textChunk("Comment", "[Image_X]\nMaxPix=9\n"), textChunk("Source", "two"),
+                     chunk("tEXt", {}), chunk("tEXt", {'a'})};
+    });
+    EXPECT_TRUE(isReadFast(texts, 16, 9, 6));
+    expectAsLibpngSays(texts, "texts before and behind");
+    // Every byte damaged, with the checksums of the chunks as they were and mended.
+    const Bytes whole = changed([](Png& png) { png.after = {textChunk("Source", "two")}; });
+    for (std::size_t at = 8; at < whole.size(); ++at)
+        for (const bool mended : {false, true}) {
+            Bytes damaged = whole;
+            damaged[at] ^= std::uint8_t(1 << random.below(8));
+            if (mended) mendChecksums(damaged);
+            expectAsLibpngSays(damaged, "damage at " + std::to_string(at));
+        }
+}
+
+TEST(PngFastPath, WritesWhatLibpngReads) {
+    if (!hasFastDeflate()) GTEST_SKIP() << "built without ISA-L";
+    const TempFolder folder;
+    const auto comesBack = [&](const Raster& raster) {
+        const ImageOwner image(raster);
+        ASSERT_EQ(LumoWriteImage(image.image, (folder / "a.png").c_str(), FormatPng), 0);
+        const WithoutFastDeflate without;
+        EXPECT_EQ(answerTo(folder / "a.png").pixels, raster.pixels) << raster.width;
+    };
+    atEveryLevel([&] {
+        for (int width = 1; width < 150; width += width < 70 ? 3 : 40) comesBack(noise(width, 4));
+    });
+    comesBack(noise(900, 800));  // several chunks of image data
+    Raster smooth(300, 200);
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 300; ++x) smooth.at(x, y) = std::uint16_t(x * 41 + y * 73);
+    comesBack(smooth);
+    EXPECT_LT(readFile(folder / "a.png").size(), smooth.pixels.size() / 10)
+        << "filtered, equal differences take hardly any room";
 }
 
 TEST(PngWrite, RoundTripsRasterPitchAndMetadata) {
