@@ -83,7 +83,7 @@ LUMO_WIDTHS(void, addUp, addUpBody,
 
 /// The division by the window's area is exact: the single-precision quotient of a mean is off by
 /// less than 2^-20 of its size, that is by less than 1/16; taken 2^-21 too small it truncates to
-/// the right integer or to the one below, and the remainder tells which.
+/// the right integer or to the one below, and the remainder says which.
 LUMO_INLINE void meansBody(const std::uint32_t* sums, int count, int n, std::uint16_t* means) {
     const std::int32_t area = n * n;
     const auto reciprocal = static_cast<float>((1.0 - 0x1p-21) / area);

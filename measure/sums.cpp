@@ -48,7 +48,7 @@ struct Elements {
 
 /// Adds at most blockVectors vectors. Pixels are taken as signed numbers d = v - 32768, whose
 /// squares are added in pairs: modulo 2^32, and once more without their low 16 bits. The second sum
-/// falls short by less than 2^32, so that both tell the exact one.
+/// falls short by less than 2^32, so that both give the exact one.
 LUMO_TARGET_AVX2 void addVectors(const std::uint16_t* pixels, std::size_t vectors, Sums& sums) {
     const __m256i center = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
     __m256i smallest = _mm256_set1_epi16(-1), largest = _mm256_setzero_si256();
