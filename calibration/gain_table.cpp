@@ -7,6 +7,7 @@
 #include "frame/bytes.h"
 #include "frame/file.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace lumo {
 namespace {

@@ -8,7 +8,7 @@
 #include "filters/filters.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

@@ -9,7 +9,8 @@
 #include "frame/call_frame.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

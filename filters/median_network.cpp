@@ -15,7 +15,7 @@
 
 #include "filters/sorting_network.h"
 #include "platform/stream_store.h"
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

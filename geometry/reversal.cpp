@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "platform/stream_store.h"
 
 namespace lumo {

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace lumo {
 namespace {

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/cpu_level.h"
 #include "platform/stream_store.h"
 
 namespace lumo {

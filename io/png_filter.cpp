@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {

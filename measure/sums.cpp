@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>

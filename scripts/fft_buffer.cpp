@@ -7,7 +7,8 @@
 #include <limits>
 
 #include "platform/huge_pages.h"
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {

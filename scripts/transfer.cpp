@@ -11,7 +11,8 @@
 #include <cmath>
 #include <vector>
 
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
