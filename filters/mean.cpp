@@ -77,7 +77,7 @@ LUMO_INLINE void addUpBody(const std::uint16_t* leaving, const std::uint16_t* en
         columns[x] += static_cast<std::uint32_t>(entering[x]) - leaving[x];
     }
 }
-LUMO_WIDTHS(void, addUp, addUpBody,
+LUMO_LEVELS(void, addUp, addUpBody<bytes>,
             (const std::uint16_t* leaving, const std::uint16_t* entering, std::uint32_t* columns,
              std::uint32_t* sums, int width),
             (leaving, entering, columns, sums, width))
