@@ -2,7 +2,6 @@
 // operations; gains are single precision, codes and products double.
 #include "calibration/gain_table.h"
 
-
 #include "frame/bytes.h"
 #include "frame/file.h"
 #include "image/pixel.h"

@@ -356,8 +356,8 @@ LUMO_API int LumoWriteImage(lmImage* image, const char* fileName, int format);
 
 /**
  * Sets the compression level of all later PNG writes of the process; 6 at first.
- * @param level  0 (none), 1 to 6 (fast, all alike), 7 to 9 (zlib at that level: many times slower, and
- * smaller for images of few grey values)
+ * @param level  0 (none), 1 to 6 (fast, all alike), 7 to 9 (zlib at that level: many times slower,
+ * and smaller for images of few grey values)
  * @return 0; -20 outside that range (the level stays)
  */
 LUMO_API int LumoSetWriteCompressionLevel(int level);
