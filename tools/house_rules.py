@@ -31,7 +31,7 @@ FORBIDDEN = [
     (r"\b(fread|fgetc|getc|fwrite|fputc|fscanf)(_unlocked)?\s*\(|\bstd::[io]?fstream\b", "use the checked block reads and writes of frame/file.h", ()),
     (r"\bf(re)?open(64)?\s*\(", "use openFile() of frame/file.h", ("platform/file_open.cpp",)),
     (r"\breinterpret_cast\b(?!<(const )?__m)", "no reinterpret_cast in readers",
-     ("io/png_writer.cpp", "io/png_decoder.cpp")),
+     ("io/png_encoder.cpp", "io/png_decoder.cpp")),
     (r"\busing namespace\b", "no using namespace in headers", ()),
     (r"\bvector_size\b", "use Vector of platform/vectors.h", ("platform/vectors.h",)),
     (r"\bgnu::target|\btarget_clones\b|__builtin_cpu_supports", "use LUMO_LEVELS of platform/cpu_level.h",
