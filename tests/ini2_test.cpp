@@ -63,17 +63,17 @@ void set(ini2& store, const std::string& section, const std::string& key, const 
 
 std::string body(ini2& store, const char* section) {
     int size = 0;
-    EXPECT_EQ(store.get(section, nullptr, &size), 0);
+    EXPECT_EQ(store.getBody(section, nullptr, &size), 0);
     std::string bytes(std::size_t(size) + 1, 'u');
     int room = size + 1;
-    EXPECT_EQ(store.get(section, bytes.data(), &room), 0);
+    EXPECT_EQ(store.getBody(section, bytes.data(), &room), 0);
     EXPECT_EQ(room, size);
     EXPECT_EQ(bytes.back(), 'u');
     return bytes.substr(0, bytes.size() - 1);
 }
 
 void setBody(ini2& store, const char* section, const std::string& bytes) {
-    store.set(section, bytes.data(), int(bytes.size()), nullptr);
+    store.setBody(section, bytes.data(), int(bytes.size()), nullptr);
 }
 
 /// The store that its text makes.
@@ -192,13 +192,13 @@ TEST(Ini2, BodyGetFollowsTheSizeProtocol) {
                                                 {3, 3, "abc-"},
                                                 {9, 3, "abc-"}}) {
         int room = size;
-        EXPECT_EQ(store.get("X", buffer, &room), 0);
+        EXPECT_EQ(store.getBody("X", buffer, &room), 0);
         EXPECT_EQ(room, count);
         EXPECT_STREQ(buffer, expected);
     }
-    EXPECT_NE(store.get("X", buffer, static_cast<int*>(nullptr)), 0);
+    EXPECT_NE(store.getBody("X", buffer, nullptr), 0);
     EXPECT_EQ(body(store, "Y"), "");
-    store.set("X", "abc", -1, nullptr);
+    store.setBody("X", "abc", -1, nullptr);
     EXPECT_EQ(text(store), "[X]\n");
 }
 
@@ -230,9 +230,9 @@ TEST(Ini2, AChangeLeavesAllOtherBytes) {
         {"comment", [](ini2& s) { s.set("S", "k", "2", "c\nd\re"); }},
         {"no comment", [](ini2& s) { s.set("S", "k", "2", ""); }},
         {"move", [](ini2& s) { s.remove("S", "k"), s.set("S", "k", 1L, nullptr); }},
-        {"bare body", [](ini2& s) { s.set("S", "b=2\n", 4, nullptr); }},
+        {"bare body", [](ini2& s) { s.setBody("S", "b=2\n", 4, nullptr); }},
         {"remove", [](ini2& s) { s.remove("S", "k"); }},
-        {"body", [](ini2& s) { s.set("S", "b=2\n", 4, "c"); }},
+        {"body", [](ini2& s) { s.setBody("S", "b=2\n", 4, "c"); }},
         {"null", [](ini2& s) { s.set(nullptr, "k", "", ""), s.set("S", nullptr, "", ""); }}};
     for (const char* row : {
              "set||[S]\nk=1\n",
@@ -413,7 +413,7 @@ TEST(Ini2, ManyChangesOnOneStoreEqualOneChangeAtATime) {
             const auto change = [&](ini2& s) {
                 Reread other("[" + section + "]\n" + key + "=m\nx" + key + "\n[V" + key + "]");
                 const char* const name = section.c_str();
-                if (kind == 0) return s.set(name, lines.data(), int(lines.size()), nullptr);
+                if (kind == 0) return s.setBody(name, lines.data(), int(lines.size()), nullptr);
                 if (kind < 5) return s.remove(name, key.c_str());
                 if (kind < 9) return s.set(other);
                 return s.set(name, key.c_str(), what.c_str(), kind < 13 ? "c" : nullptr);
