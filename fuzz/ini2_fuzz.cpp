@@ -60,7 +60,7 @@ std::string asText(const std::string& bytes) {
 void entryComesBack(const std::string& text, const std::string& section, const std::string& key,
                     const std::string& value, bool isLong) {
     Store before(text), store(text);
-    if (isLong)  // lets the store build its trees first
+    if (isLong)  // lets the store make its index first
         for (int i = 0; i < 20; ++i) valueOf(store, section, key);
     const bool isNew = store.remove(section.c_str(), key.c_str()) != 0;
     if (isNew) require(textOf(store) == text, "removing nothing changes nothing");

@@ -13,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "frame/ini2_lookup.h"
 #include "support/support.h"
 
 namespace {
@@ -125,6 +126,7 @@ TEST(Ini2, AnyNameAndValueComesBackAndForgesNothing) {
         ASSERT_EQ(text(store).find_first_of("\t\r\x01\x7f"), std::string::npos) << text(store);
         Reread reread(store);
         ASSERT_EQ(value(reread, section, key), what) << text(store);
+        ASSERT_EQ(lumo::ini::findValue(text(store), section, key), what) << text(store);
         ASSERT_EQ(reread.remove(section.c_str(), key.c_str()), 0);
         ASSERT_NE(reread.remove(section.c_str(), key.c_str()), 0);
         ASSERT_EQ(value(reread, section, key), "<none>");
@@ -215,10 +217,12 @@ TEST(Ini2, ForeignTextKeepsItsMeaning) {
         "B|more|<none>~A|more|1~A%41|y|2~ZoJO09|z|5~AA|y|<none>~T]|z|4~U]|z|~|z|3~|End|~"
         "A|#key2|<none>~A|;key2|<none>",
         '~');
-    for (int round = 0; round < 4; ++round)  // the first by walking, later ones by trees
+    for (int round = 0; round < 4; ++round)  // the first by walking, later ones by an index
         for (const std::string& row : cases) {
             const Words word = split(row, '|');
             EXPECT_EQ(value(store, word[0], word[1]), word[2]) << row;
+            const auto found = lumo::ini::findValue(all, word[0], word[1]);
+            EXPECT_EQ(found.value_or("<none>"), word[2]) << row;
         }
     EXPECT_EQ(text(store), all);
     EXPECT_EQ(body(store, "B") + body(store, "U]") + body(store, "V"), "[open\nx=[y]\nz=a\r\n");
@@ -354,6 +358,8 @@ TEST(Ini2, NumbersReadBackAndBadOnesFallBack) {
         EXPECT_EQ(store.get("S", "l", &back, 7), 0);
         EXPECT_EQ(back, number);
     }
+    store.set("S", "i", 12, nullptr);  // not a body of twelve bytes
+    EXPECT_EQ(value(store, "S", "i"), "12");
     const std::tuple<const char*, long, double> cases[] = {
         {"12.75mm", 12, 12.75},
         {" +3", 3, 3},
