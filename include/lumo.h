@@ -256,6 +256,31 @@ LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* k
                               int32_t* size);
 
 /**
+ * Receives one metadata entry; the texts are zero-terminated and valid during the call. It may
+ * change the image's metadata, which the walk does not see, and must not throw.
+ * @param section  name of the entry's section
+ * @param key      name of the entry
+ * @param value    the value in full length
+ * @param user     as it was given to LumoForEachMetaEntry()
+ * @return 0 to go on; anything else ends the walk
+ */
+typedef int (*LumoMetaVisitor)(const char* section, const char* key, const char* value, void* user);
+
+/**
+ * Hands every metadata entry to a visitor, in the order of the text, those of a section together
+ * and each key once, with the value that LumoGetMetaEntry() reads, but in full length. It takes one
+ * reading of the text, where asking for each entry takes one for each. The extended header, which
+ * need not hold entries at all, is passed over. Entries before the first section come with an empty
+ * section name; LumoGetMetaEntry() does not find them.
+ * @param image    only read, unless the visitor changes it
+ * @param visitor  called once for each entry, on the caller's thread
+ * @param user     handed on to the visitor; may be null
+ * @return 0, also if the visitor ended the walk; -50 without image; -2 without visitor; -8 without
+ * memory, perhaps after some entries
+ */
+LUMO_API int LumoForEachMetaEntry(lmImage* image, LumoMetaVisitor visitor, void* user);
+
+/**
  * Creates, replaces or removes one metadata entry. Any text may be a value, line breaks included.
  * @param image    the image
  * @param section  name of the section, made if it is missing

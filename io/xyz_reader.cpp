@@ -107,7 +107,7 @@ void readInfoFile(lmImage& image, const char* infoName) {
     if (info.extHeaderSize > 0) {
         const auto size = static_cast<std::size_t>(info.extHeaderSize);
         const std::vector<char> body = readExtendedHeader(file.get(), size);
-        store.set("Image_XHEAD", body.data(), static_cast<int>(body.size()), nullptr);
+        store.setBody("Image_XHEAD", body.data(), static_cast<int>(body.size()), nullptr);
     }
     takeHeader(store, image, info);
     replaceMetaData(image, store);

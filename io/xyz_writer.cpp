@@ -130,14 +130,14 @@ struct ExtendedHeader {
 /// The extended header; none without memory for it, which the log tells.
 ExtendedHeader extendedHeaderOf(ini2& store) {
     ExtendedHeader header;
-    store.get("Image_XHEAD", nullptr, &header.size);
+    store.getBody("Image_XHEAD", nullptr, &header.size);
     if (header.size <= 0) return {};
     header.body.reset(static_cast<char*>(std::malloc(static_cast<std::size_t>(header.size))));
     if (!header.body) {
         slog(4, "LumoWriteImageXYZ no memory for the extended header, which is left out");
         return {};
     }
-    store.get("Image_XHEAD", header.body.get(), &header.size);
+    store.getBody("Image_XHEAD", header.body.get(), &header.size);
     return header;
 }
 

@@ -1,8 +1,8 @@
 // What a file format does not hold of an image, told on standard error as notes about the file.
 #include "cli/files/losses.h"
 
-#include <algorithm>
-#include <vector>
+#include <map>
+#include <utility>
 
 #include "cli/library.h"
 #include "cli/messages.h"
@@ -24,23 +24,22 @@ std::string withoutDayName(const MetaEntry& entry, const std::string& value) {
 
 /// Compares the metadata with what came back from the file, entry by entry.
 void tellLostEntries(lmImage* image, lmImage* back, const std::string& file) {
-    const std::vector<MetaEntry> kept = readMetadata(back);
+    std::map<std::pair<std::string, std::string>, std::string> kept;
+    for (auto& [section, key, value] : readMetadata(back, file)) kept[{section, key}] = value;
     std::string lost;
-    for (const MetaEntry& entry : readMetadata(image)) {
+    for (const MetaEntry& entry : readMetadata(image, file)) {
         const std::string name = entry.section + '/' + entry.key;
-        const auto same = std::ranges::find_if(kept, [&](const MetaEntry& other) {
-            return other.section == entry.section && other.key == entry.key;
-        });
+        const auto same = kept.find({entry.section, entry.key});
         if (same == kept.end()) {
             if (entry.value.empty()) continue;  // reads the same
             if (!lost.empty()) lost += ", ";
             lost += name;
-        } else if (withoutDayName(entry, same->value) != withoutDayName(entry, entry.value)) {
-            tell(file, name + " becomes \"" + same->value + "\" in XYZ");
+        } else if (withoutDayName(entry, same->second) != withoutDayName(entry, entry.value)) {
+            tell(file, name + " becomes \"" + same->second + "\" in XYZ");
         }
     }
     if (!lost.empty()) tell(file, "does not travel in XYZ: " + lost);
-    if (extendedHeader(image) != extendedHeader(back))
+    if (extendedHeader(image, file) != extendedHeader(back, file))
         tell(file, "the extended header does not travel unchanged");
 }
 

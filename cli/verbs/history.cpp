@@ -32,7 +32,7 @@ void printScript(const std::map<unsigned long, std::string>& steps) {
 
 Status run(const Options& options) {
     const ImageHandle image = readImage(options.file);
-    const std::map<unsigned long, std::string> steps = readHistory(image.get());
+    const std::map<unsigned long, std::string> steps = readHistory(image.get(), options.file);
     if (options.script) {
         printScript(steps);
         return done;
@@ -44,9 +44,9 @@ Status run(const Options& options) {
 
 }  // namespace
 
-std::map<unsigned long, std::string> readHistory(lmImage* image) {
+std::map<unsigned long, std::string> readHistory(lmImage* image, const std::string& file) {
     std::map<unsigned long, std::string> steps;
-    for (const MetaEntry& entry : readMetadata(image)) {
+    for (const MetaEntry& entry : readMetadata(image, file)) {
         if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
         const char *begin = entry.key.data() + stepPrefix.size(),
                    *end = entry.key.data() + entry.key.size();

@@ -50,8 +50,8 @@ Facts gather(const std::string& file) {
                            &facts.equivHigh),
           file);
     facts.raster = summarize(*image);
-    facts.metadata = readMetadata(image.get());
-    facts.extendedHeader = extendedHeader(image.get());
+    facts.metadata = readMetadata(image.get(), file);
+    facts.extendedHeader = extendedHeader(image.get(), file);
     return facts;
 }
 

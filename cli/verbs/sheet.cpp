@@ -57,7 +57,7 @@ std::vector<std::string> wrapped(const std::string& text, int width) {
 Cell cellOf(const std::string& file, const Options& options) {
     Cell cell{readImage(file), {}, nullptr};
     if (!options.roi.empty()) cropTo(cell.image, parseRoi(options.roi), file);
-    const auto steps = readHistory(cell.image.get());
+    const auto steps = readHistory(cell.image.get(), file);
     cell.caption = wrapped(steps.empty() ? "" : steps.rbegin()->second, options.width);
     const std::string name = SplitPath(file).name;
     cell.caption.insert(cell.caption.begin(),
