@@ -32,4 +32,9 @@ void checkRead(int code, const std::string& file);
 /// `file` is only named in errors.
 [[nodiscard]] ImageHandle createImage(int width, int height, const std::string& file);
 
+/// The raster of an image for the calls that take a plain one.
+[[nodiscard]] inline Image rasterOf(const lmImage& image) {
+    return {image.width, image.height, image.data};
+}
+
 }  // namespace lumo::cli

@@ -14,10 +14,9 @@
 #include "cli/history.h"
 #include "cli/json.h"
 #include "cli/messages.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpCalibrate(CLI::App& verb);
 
 namespace {
 

@@ -11,10 +11,9 @@
 #include "cli/library.h"
 #include "cli/metadata.h"
 #include "cli/raster.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpInfo(CLI::App& verb);
 
 namespace {
 

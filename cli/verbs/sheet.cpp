@@ -9,10 +9,9 @@
 #include "cli/history.h"
 #include "cli/pictures/canvas.h"
 #include "cli/pictures/picture.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpSheet(CLI::App& verb);
 
 namespace {
 
