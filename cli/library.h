@@ -21,13 +21,8 @@ using ImageHandle = std::unique_ptr<lmImage, ImageDeleter>;
 /// Throws libraryError() for a negative code.
 void check(int code, const std::string& file);
 
-/// The same with a reason, after reading the file.
+/// The same with a reason, for calls that read a file of their own.
 void checkRead(int code, const std::string& file);
-
-/// Whether the file begins as PNG files do; the library reads all others as XYZ.
-[[nodiscard]] bool isPng(const std::string& file);
-
-[[nodiscard]] ImageHandle readImage(const std::string& file);
 
 /// `file` is only named in errors.
 [[nodiscard]] ImageHandle createImage(int width, int height, const std::string& file);

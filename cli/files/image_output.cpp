@@ -1,8 +1,6 @@
 // Image files written under a name that the user chose: which format, which files, what gets lost.
 #include "cli/files/image_output.h"
 
-#include <strings.h>
-
 #include "cli/files/losses.h"
 #include "cli/files/output.h"
 #include "cli/messages.h"
@@ -23,16 +21,6 @@ constexpr struct {
                {"txt", FormatTxt, true}};
 
 constexpr const char* formatNames = "png, xyz, xyz8, raw or txt";
-
-/// Text after the last '.' of a name; empty without one.
-std::string extensionOf(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    return dot == std::string::npos ? "" : name.substr(dot + 1);
-}
-
-std::string withLastThree(std::string name, const char* letters) {
-    return name.replace(name.size() - 3, 3, letters);
-}
 
 ImageFormat chooseFormat(const OutputOptions& options) {
     for (const auto& [name, format, isExtension] : formats) {
@@ -61,10 +49,6 @@ void checkName(const OutputOptions& options, ImageFormat format, const std::stri
 
 }  // namespace
 
-bool hasExtension(const std::string& name, const char* extension) {
-    return strcasecmp(extensionOf(name).c_str(), extension) == 0;
-}
-
 std::string extensionFor(const std::string& formatName) {
     return formatName.substr(0, 3);  // xyz8 differs inside only
 }
@@ -73,12 +57,6 @@ std::vector<std::string> partsOf(const std::string& file) {
     const std::string extension = extensionOf(file);
     if (hasExtension(file, "png") || extension.size() != 3 || extension == "txt") return {file};
     return {file, withLastThree(file, "txt")};
-}
-
-SplitPath::SplitPath(const std::string& file) {
-    const std::size_t slash = file.rfind('/');
-    folder = slash == std::string::npos ? "" : file.substr(0, slash + 1);
-    name = file.substr(folder.size());
 }
 
 void addForceOption(CLI::App& verb, bool& force) {

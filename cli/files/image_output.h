@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/files/names.h"
 #include "cli/library.h"
 
 namespace lumo::cli {
@@ -19,18 +20,6 @@ struct OutputOptions {
 void addOutputOptions(CLI::App& verb, OutputOptions& options);
 /// Declares --force alone.
 void addForceOption(CLI::App& verb, bool& force);
-
-/// Folder of a path with its slash (empty for the current one), and the rest.
-struct SplitPath {
-    explicit SplitPath(const std::string& file);
-    std::string folder, name;
-};
-
-/// Whether a name's extension is this one, in any case.
-[[nodiscard]] bool hasExtension(const std::string& name, const char* extension);
-
-/// The extensions of pixel files.
-inline constexpr const char* imageExtensions[] = {"png", "xyz", "raw"};
 
 /// The extension that goes with a format of --format; empty for none.
 [[nodiscard]] std::string extensionFor(const std::string& formatName);

@@ -10,6 +10,7 @@
 
 #include "cli/files/batch.h"
 #include "cli/files/output.h"
+#include "cli/files/reading.h"
 #include "cli/gain_table.h"
 #include "cli/history.h"
 #include "cli/json.h"

@@ -5,6 +5,7 @@
 #include <iostream>
 #include <memory>
 
+#include "cli/files/reading.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
