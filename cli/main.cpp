@@ -5,6 +5,7 @@
 #include "cli/command.h"
 #include "cli/library.h"
 #include "cli/messages.h"
+#include "cli/system/interrupts.h"
 #include "cli/system/standard_streams.h"
 #include "cli/verbs/verbs.h"
 
@@ -88,6 +89,7 @@ Status run(int count, char** arguments) {
 }
 
 Status runGuarded(int count, char** arguments) {
+    survivePassedLimits();
     try {
         return run(count, arguments);
     } catch (const CommandError& error) {

@@ -64,7 +64,7 @@ private:
         std::error_code error;
         const fs::path name = entry.path().filename();
         if (entry.is_directory(error)) {
-            if (StagedOutput::isPrivate(name.string())) return;
+            if (StagingFolder::isOne(name.string())) return;
             if (entry.is_symlink(error) || identity(entry.path()) == out_) return;
             return look(entry.path(), target / name);
         }

@@ -1,8 +1,8 @@
-// Image files written under a name that the user chose: which format, which files, what gets lost.
+// The names of formats, and the files that each writes.
 #include "cli/files/image_output.h"
 
 #include "cli/files/losses.h"
-#include "cli/files/output.h"
+#include "cli/files/pitch.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {
@@ -22,7 +22,16 @@ constexpr struct {
 
 constexpr const char* formatNames = "png, xyz, xyz8, raw or txt";
 
+bool isStandardOutput(const OutputOptions& options) {
+    return options.file == standardStream;
+}
+
 ImageFormat chooseFormat(const OutputOptions& options) {
+    if (isStandardOutput(options)) {
+        if (options.formatName.empty() || options.formatName == "png") return FormatPng;
+        throw usageError("--format " + options.formatName +
+                         ": an XYZ image is two files and cannot go to standard output");
+    }
     for (const auto& [name, format, isExtension] : formats) {
         const bool chosen = options.formatName.empty()
                                 ? isExtension && hasExtension(options.file, name)
@@ -98,9 +107,15 @@ void ImageOutput::save(lmImage* image) {
 
 void ImageOutput::savePng(lmImage* image) {
     StagedOutput staged(path_.folder, names(), {}, force_);
-    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), FormatPng), file_);
-    tellPngLosses(*image, file_);
+    write(image, staged, path_.name, FormatPng);
+    reportPngLosses(image, file_);
     staged.publish();
+}
+
+void ImageOutput::write(lmImage* image, const StagedOutput& staged, const std::string& name,
+                        ImageFormat format) {
+    const int code = LumoWriteImage(image, staged.pathOf(name).c_str(), format);
+    if (code < 0) throw staged.writingError(code, name);
 }
 
 void ImageOutput::saveXyz(lmImage* image) {
@@ -110,11 +125,14 @@ void ImageOutput::saveXyz(lmImage* image) {
     std::vector<std::string> scratch;
     if (alone) scratch.push_back(pixels);
     StagedOutput staged(path_.folder, names(), scratch, force_);
-    if (alone) check(LumoWriteImage(image, staged.pathOf(pixels).c_str(), FormatXyz), file_);
-    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), format_), file_);
+    {
+        const PitchInExtendedHeader marked(image, file_);
+        if (alone) write(image, staged, pixels, FormatXyz);
+        write(image, staged, path_.name, format_);
+    }
     if (format_ == FormatXyz8)
-        printMessage(file_ + ": note: 8-bit XYZ is lossy, it keeps 256 steps of grey");
-    tellXyzLosses(image, staged.pathOf(pixels), file_);
+        printNote(file_, "lossy", "8-bit XYZ is lossy, it keeps 256 steps of grey");
+    reportXyzLosses(image, staged.pathOf(pixels), file_);
     staged.publish();
 }
 

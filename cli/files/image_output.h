@@ -6,6 +6,7 @@
 
 #include "cli/command.h"
 #include "cli/files/names.h"
+#include "cli/files/output.h"
 #include "cli/library.h"
 
 namespace lumo::cli {
@@ -38,10 +39,12 @@ public:
     [[nodiscard]] std::vector<std::string> names() const;
     [[nodiscard]] const std::string& folder() const { return path_.folder; }
 
-    /// Writes the image and tells what the format does not hold of it.
+    /// Writes the image and reports what the format does not hold of it.
     void save(lmImage* image);
 
 private:
+    void write(lmImage* image, const StagedOutput& staged, const std::string& name,
+               ImageFormat format);
     void saveXyz(lmImage* image);
     void savePng(lmImage* image);
 

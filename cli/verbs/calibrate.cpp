@@ -93,9 +93,9 @@ Status create(const Options& options) {
     const SplitPath path(options.table);
     StagedOutput output(path.folder, {path.name}, {}, options.force);
     const std::string staged = output.pathOf(path.name);
-    check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
-                                staged.c_str()),
-          options.table);
+    const int created = CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest,
+                                              highest, staged.c_str());
+    if (created < 0) throw output.writingError(created, path.name);
     const GainTable table = readGainTable(staged, options.table);
     const std::vector<std::uint16_t>& codes = table.codes;
     const auto atHighest = std::ranges::count_if(
