@@ -5,17 +5,11 @@
 #include "cli/command.h"
 #include "cli/library.h"
 #include "cli/messages.h"
+#include "cli/system/interrupts.h"
 #include "cli/system/standard_streams.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpCalibrate(CLI::App&), setUpConvert(CLI::App&), setUpFilter(CLI::App&),
-    setUpMirror(CLI::App&), setUpRotate(CLI::App&), setUpShear(CLI::App&), setUpHistory(CLI::App&),
-    setUpInfo(CLI::App&), setUpPhantom(CLI::App&), setUpPreview(CLI::App&), setUpSheet(CLI::App&);
-Work setUpStats(CLI::App&), setUpDose(CLI::App&), setUpHistogram(CLI::App&),
-    setUpProfile(CLI::App&);
-Work setUpWindow(CLI::App&), setUpEqualize(CLI::App&), setUpInvert(CLI::App&), setUpCrop(CLI::App&),
-    setUpBin(CLI::App&), setUpDeflash(CLI::App&);
 
 namespace {
 
@@ -95,6 +89,7 @@ Status run(int count, char** arguments) {
 }
 
 Status runGuarded(int count, char** arguments) {
+    survivePassedLimits();
     try {
         return run(count, arguments);
     } catch (const CommandError& error) {

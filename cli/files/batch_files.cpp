@@ -7,6 +7,7 @@
 #include <set>
 #include <system_error>
 
+#include "cli/files/formats.h"
 #include "cli/files/image_output.h"
 #include "cli/files/output.h"
 
@@ -14,11 +15,6 @@ namespace lumo::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-bool isImageName(const std::string& name) {
-    return std::ranges::any_of(
-        imageExtensions, [&](const char* extension) { return hasExtension(name, extension); });
-}
 
 /// A folder's own name, also of "." and "a/..".
 fs::path nameOf(const fs::path& folder) {
@@ -68,7 +64,7 @@ private:
         std::error_code error;
         const fs::path name = entry.path().filename();
         if (entry.is_directory(error)) {
-            if (StagedOutput::isPrivate(name.string())) return;
+            if (StagingFolder::isOne(name.string())) return;
             if (entry.is_symlink(error) || identity(entry.path()) == out_) return;
             return look(entry.path(), target / name);
         }

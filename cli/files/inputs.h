@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/files/reading.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {

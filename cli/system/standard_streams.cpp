@@ -1,10 +1,12 @@
-// Standard output as a promise: what was printed there arrived, or the program says that it did
-// not.
+// The three descriptors that every program is started with, or should be.
 #include "cli/system/standard_streams.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <iostream>
+
+#include "cli/system/input_file.h"
 
 namespace {
 
@@ -22,6 +24,15 @@ void holdStandardDescriptors() {
 }  // namespace
 
 namespace lumo::cli {
+
+bool errorsGoToTerminal() {
+    return isatty(STDERR_FILENO) != 0;
+}
+
+bool writeToOutput(std::string_view bytes) {
+    std::cout.flush();
+    return std::cout.good() && writeAll(STDOUT_FILENO, bytes.data(), bytes.size());
+}
 
 bool finishOutput() {
     std::cout.flush();

@@ -10,14 +10,14 @@
 
 #include "cli/files/batch.h"
 #include "cli/files/output.h"
+#include "cli/files/reading.h"
 #include "cli/gain_table.h"
 #include "cli/history.h"
 #include "cli/json.h"
 #include "cli/messages.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpCalibrate(CLI::App& verb);
 
 namespace {
 
@@ -93,9 +93,9 @@ Status create(const Options& options) {
     const SplitPath path(options.table);
     StagedOutput output(path.folder, {path.name}, {}, options.force);
     const std::string staged = output.pathOf(path.name);
-    check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
-                                staged.c_str()),
-          options.table);
+    const int created = CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest,
+                                              highest, staged.c_str());
+    if (created < 0) throw output.writingError(created, path.name);
     const GainTable table = readGainTable(staged, options.table);
     const std::vector<std::uint16_t>& codes = table.codes;
     const auto atHighest = std::ranges::count_if(

@@ -2,15 +2,13 @@
 #include <memory>
 #include <vector>
 
-#include "cli/command.h"
 #include "cli/files/image_output.h"
 #include "cli/files/inputs.h"
 #include "cli/library.h"
 #include "cli/metadata.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpConvert(CLI::App& verb);
 
 namespace {
 

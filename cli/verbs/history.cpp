@@ -5,14 +5,13 @@
 #include <iostream>
 #include <memory>
 
-#include "cli/command.h"
+#include "cli/files/reading.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpHistory(CLI::App& verb);
 
 namespace {
 

@@ -1,7 +1,6 @@
 // The verb `info`: geometry, pitch, pixel statistics and metadata, as a table or as JSON.
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
@@ -11,10 +10,9 @@
 #include "cli/library.h"
 #include "cli/metadata.h"
 #include "cli/raster.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpInfo(CLI::App& verb);
 
 namespace {
 
@@ -23,7 +21,7 @@ constexpr double nanometresPerMillimetre = 1e6;
 /// All that is told of one image.
 struct Facts {
     std::string file;
-    const char* format;
+    std::string format;
     std::uint32_t width, height, pitchX, pitchY;
     std::uint16_t avgPix, maxPix, equivLow, equivHigh;
     RasterSummary raster;
@@ -31,19 +29,11 @@ struct Facts {
     std::string extendedHeader;
 };
 
-const char* formatOf(const std::string& file) {
-    if (isPng(file)) return "PNG";
-    char start[4] = {};
-    std::ifstream(file, std::ios::binary).read(start, sizeof start);
-    const bool codes = std::string_view(start, sizeof start) == std::string_view("\xFF\xFF\0\0", 4);
-    return codes ? "XYZ, 8-bit" : "XYZ, 16-bit";
-}
-
 Facts gather(const std::string& file) {
-    const ImageHandle image = readImage(file);
+    const auto [image, format] = readFile(file);
     Facts facts{};
     facts.file = file;
-    facts.format = formatOf(file);
+    facts.format = format;
     check(LumoGetGeometry(image.get(), &facts.width, &facts.height, &facts.pitchX, &facts.pitchY),
           file);
     check(LumoGetDoseEquiv(image.get(), &facts.avgPix, &facts.maxPix, &facts.equivLow,
@@ -105,7 +95,7 @@ void printTable(const Facts& facts) {
                   "  pitch    %u x %u nm (%.6g x %.6g mm)\n"
                   "  pixels   minimum %u, maximum %u, mean %.3f, CRC-32 %s\n"
                   "  recorded maximum %u, average %u; dose equivalent %u to %u\n",
-                  facts.format, facts.width, facts.height, facts.pitchX, facts.pitchY,
+                  facts.format.c_str(), facts.width, facts.height, facts.pitchX, facts.pitchY,
                   facts.pitchX / nanometresPerMillimetre, facts.pitchY / nanometresPerMillimetre,
                   facts.raster.minimum, facts.raster.maximum, facts.raster.mean,
                   crcText(facts).c_str(), facts.maxPix, facts.avgPix, facts.equivLow,

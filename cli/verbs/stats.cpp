@@ -1,17 +1,17 @@
-// The verbs `stats` and `dose`: figures of images and regions.
+// The verb `stats`: figures of images and regions.
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "cli/arguments.h"
+#include "cli/csv.h"
 #include "cli/files/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpStats(CLI::App&verb), setUpDose(CLI::App&verb);
 
 namespace {
 
@@ -147,20 +147,6 @@ Work setUpStats(CLI::App& verb) {
     CLI::Option* csv = verb.add_flag("--csv", options->csv, "Comma-separated, one row a line");
     verb.add_flag("--json", options->json, "An array with one object a row")->excludes(csv);
     return [options] { return stats(*options); };
-}
-
-Work setUpDose(CLI::App& verb) {
-    const auto files = std::make_shared<std::vector<std::string>>();
-    addInputOption(verb, *files);
-    return [files] {
-        return forEach(*files, [](const std::string& file) {
-            const ImageHandle image = readImage(file);
-            const Image raster = rasterOf(*image);
-            std::int32_t indicator = 0;
-            check(GetOrvelDoseIndicator(&raster, &indicator), file);
-            std::cout << indicator << "  " << printable(file) << '\n';
-        });
-    };
 }
 
 }  // namespace lumo::cli

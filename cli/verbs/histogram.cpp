@@ -1,32 +1,21 @@
-// The verbs `histogram` and `profile`: rows of numbers, as text or as a chart.
+// The verb `histogram`: pixels of each bin of grey values, as text or as a chart.
 #include <algorithm>
 #include <iostream>
 #include <memory>
 #include <utility>
 
 #include "cli/arguments.h"
-#include "cli/files/image_output.h"
 #include "cli/files/inputs.h"
 #include "cli/library.h"
 #include "cli/pictures/chart.h"
+#include "cli/pictures/chart_options.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
 
-Work setUpHistogram(CLI::App&verb), setUpProfile(CLI::App&verb);
-
 namespace {
 
-struct CurveOptions {
-    std::string input, picture;
-    bool force = false;
-};
-
-void addPictureOptions(CLI::App& verb, CurveOptions& options) {
-    verb.add_option("--png", options.picture, "Draw a picture into this file instead");
-    addForceOption(verb, options.force);
-}
-
-struct HistogramOptions : CurveOptions {
+struct HistogramOptions : ChartOptions {
     int bins = 256, lo = 0, hi = 65535;
     bool csv = false;
 };
@@ -66,30 +55,6 @@ Status histogram(const HistogramOptions& options) {
     return done;
 }
 
-struct ProfileOptions : CurveOptions {
-    std::string roi, axis;
-};
-
-Status profile(const ProfileOptions& options) {
-    const Roi roi = parseRoi(options.roi);
-    const ImageHandle image = readImage(options.input);
-    requireInside(*image, roi, options.input);
-    const bool alongX = options.axis == "x";
-    const auto [first, last] =
-        alongX ? std::minmax({roi.x1, roi.x2}) : std::minmax({roi.y1, roi.y2});
-    std::vector<std::uint16_t> means(65536);
-    check((alongX ? Make_XScan : Make_YScan)(rasterOf(*image), roi, means.data()), options.input);
-    means.resize(static_cast<std::size_t>(last - first + 1));
-    if (!options.picture.empty()) {
-        writeChart({{means.begin(), means.end()}, first, false}, options.picture, options.force);
-        return done;
-    }
-    std::cout << options.axis << ",mean\n";
-    for (std::size_t i = 0; i < means.size(); ++i)
-        std::cout << first + static_cast<std::int64_t>(i) << ',' << means[i] << '\n';
-    return done;
-}
-
 }  // namespace
 
 Work setUpHistogram(CLI::App& verb) {
@@ -106,19 +71,8 @@ Work setUpHistogram(CLI::App& verb) {
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
     verb.add_flag("--csv", options->csv, "Comma-separated, with a head");
-    addPictureOptions(verb, *options);
+    addChartOptions(verb, *options);
     return [options] { return histogram(*options); };
-}
-
-Work setUpProfile(CLI::App& verb) {
-    const auto options = std::make_shared<ProfileOptions>();
-    addInputOption(verb, options->input);
-    verb.add_option("--roi", options->roi, "The region: x1,y1,x2,y2, inclusive")->required();
-    verb.add_option("--axis", options->axis, "x: mean of each column, y: mean of each row")
-        ->required()
-        ->check(CLI::IsMember({"x", "y"}));
-    addPictureOptions(verb, *options);
-    return [options] { return profile(*options); };
 }
 
 }  // namespace lumo::cli
