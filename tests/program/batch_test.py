@@ -86,7 +86,7 @@ class Batch(Program):
             out, err = self.run_lumo("filter", "--batch", "in", "--out", jobs, "-j", jobs, "--format", "xyz", "type=histogramm_equal3", status=1)
             self.assertEqual(out.count("[return]"), 9)
             self.assertEqual([line[2:] for line in out.splitlines() if line[0] == ";"], ["in/%02d.png" % i for i in range(9)])
-            said.add((out, err.replace(" %s/" % jobs, " out/").replace("\n%s/" % jobs, "\nout/")))
+            said.add((out, err.replace(jobs + "/00.xyz", "00.xyz")))
         self.assertEqual(len(said), 1)
         self.assertRegex(err, r"^7/00\.xyz: note: [^\n]+ \(and 8 more\)\nin/05b[^\n]+\nin/bad[^\n]+\n9 done, 2 failed\n$")
         self.assertEqual({self.read(file) for file in self.below("1")}, {self.read(file) for file in self.below("7")})
