@@ -1,8 +1,10 @@
-// Which files a batch takes, and where their results go.
+// A walk through folders that meets each file once and never its own results.
 #include "cli/files/batch_files.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iostream>
 #include <map>
 #include <set>
 #include <system_error>
@@ -15,6 +17,25 @@ namespace lumo::cli {
 namespace {
 
 namespace fs = std::filesystem;
+
+/// The lines of a file, or of standard input.
+std::vector<std::string> linesOf(const std::string& file) {
+    std::ifstream opened;
+    if (file != standardStream) opened.open(file);
+    std::istream& in = file == standardStream ? std::cin : opened;
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.ends_with('\r')) line.pop_back();
+        if (!line.empty()) lines.push_back(line);
+    }
+    if (!in.eof()) throw CommandError("--files-from " + file + ": cannot be read");
+    return lines;
+}
+
+/// Whether the name stays below where it begins.
+bool staysBelow(const fs::path& name) {
+    return name.is_relative() && std::ranges::find(name, fs::path("..")) == name.end();
+}
 
 /// A folder's own name, also of "." and "a/..".
 fs::path nameOf(const fs::path& folder) {
@@ -37,6 +58,11 @@ public:
         if (error) found_.failures.push_back(folder.string() + ": " + error.message());
         std::ranges::sort(entries);
         for (const fs::directory_entry& entry : entries) take(entry, target);
+    }
+
+    /// Takes a file whatever it is called.
+    void takeNamed(const fs::path& name, const fs::path& out) {
+        add(name, out / (staysBelow(name) ? name.lexically_normal() : name.filename()));
     }
 
     /// Drops what would be written over a source or over another result.
@@ -74,9 +100,12 @@ private:
             found_.failures.push_back(entry.path().string() + ": a link that leads nowhere");
             return;
         }
-        fs::path output = target / name;
+        add(entry.path(), target / name);
+    }
+
+    void add(const fs::path& input, fs::path output) {
         if (!extension_.empty()) output.replace_extension(extension_);
-        found_.files.push_back({entry.path().string(), output.string()});
+        found_.files.push_back({input.string(), output.string()});
     }
 
     bool drop(const BatchFile& file, const std::string& reason) {
@@ -91,9 +120,11 @@ private:
 
 }  // namespace
 
-BatchFiles findBatchFiles(const std::vector<std::string>& folders, const std::string& out,
-                          const std::string& extension) {
+BatchFiles findBatchFiles(const std::vector<std::string>& folders, const std::string& list,
+                          const std::string& out, const std::string& extension) {
     Search search(out, extension);
+    if (!list.empty())
+        for (const std::string& name : linesOf(list)) search.takeNamed(name, out);
     std::set<fs::path> seen;
     for (const std::string& folder : folders) {
         if (!seen.insert(identity(folder)).second) continue;

@@ -69,7 +69,8 @@ void refuseHopeless(const InputFile& input, const std::string& file) {
     if (const char* name = foreignFormat(start))
         throw refusal(LumoErrorImage, file,
                       std::string("not an image format that lumo reads (") + name + ')');
-    if (!isImageName(file) && input.isNamed())
+    const bool namedXyz = hasExtension(file, "xyz") || hasExtension(file, "raw");
+    if (!namedXyz && input.isNamed())
         throw refusal(LumoErrorImage, file, "not an image format that lumo reads");
     if (!layout) throw refusal(LumoErrorImage, file, "cut short: the file ends in its header");
     const std::string sides =

@@ -1,5 +1,5 @@
 """Whole folders: which files, in which order, what stays after an interrupt."""
-import os, pty, signal, subprocess, time, unittest
+import glob, os, pty, signal, subprocess, time, unittest
 
 from program import LUMO, Program
 
@@ -21,7 +21,8 @@ class Batch(Program):
         results = ["out/a.png", "out/link.png", "out/sub/a.PNG", "out/sub/b.Raw", "out/sub/b.txt", "out/sub/deep/a.txt",
                    "out/sub/deep/a.xyz"]
         err = self.batch("in", status=1)[1]
-        self.assertRegex(err, r"\nin/gone\.png: [^\n]+\nin/bad\.png: -50 [^\n]+\n$")
+        self.assertRegex(err, r"^out/sub/b\.Raw: note: [^\n]+ \(and 1 more\)\nin/gone\.png: [^\n]+\n"
+                              r"in/bad\.png: -50 [^\n]+\n5 done, 2 failed\n$")
         self.assertNotIn("\r", err)
         self.assertEqual(self.below("out"), results)
         self.assertEqual(self.run_lumo("history", "out/sub/a.PNG")[0].splitlines()[-1], "Step1: filter type=mean_filter")
@@ -31,8 +32,8 @@ class Batch(Program):
         self.assertEqual(self.below("in/out"), ["in/" + file for file in results])
         os.unlink(os.path.join(self.folder, "in/bad.png"))
         self.assertIn("already the result of", self.batch("in", "two/in", "--force", status=1)[1])
-        self.assertEqual(self.batch("none", status=1)[1], "no image file in the folders\n")
-        self.assertRegex(self.batch("nosuch", status=1)[1], "^nosuch: [^\n]+\n$")
+        self.assertEqual(self.batch("none", status=1)[1], "no image file to work on\n0 done, 1 failed\n")
+        self.assertRegex(self.batch("nosuch", status=1)[1], "^nosuch: [^\n]+\n0 done, 1 failed\n$")
 
     def test_batch_shows_how_far_it_is_on_a_terminal(self):
         os.mkdir(os.path.join(self.folder, "in"))
@@ -49,7 +50,7 @@ class Batch(Program):
                 shown += part
         except OSError:  # how a terminal ends that nobody writes to any more
             os.close(terminal)
-        self.assertRegex(shown.decode(), r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n$")
+        self.assertRegex(shown.decode(), r"\] 0 of 2\r.*\] 1 of 2\r.*\[#+\] 2 of 2\r?\n2 done, 0 failed\r?\n$")
 
     def test_an_interrupted_batch_leaves_whole_files_only(self):
         os.mkdir(os.path.join(self.folder, "in"))
@@ -68,6 +69,65 @@ class Batch(Program):
                              for name in os.listdir(os.path.join(self.folder, "out"))), 0)
         self.assertEqual(len(made) % 2, 0)
         self.assertEqual(len(self.info(*(file for file in made if file.endswith("xyz")))), len(made) // 2)
+
+    def copies(self, file, count, *options, size=(64, 48)):
+        self.phantom(file % 0, *options, size=size)
+        for i in range(1, count):
+            os.link(os.path.join(self.folder, file % 0), os.path.join(self.folder, file % i))
+
+    def test_side_by_side_gives_what_one_by_one_gives(self):
+        os.mkdir(os.path.join(self.folder, "in"))
+        self.copies("in/%02d.png", 9)
+        for name in ("bad.png", "05b.png"):
+            with open(os.path.join(self.folder, "in", name), "w") as file:
+                file.write("?")
+        said = set()
+        for jobs in ("1", "2", "7"):
+            out, err = self.run_lumo("filter", "--batch", "in", "--out", jobs, "-j", jobs, "--format", "xyz", "type=histogramm_equal3", status=1)
+            self.assertEqual(out.count("[return]"), 9)
+            self.assertEqual([line[2:] for line in out.splitlines() if line[0] == ";"], ["in/%02d.png" % i for i in range(9)])
+            said.add((out, err.replace(jobs + "/00.xyz", "00.xyz")))
+        self.assertEqual(len(said), 1)
+        self.assertRegex(err, r"^7/00\.xyz: note: [^\n]+ \(and 8 more\)\nin/05b[^\n]+\nin/bad[^\n]+\n9 done, 2 failed\n$")
+        self.assertEqual({self.read(file) for file in self.below("1")}, {self.read(file) for file in self.below("7")})
+
+    def test_what_a_batch_leaves_out(self):
+        os.mkdir(os.path.join(self.folder, "in"))
+        self.copies("in/%d.png", 3)
+        self.assertEqual(self.batch("in", "--dry-run")[0], "".join("in/%d.png -> out/%d.png\n" % (i, i) for i in range(3)))
+        self.assertEqual(self.below("out"), [])
+        lines = os.path.join(self.folder, "lines")
+        with open(lines, "w") as file:
+            file.write("in/1.png\n\n%s\n" % os.path.join(self.folder, "in/2.png"))
+        arguments = ["filter", "--files-from", "lines", "--out", "out", "type=mean_filter"]
+        self.assertEqual(self.run_lumo(*arguments)[1], "2 done, 0 failed\n")
+        self.assertEqual(self.below("out"), ["out/2.png", "out/in/1.png"])
+        with open(lines) as file:
+            self.assertEqual(self.run_lumo(*(a.replace("lines", "-") for a in arguments), "--skip-existing", stdin=file)[1],
+                             "0 done, 0 failed, 2 skipped\n")
+        self.assertIn("(exists already)", self.run_lumo(*arguments, "--dry-run")[0])
+        self.assertEqual(self.batch("in", "--skip-existing")[1], "2 done, 0 failed, 1 skipped\n")
+        self.assertEqual(self.batch("in", "--force", "--quiet")[1], "")
+
+    def test_a_file_that_kills_its_worker_costs_that_file_alone(self):
+        os.mkdir(os.path.join(self.folder, "in"))
+        self.phantom("in/1.xyz", size=(2000, 2000))
+        self.phantom("in/2.xyz")
+        process = self.start("filter", "--batch", "in", "--out", "out", "-j", "1", "type=gauss_fd2")
+        worker = self.until(lambda: self.child_in(process.pid, "out"))
+        os.kill(worker, signal.SIGKILL)
+        err = process.communicate()[1].decode()
+        self.assertEqual(process.returncode, 1)
+        self.assertRegex(err, r"\nin/1\.xyz: its worker ended early \(Killed\)\n1 done, 1 failed\n$")
+        self.assertEqual(sorted(os.listdir(os.path.join(self.folder, "out"))), ["2.txt", "2.xyz"])
+
+    def child_in(self, parent, folder):
+        """The parent's child once it has begun to write into the folder."""
+        if not glob.glob(os.path.join(self.folder, folder, ".lumo-*")):
+            return None
+        with open("/proc/%d/task/%d/children" % (parent, parent)) as children:
+            return int(children.read().split()[0])
+
 
 
 if __name__ == "__main__":

@@ -1,7 +1,7 @@
 """The program `lumo` run as a user does: what all tests of it share.
 
 Each test file is run with the program as its first argument."""
-import json, os, struct, subprocess, sys, tempfile, unittest
+import json, os, struct, subprocess, sys, tempfile, time, unittest
 
 LUMO = os.path.abspath(sys.argv.pop(1))
 
@@ -56,3 +56,12 @@ class Program(unittest.TestCase):
         with open(os.path.join(self.folder, file), "r+b") as stream:
             stream.seek(4)
             stream.write(struct.pack("<%dH" % len(pixels), *pixels))
+
+    def until(self, condition):
+        """What the condition gives once that is something."""
+        end = time.monotonic() + 60
+        while time.monotonic() < end:
+            if found := condition():
+                return found
+            time.sleep(0.002)
+        self.fail("waited for nothing")
