@@ -62,12 +62,17 @@ ChartRange verticalRange(const Chart& chart) {
     return {range.low - air, range.high + air};
 }
 
+ChartRange horizontalRange(const Chart& chart) {
+    if (chart.x) return *chart.x;
+    if (chart.fitX != nullptr) return chart.fitX(chart.curves);
+    return rangeOf(chart, [](const Point& point) { return point.x; });
+}
+
 /// The plot's two axes.
 class Plot {
 public:
     explicit Plot(const Chart& chart)
-        : x_(chart.x ? *chart.x : rangeOf(chart, [](const Point& point) { return point.x; })),
-          y_(chart.y ? *chart.y : verticalRange(chart)) {}
+        : x_(horizontalRange(chart)), y_(chart.y ? *chart.y : verticalRange(chart)) {}
 
     [[nodiscard]] const ChartRange& x() const { return x_; }
     [[nodiscard]] const ChartRange& y() const { return y_; }
@@ -225,7 +230,7 @@ std::vector<double> axisTicks(ChartRange range, int most) {
     std::vector<double> ticks;
     // Multiples, so that no error adds up.
     for (double i = std::ceil(range.low / step - 1e-9); i * step <= range.high + 1e-9 * step; ++i)
-        ticks.push_back(i * step);
+        ticks.push_back(i * step + 0.0);  // no -0
     return ticks;
 }
 

@@ -40,6 +40,7 @@ struct Chart {
     std::vector<ChartMark> marks;
     std::vector<ChartNote> notes;
     std::optional<ChartRange> x, y;  ///< else what the curves take
+    ChartRange (*fitX)(const std::vector<ChartCurve>& curves) = nullptr;  ///< the same by a rule
 };
 
 /// A chart as a page.

@@ -13,6 +13,12 @@ struct ChartOptions {
     bool force = false;
 
     [[nodiscard]] bool chosen() const { return !picture.empty(); }
+    /// Throws what can be known before the work begins.
+    void requirePlace() const {
+        requireDrawingName(picture);
+        const SplitPath path(picture);
+        cli::requirePlace(path.folder, {path.name}, force);
+    }
     void write(const Chart& chart) const { writeDrawing(drawChart(chart), picture, force); }
 };
 

@@ -14,6 +14,7 @@ namespace {
 constexpr std::array<const char*, 3> formats = {"png", "svg", "pdf"};
 
 std::optional<const char*> formatOfDrawing(const std::string& file) {
+    if (file == standardStream) return formats.front();
     for (const char* format : formats)
         if (hasExtension(SplitPath(file).name, format)) return format;
     return std::nullopt;

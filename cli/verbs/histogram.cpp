@@ -1,65 +1,69 @@
 // The verb `histogram`: pixels of each bin of grey values, as text or as a chart.
 #include <algorithm>
-#include <iostream>
 #include <memory>
-#include <utility>
 
-#include "cli/arguments.h"
-#include "cli/files/inputs.h"
+#include "cli/curves.h"
 #include "cli/library.h"
-#include "cli/pictures/chart.h"
-#include "cli/pictures/chart_options.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
 
 namespace {
 
-struct HistogramOptions : ChartOptions {
+constexpr std::size_t greyValues = 65536;
+
+struct HistogramOptions : CurveOptions {
     int bins = 256, lo = 0, hi = 65535;
-    bool csv = false;
 };
 
 /// The grey values of a histogram's bins: whole ones, so that each is in the bin that is printed.
-struct Bins {
-    std::size_t count, lowest, greyValues;
-
-    explicit Bins(const HistogramOptions& options)
-        : lowest(static_cast<std::size_t>(options.lo)),
-          greyValues(static_cast<std::size_t>(options.hi - options.lo + 1)) {
-        count = std::min(static_cast<std::size_t>(options.bins), greyValues);
+Curve condensed(const std::vector<std::uint32_t>& pixels, const HistogramOptions& options) {
+    const std::int64_t all = options.hi - options.lo + 1,
+                       bins = std::min<std::int64_t>(options.bins, all);
+    const auto firstOf = [&](std::int64_t bin) { return options.lo + bin * all / bins; };
+    Curve curve;
+    curve.end = options.hi + 1;
+    for (std::int64_t bin = 0; bin < bins; ++bin) {
+        std::int64_t count = 0;
+        for (std::int64_t grey = firstOf(bin); grey < firstOf(bin + 1); ++grey)
+            count += pixels[static_cast<std::size_t>(grey)];
+        curve.abscissae.push_back(firstOf(bin));
+        curve.values.push_back(count);
     }
-    [[nodiscard]] std::size_t first(std::size_t bin) const {
-        return lowest + bin * greyValues / count;
-    }
-};
+    return curve;
+}
 
-Status histogram(const HistogramOptions& options) {
+/// The grey values that the curves have pixels of, for the axis.
+ChartRange occupied(const std::vector<ChartCurve>& curves) {
+    ChartRange range{static_cast<double>(greyValues), 0};
+    for (const ChartCurve& curve : curves)
+        for (const Point& point : curve.points)
+            if (point.y > 0) range = {std::min(range.low, point.x), std::max(range.high, point.x)};
+    return range.low < range.high ? range : ChartRange{0, static_cast<double>(greyValues)};
+}
+
+Status histogram(HistogramOptions options) {
     if (options.lo > options.hi) throw usageError("lumo histogram: --lo lies above --hi");
-    const ImageHandle image = readImage(options.input);
-    std::vector<std::uint32_t> pixels(65536);
-    check(Make_Histogram(rasterOf(*image), pixels.data()), options.input);
-    const Bins bins(options);
-    std::vector<double> chart;  // a value for each grey value: bins differ in width
-    std::string text = options.csv ? "first,count\n" : "";
-    for (std::size_t bin = 0; bin < bins.count; ++bin) {
-        const std::size_t first = bins.first(bin), end = bins.first(bin + 1);
-        std::uint32_t count = 0;
-        for (std::size_t grey = first; grey < end; ++grey) count += pixels[grey];
-        chart.insert(chart.end(), end - first, count);
-        text += std::to_string(first) + (options.csv ? ',' : ' ') + std::to_string(count) + '\n';
-    }
-    if (!options.picture.empty())
-        writeChart({std::move(chart), options.lo, true}, options.picture, options.force);
-    if (options.picture.empty() || options.csv) std::cout << text;
-    return done;
+    Chart chart{.title = "Histogram",
+                .subtitle = {},
+                .xName = "grey value",
+                .yName = "pixels a bin",
+                .curves = {},
+                .filled = true,
+                .fitX = occupied};
+    return runCurves(options, {"first", "count", true, false}, std::move(chart),
+                     [&](const lmImage& image, const Roi& region, const std::string& file) {
+                         std::vector<std::uint32_t> pixels(greyValues);
+                         check(Make_HistogramRoi(rasterOf(image), region, pixels.data()), file);
+                         return condensed(pixels, options);
+                     });
 }
 
 }  // namespace
 
 Work setUpHistogram(CLI::App& verb) {
     const auto options = std::make_shared<HistogramOptions>();
-    addInputOption(verb, options->input);
+    addCurveOptions(verb, *options);
     verb.add_option("--bins", options->bins,
                     "Bins that the grey values are condensed to, at most one for each")
         ->check(CLI::Range(1, 65536))
@@ -70,8 +74,6 @@ Work setUpHistogram(CLI::App& verb) {
     verb.add_option("--hi", options->hi, "Highest grey value to count")
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
-    verb.add_flag("--csv", options->csv, "Comma-separated, with a head");
-    addChartOptions(verb, *options);
     return [options] { return histogram(*options); };
 }
 

@@ -4,11 +4,11 @@
 #include <memory>
 #include <vector>
 
-#include "cli/arguments.h"
 #include "cli/csv.h"
 #include "cli/files/inputs.h"
 #include "cli/json.h"
 #include "cli/library.h"
+#include "cli/regions.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
@@ -19,13 +19,6 @@ struct Options {
     std::vector<std::string> files, regions;
     std::string limits;
     bool csv = false, json = false;
-};
-
-/// What is measured: the whole image or a region, and its extremes or limits.
-struct Region {
-    std::string text;
-    Roi roi{};
-    bool whole = false;
 };
 
 struct Row {
@@ -92,13 +85,6 @@ private:
     JsonWriter writer_{std::cout};
 };
 
-std::vector<Region> regionsOf(const Options& options) {
-    if (options.regions.empty()) return {{"all", {}, true}};
-    std::vector<Region> regions;
-    for (const std::string& text : options.regions) regions.push_back({text, parseRoi(text)});
-    return regions;
-}
-
 ImageValue measure(const lmImage& image, const Region& region, const Limits* limits,
                    const std::string& file) {
     const Image raster = rasterOf(image);
@@ -117,7 +103,7 @@ ImageValue measure(const lmImage& image, const Region& region, const Limits* lim
 }
 
 Status stats(const Options& options) {
-    const std::vector<Region> regions = regionsOf(options);
+    const std::vector<Region> regions = regionsOf(options.regions);
     const bool limited = !options.limits.empty();
     const Limits limits = limited ? parseLimits(options.limits) : Limits{};
     Report report(options);
@@ -139,8 +125,7 @@ Status stats(const Options& options) {
 Work setUpStats(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     addInputOption(verb, options->files);
-    verb.add_option("--roi", options->regions, "A region: x1,y1,x2,y2, inclusive; may be repeated")
-        ->allow_extra_args(false);
+    addRegionOption(verb, options->regions);
     verb.add_option("--limits", options->limits,
                     "Limits that cut off shares of the darkest and brightest pixels, in parts per "
                     "million (LOW,HIGH), and the mean between them");
