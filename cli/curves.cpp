@@ -15,10 +15,10 @@ struct Origin {
 
 class Printer {
 public:
-    Printer(const CurveOptions& options, const CurveNames& names)
-        : names_(names),
+    Printer(const CurveOptions& options, const CurveForm& form)
+        : form_(form),
           prints_(!options.chosen() || options.csv || options.json),
-          csv_(options.csv || names.csvAlways),
+          csv_(options.csv || form.csvAlways),
           many_(options.files.size() * std::max<std::size_t>(options.regions.size(), 1) > 1),
           records_(options.json) {}
 
@@ -31,29 +31,18 @@ public:
         for (std::size_t i = 0; i < curve.values.size(); ++i)
             std::cout << curve.abscissae[i] << ' ' << curve.values[i] << '\n';
     }
-    void addFailure(const std::string& file, const CommandError& error) {
-        if (prints_) records_.addFailure(file, error);
-    }
-    void end() {
-        if (prints_) records_.end();
-    }
+    [[nodiscard]] Records& records() { return records_; }
 
 private:
     void addObject(const Origin& origin, const Curve& curve) {
         records_.add(origin.file, [&](JsonWriter& writer) {
             writer.entry("region", origin.region);
-            for (const auto& [key, numbers] : {std::pair{names_.abscissa, &curve.abscissae},
-                                               std::pair{names_.value, &curve.values}}) {
-                writer.key(key);
-                writer.beginArray();
-                for (const std::int64_t number : *numbers) writer.number(number);
-                writer.end();
-            }
+            form_.writeJson(writer, curve);
         });
     }
     void addCsv(const Origin& origin, const Curve& curve) {
         if (!headed_)
-            std::cout << (many_ ? "file,region," : "") << names_.abscissa << ',' << names_.value
+            std::cout << (many_ ? "file,region," : "") << form_.abscissa << ',' << form_.value
                       << '\n';
         headed_ = true;
         const std::string origins =
@@ -62,7 +51,7 @@ private:
             std::cout << origins << curve.abscissae[i] << ',' << curve.values[i] << '\n';
     }
 
-    const CurveNames& names_;
+    const CurveForm& form_;
     bool prints_, csv_, many_, headed_ = false;
     Records records_;
 };
@@ -103,40 +92,28 @@ void addCurveOptions(CLI::App& verb, CurveOptions& options) {
     addInputOption(verb, options.files);
     addRegionOption(verb, options.regions);
     CLI::Option* csv = verb.add_flag("--csv", options.csv, "Comma-separated, with a head");
-    verb.add_flag("--json", options.json, "An array with one object a region")->excludes(csv);
+    addJsonOption(verb, options.json);
+    verb.get_option("--json")->excludes(csv);
     addChartOptions(verb, options);
 }
 
 Status runCurves(
-    const CurveOptions& options, const CurveNames& names, Chart chart,
+    const CurveOptions& options, const CurveForm& form, Chart chart,
     const std::function<Curve(const lmImage&, const Roi&, const std::string&)>& measure) {
     const std::vector<Region> regions = regionsOf(options.regions);
     if (options.chosen()) options.requirePlace();
-    Printer printer(options, names);
-    const auto failedFor = [&](const std::string& file, const CommandError& error) {
-        printer.addFailure(file, error);
-        printMessage(error.what());
-        return failed;
-    };
-    Status status = done;
-    for (const std::string& file : options.files) {
-        try {
+    Printer printer(options, form);
+    const Status status =
+        forEachFile(options.files, printer.records(), [&](const std::string& file) {
             const ImageHandle image = readImage(file);
             for (const Region& region : regions) {
                 const Curve curve = measure(*image, region.in(*image, file), file);
                 const Origin origin{file, region.text};
                 printer.add(origin, curve);
                 if (options.chosen())
-                    chart.curves.push_back(
-                        chartCurve(nameOf(origin, options), curve, names.asBars));
+                    chart.curves.push_back(chartCurve(nameOf(origin, options), curve, form.asBars));
             }
-        } catch (const CommandError& error) {
-            status = failedFor(file, error);
-        } catch (const std::bad_alloc&) {
-            status = failedFor(file, libraryError(LumoErrorMemory, file));
-        }
-    }
-    printer.end();
+        });
     if (!options.chosen() || chart.curves.empty()) return status;
     chart.subtitle = subtitleOf(options);
     options.write(chart);

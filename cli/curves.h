@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/files/inputs.h"
+#include "cli/json.h"
 #include "cli/pictures/chart_options.h"
 #include "cli/regions.h"
 
@@ -20,22 +21,23 @@ struct CurveOptions : ChartOptions {
 /// Declares FILE, --roi, --csv, --json and the options of charts.
 void addCurveOptions(CLI::App& verb, CurveOptions& options);
 
-/// What a curve's numbers are.
-struct CurveNames {
-    const char *abscissa, *value;  ///< column heads and JSON keys
-    bool asBars;     ///< each number belongs to all that lies before the next abscissa
-    bool csvAlways;  ///< no plain text form
-};
-
 struct Curve {
     std::vector<std::int64_t> abscissae, values;
     std::int64_t end = 0;  ///< behind the last one
 };
 
+/// What a curve's numbers are.
+struct CurveForm {
+    const char *abscissa, *value;  ///< column heads
+    bool asBars;     ///< each number belongs to all that lies before the next abscissa
+    bool csvAlways;  ///< no plain text form
+    std::function<void(JsonWriter& json, const Curve& curve)> writeJson;
+};
+
 /// Measures every region of every file and prints the curves, draws them into one chart, or both
 /// (--csv with a chart). A file that fails is reported, the others go on.
 /// @param chart  title and names of the axes
-Status runCurves(const CurveOptions& options, const CurveNames& names, Chart chart,
+Status runCurves(const CurveOptions& options, const CurveForm& form, Chart chart,
                  const std::function<Curve(const lmImage& image, const Roi& region,
                                            const std::string& file)>& measure);
 

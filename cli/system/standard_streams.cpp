@@ -1,9 +1,12 @@
-// The three descriptors that every program is started with, or should be.
+// What is put in order before anything else: the three descriptors that every program is started
+// with, or should be, and how much is logged.
 #include "cli/system/standard_streams.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "cli/system/input_file.h"
@@ -18,8 +21,18 @@ void holdStandardDescriptors() {
             open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY);
 }
 
+/// Failures, warnings and events: all the rest is for those who look for a fault, and say so.
+void chooseLogLevel() {
+    setenv("ORVEL_LOG_LEVEL", "5", 0);
+}
+
+void prepare() {
+    holdStandardDescriptors();
+    chooseLogLevel();
+}
+
 // Before the library's initialisers, which open its log.
-[[gnu::used, gnu::section(".preinit_array")]] void (*const first)() = holdStandardDescriptors;
+[[gnu::used, gnu::section(".preinit_array")]] void (*const first)() = prepare;
 
 }  // namespace
 
@@ -27,6 +40,10 @@ namespace lumo::cli {
 
 bool errorsGoToTerminal() {
     return isatty(STDERR_FILENO) != 0;
+}
+
+void writeToErrors(const char* text) noexcept {
+    (void)writeAll(STDERR_FILENO, text, std::strlen(text));
 }
 
 bool writeToOutput(std::string_view bytes) {

@@ -9,6 +9,9 @@ namespace lumo::cli {
 /// Whether messages go to a terminal.
 [[nodiscard]] bool errorsGoToTerminal();
 
+/// Writes a text to standard error, without the help of memory.
+void writeToErrors(const char* text) noexcept;
+
 /// Writes bytes to standard output behind what was printed there; false with errno set if that
 /// fails.
 [[nodiscard]] bool writeToOutput(std::string_view bytes);

@@ -33,6 +33,19 @@ Curve condensed(const std::vector<std::uint32_t>& pixels, const HistogramOptions
     return curve;
 }
 
+void writeJson(JsonWriter& json, const Curve& bins) {
+    json.key("bins");
+    json.beginArray();
+    for (std::size_t i = 0; i < bins.values.size(); ++i) {
+        json.beginObject();
+        json.entry("first", bins.abscissae[i]);
+        json.entry("last", (i + 1 < bins.values.size() ? bins.abscissae[i + 1] : bins.end) - 1);
+        json.entry("count", bins.values[i]);
+        json.end();
+    }
+    json.end();
+}
+
 /// The grey values that the curves have pixels of, for the axis.
 ChartRange occupied(const std::vector<ChartCurve>& curves) {
     ChartRange range{static_cast<double>(greyValues), 0};
@@ -44,14 +57,13 @@ ChartRange occupied(const std::vector<ChartCurve>& curves) {
 
 Status histogram(HistogramOptions options) {
     if (options.lo > options.hi) throw usageError("lumo histogram: --lo lies above --hi");
-    Chart chart{.title = "Histogram",
-                .subtitle = {},
-                .xName = "grey value",
-                .yName = "pixels a bin",
-                .curves = {},
-                .filled = true,
-                .fitX = occupied};
-    return runCurves(options, {"first", "count", true, false}, std::move(chart),
+    Chart chart;
+    chart.title = "Histogram";
+    chart.xName = "grey value";
+    chart.yName = "pixels a bin";
+    chart.filled = true;
+    chart.fitX = occupied;
+    return runCurves(options, {"first", "count", true, false, writeJson}, std::move(chart),
                      [&](const lmImage& image, const Roi& region, const std::string& file) {
                          std::vector<std::uint32_t> pixels(greyValues);
                          check(Make_HistogramRoi(rasterOf(image), region, pixels.data()), file);

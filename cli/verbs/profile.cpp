@@ -13,16 +13,26 @@ struct ProfileOptions : CurveOptions {
     std::string axis;
 };
 
+void writeJson(JsonWriter& json, const Curve& means, const std::string& axis) {
+    json.entry("axis", axis);
+    json.entry("first", means.abscissae.front());
+    json.key("means");
+    json.beginArray();
+    for (const std::int64_t mean : means.values) json.number(mean);
+    json.end();
+}
+
 Status profile(const ProfileOptions& options) {
     const bool alongX = options.axis == "x";
-    Chart chart{.title = alongX ? "Profile: means of the columns" : "Profile: means of the rows",
-                .subtitle = {},
-                .xName = alongX ? "column (pixels)" : "row (pixels)",
-                .yName = "mean grey value",
-                .curves = {}};
+    Chart chart;
+    chart.title = alongX ? "Profile: means of the columns" : "Profile: means of the rows";
+    chart.xName = alongX ? "column (pixels)" : "row (pixels)";
+    chart.yName = "mean grey value";
     return runCurves(
-        options, {options.axis.c_str(), "mean", false, true}, std::move(chart),
-        [&](const lmImage& image, const Roi& roi, const std::string& file) {
+        options,
+        {options.axis.c_str(), "mean", false, true,
+         [&](JsonWriter& json, const Curve& curve) { writeJson(json, curve, options.axis); }},
+        std::move(chart), [&](const lmImage& image, const Roi& roi, const std::string& file) {
             std::vector<std::uint16_t> means(65536);
             check((alongX ? Make_XScan : Make_YScan)(rasterOf(image), roi, means.data()), file);
             Curve curve;

@@ -1,10 +1,14 @@
 // The set-up functions of the verbs, one a file of this folder: each declares its verb's command
-// line and returns its work. The table in main.cpp names them.
+// line and returns its work. The table of all verbs is made of them.
 #pragma once
+
+#include <span>
 
 #include "cli/command.h"
 
 namespace lumo::cli {
+
+[[nodiscard]] std::span<const Verb> verbs();
 
 Work setUpBin(CLI::App& verb);
 Work setUpCalibrate(CLI::App& verb);

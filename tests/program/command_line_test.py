@@ -1,5 +1,5 @@
 """Wrong command lines, lost output, the log."""
-import os, unittest
+import os, re, shlex, subprocess, unittest
 
 from program import Program
 
@@ -22,7 +22,7 @@ class CommandLine(Program):
             ["sheet", "a.png"], ["sheet", "in.png", "a.jpg"], ["sheet", "in.png", "a.png", "--roi", "1,2"],
             ["stats", "in.png", "--csv", "--json"], ["stats", "in.png", "--roi", "1,2,3"], ["stats", "in.png", "--limits", "1"],
             ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--lo", "9", "--hi", "8"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
-            ["profile", "in.png", "--axis", "x"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
+            ["profile", "in.png", "--roi", "0,0,1,1"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
             ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
             ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
             ["window", "in.png", "a.png", "--limits", "1,1", "--mode", "cubic"],
@@ -43,13 +43,32 @@ class CommandLine(Program):
             self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--")), err)
         for arguments, reason in (
             (["info", "--nosuch"], "lumo info: not expected: --nosuch\n"), (["--nosuch", "info"], "lumo: not expected: --nosuch\n"),
-            (["nosuch", "in.png"], "lumo: there is no verb nosuch\n"), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
+            (["nosuch", "in.png"], "lumo: there is no verb nosuch; lumo help lists them\n"), (["--heelp"], "lumo: not expected: --heelp\nlumo: did you mean --help?\n"),
+            (["invrt", "in.png"], "lumo: there is no verb invrt; did you mean invert?\n"), (["equa"], "lumo: there is no verb equa; did you mean equalize?\n"),
+            (["help", "profil"], "lumo: there is no verb profil; did you mean profile?\n"), (["stats", "in.png", "--csx"], "lumo stats: not expected: --csx\nlumo stats: did you mean --csv?\n"),
+            (["window", "in.png", "a.png", "--limtis=1,1"], "lumo window: not expected: --limtis=1,1\nlumo window: did you mean --limits?\n"),
+            ([], "lumo VERB IN OUT [options]: "), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
             (["crop", "in.png", "a.png", "--roi", "1", "2", "3"], "lumo crop: not expected: 2 3\n"),
             (["convert", "", "a.png"], "lumo: argument 2 is empty\n"), (["stats", "in.png", "--limits", ""], "lumo: argument 4 is empty\n"),
         ):
             self.assertTrue(self.run_lumo(*arguments, status=2)[1].startswith(reason), arguments)
         for question in (["--help"], ["--version"], ["convert", "--help"]):
             self.assertEqual(self.run_lumo(*question)[1], "")
+        self.assertEqual(self.run_lumo("help"), self.run_lumo("--help"))
+        self.assertEqual(self.run_lumo("help", "calibrate", "apply"), self.run_lumo("calibrate", "apply", "--help"))
+
+    def test_the_examples_of_every_help_parse(self):
+        verbs = re.findall(r"^  (\w+)  ", self.run_lumo("help")[0].split("Subcommands:")[1], re.MULTILINE)
+        self.assertGreater(len(verbs), 20)
+        for verb in verbs:
+            examples = self.run_lumo("help", verb)[0].split("Examples:\n")[1].splitlines()
+            self.assertGreater(len(examples), 0)
+            for example in examples:
+                self.assertTrue(example.startswith("  lumo %s " % verb), example)
+                words = shlex.split(re.sub(r" [<>] \S+", "", example))[1:]
+                process = self.start(*words, stdin=subprocess.DEVNULL)
+                process.communicate()
+                self.assertNotEqual(process.returncode, 2, example)
 
     def test_lost_output_is_noticed(self):
         self.phantom("a.png")
@@ -76,6 +95,29 @@ class CommandLine(Program):
             del self.env[name]
         self.run_lumo("--version")
         self.assertEqual(self.files(), [])
+
+    def test_the_log_is_short(self):
+        log = os.path.join(self.home.name, ".local/state/lumo/orvellog.log")
+
+        def lines():
+            with open(log) as file:
+                return file.read().splitlines()
+
+        self.phantom("a.png")
+        self.run_lumo("info", "no.png", status=1)
+        self.assertTrue(all(int(line.split()[2]) <= 5 for line in lines()), lines())
+        self.assertTrue(any(" 3 " in line for line in lines()))
+        self.env["ORVEL_LOG_LEVEL"] = "8"
+        self.run_lumo("info", "a.png")
+        self.assertTrue(any(" 7 LumoReadImage" in line for line in lines()))
+        with open(log, "a") as file:
+            file.write("old\n" * 1100000 + "last\n")
+        self.run_lumo("info", "a.png")
+        kept = [os.path.join(os.path.dirname(log), name) for name in os.listdir(os.path.dirname(log))]
+        self.assertLess(sum(os.path.getsize(file) for file in kept), 8 << 20)
+        self.assertIn(" 7 LumoReadImage", "".join(lines()))
+        with open(log + ".old") as file:
+            self.assertTrue(file.read().endswith("last\n"))
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 """What is read and written: formats, metadata, what exists already, what fails."""
-import json, os, re, resource, signal, time, unittest
+import subprocess, json, os, re, resource, signal, time, unittest
 
 from program import Program
 
@@ -10,7 +10,8 @@ class Files(Program):
         self.phantom("cut.xyz")
         os.truncate(os.path.join(self.folder, "cut.xyz"), 100)
         out, err = self.run_lumo("info", "no\n.png", "in.png", "cut.xyz", "--json", status=1)
-        self.assertEqual([image["file"] for image in json.loads(out)], ["in.png"])
+        self.assertEqual([(image["file"], image.get("code")) for image in json.loads(out)],
+                         [("no\n.png", -1), ("in.png", None), ("cut.xyz", -50)])
         self.assertRegex(err, r"^no\\x0A\.png: -1 [^\n]+\ncut\.xyz: -50 [^\n]+\n$")
         with open(os.path.join(self.folder, "a.jpg"), "w") as file:
             file.write(99 * "?")
@@ -98,6 +99,106 @@ class Files(Program):
             process.communicate()
             self.assertEqual(process.returncode, -signal_number)
         self.assertEqual(self.files(), [])
+
+    def write(self, file, data):
+        with open(os.path.join(self.folder, file), "wb") as stream:
+            stream.write(data)
+
+    def test_a_refusal_names_what_is_wrong(self):
+        self.phantom("a.png")
+        self.phantom("b.xyz")
+        self.phantom("turned.xyz", size=(48, 64))
+        png, xyz, info = self.read("a.png"), self.read("b.xyz"), self.read("b.txt")
+        flipped = bytearray(png)
+        flipped[len(png) // 2] ^= 1
+        for file, data, reason in (
+            ("empty.png", b"", "-50 the file is empty"), ("photo.jpg", b"\xff\xd8\xff\xe0" + bytes(99), r"-50 not .* \(JPEG\)"),
+            ("scan", bytes(128) + b"DICM", r"-50 not .* \(DICOM\)"), ("scan.tif", b"II*\0" + bytes(99), r"-50 not .* \(TIFF\)"),
+            ("text.png", b"text and more", "-50 not an image format that lumo reads"),
+            ("bad.png", bytes(flipped), "-11 damaged: bad checksum in chunk IDAT"),
+            ("cut.png", png[:len(png) // 2], "-11 cut short: the file ends in chunk IDAT"),
+            ("end.png", png[:-12], "-11 cut short: the file ends before its last chunk"),
+            ("cut.xyz", xyz[:-1], "-50 cut short, or no image: 6147 bytes of the 6148 that 64 x 48 pixels take"),
+            ("flat.raw", bytes(8), "-50 an image of 0 x 0 pixels"), ("alone.xyz", xyz, r"-10004 .* \(alone.txt\)"),
+        ):
+            self.write(file, data)
+            self.assertRegex(self.run_lumo("info", file, status=1)[1], "^%s: %s\n$" % (file, reason))
+        self.write("turned.txt", info)
+        self.assertIn("48 x 64 pixels, but its information file says 64 x 48\n", self.run_lumo("info", "turned.xyz")[1])
+
+    def test_standard_streams_stand_for_files(self):
+        self.phantom("a.png")
+        self.phantom("b.xyz")
+        png = self.read("a.png")
+        process = self.start("invert", "-", "-", stdin=subprocess.PIPE)
+        out, err = process.communicate(png)
+        self.assertEqual((process.returncode, err), (0, b""))
+        self.write("c.png", out)
+        with open(os.path.join(self.folder, "d.png"), "wb") as file:
+            self.run_lumo("invert", "c.png", "-", stdout=file)
+        a, d = self.info("a.png", "d.png")
+        self.assertEqual(a["pixels"], d["pixels"])
+        os.mkfifo(os.path.join(self.folder, "pipe"))
+        for file in ("a.png", "b.xyz"):  # of an XYZ image, the pixels
+            reader = self.start("info", "--json", "pipe")
+            self.write("pipe", self.read(file))
+            self.assertEqual(json.loads(reader.communicate()[0])[0]["pixels"], self.info(file)[0]["pixels"])
+        for arguments, reason in ((["convert", "a.png", "pipe", "--format", "png", "--force"], "could be replaced"),
+                                  (["convert", "a.png", "/dev/full", "--format", "png", "--force"], "could be replaced"),
+                                  (["info", "/dev/zero"], "0 x 0"), (["info", "/dev/null"], "empty")):
+            self.assertIn(reason, self.run_lumo(*arguments, status=1)[1])
+        with open("/dev/full", "wb") as full:
+            self.assertIn("No space left", self.run_lumo("convert", "a.png", "-", stdout=full, status=1)[1])
+        self.assertIn("two files", self.run_lumo("convert", "a.png", "-", "--format", "xyz", status=2)[1])
+
+    def test_force_keeps_mode_links_and_pairs(self):
+        self.phantom("a.png")
+        os.chmod(os.path.join(self.folder, "a.png"), 0o640)
+        if os.getuid() == 0:
+            os.chown(os.path.join(self.folder, "a.png"), 12, 34)
+        before = os.stat(os.path.join(self.folder, "a.png"))
+        os.mkdir(os.path.join(self.folder, "sub"))
+        os.symlink("../a.png", os.path.join(self.folder, "sub/link.png"))
+        self.run_lumo("invert", "a.png", "sub/link.png", "--force")
+        after = os.stat(os.path.join(self.folder, "a.png"))
+        self.assertTrue(os.path.islink(os.path.join(self.folder, "sub/link.png")))
+        self.assertEqual((after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid))
+        self.assertNotEqual(after.st_ino, before.st_ino)
+        for side in range(8, 12):
+            self.phantom("%d.xyz" % side, size=(side, side))
+        for _ in range(5):
+            writers = [self.start("convert", "%d.xyz" % side, "pair.xyz", "--force") for side in range(8, 12)]
+            self.assertEqual([writer.communicate() and writer.returncode for writer in writers], [0] * 4)
+            self.assertEqual(self.run_lumo("info", "pair.xyz")[1], "")  # a mixed pair contradicts itself
+        self.assertEqual([file for file in self.files() if file[0] == "."], [])
+
+    def test_what_a_killed_run_leaves_the_next_one_removes(self):
+        process = self.start("phantom", "a.xyz", "--width", "3000", "--height", "3000")
+        left = self.until(lambda: [file for file in self.files() if file.startswith(".lumo-")])
+        process.kill()
+        process.communicate()
+        self.assertEqual(self.files(), left)
+        os.mkdir(os.path.join(self.folder, ".lumo-of-the-user"))
+        self.phantom("b.png")
+        self.assertEqual(self.files(), [".lumo-of-the-user", "b.png"])
+
+    def test_a_pitch_that_no_file_told_stays_assumed(self):
+        self.phantom("a.png")
+        png = self.read("a.png")
+        at = png.index(b"pHYs") - 4
+        self.write("b.png", png[:at] + png[at + 21:])
+        self.assertIn("  pitch    none (352778 nm assumed)\n", self.run_lumo("info", "b.png")[0])
+        self.run_lumo("convert", "b.png", "c.xyz")
+        self.run_lumo("convert", "c.xyz", "d.png")
+        self.run_lumo("bin", "d.png", "e.png", "--x", "2")
+        texts = [image["pitch"] for image in self.info("b.png", "c.xyz", "d.png", "e.png")]
+        self.assertEqual(texts[:2], 2 * ["none (352778 nm assumed)"])
+        self.assertTrue(all(re.fullmatch(r"none \(.* nm assumed\)", text) for text in texts), texts)
+        self.run_lumo("convert", "d.png", "f.xyz", "--pitch", "100000,50000")
+        self.run_lumo("convert", "f.xyz", "g.png")
+        self.assertEqual([image["pitch"] for image in self.info("f.xyz", "g.png")], 2 * ["100000 x 50000 nm"])
+        for pitch in ("0", "1,", "1,2,3", "x", "1000000001", "-5", "1.5"):
+            self.assertIn("--pitch", self.run_lumo("convert", "a.png", "h.png", "--pitch=" + pitch, status=2)[1])
 
 
 if __name__ == "__main__":
