@@ -1,9 +1,18 @@
 // Names are taken apart as the library does it: by the last slash and the last dot.
 #include "cli/files/names.h"
 
-#include <strings.h>
+#include <algorithm>
+#include <string_view>
 
 namespace lumo::cli {
+
+namespace {
+
+char lowered(char letter) {
+    return 'A' <= letter && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+}
+
+}  // namespace
 
 SplitPath::SplitPath(const std::string& file) {
     const std::size_t slash = file.rfind('/');
@@ -17,7 +26,7 @@ std::string extensionOf(const std::string& name) {
 }
 
 bool hasExtension(const std::string& name, const char* extension) {
-    return strcasecmp(extensionOf(name).c_str(), extension) == 0;
+    return std::ranges::equal(extensionOf(name), std::string_view(extension), {}, lowered, lowered);
 }
 
 std::string withLastThree(std::string name, const char* letters) {

@@ -1,5 +1,5 @@
-// What is put in order before anything else: the three descriptors that every program is started
-// with, or should be, and how much is logged.
+// The three descriptors that every program is started with, or should be, and the last word of one
+// that ends for lack of memory.
 #include "cli/system/standard_streams.h"
 
 #include <fcntl.h>
@@ -7,7 +7,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <iostream>
+#include <new>
 
 #include "cli/system/input_file.h"
 
@@ -21,17 +23,24 @@ void holdStandardDescriptors() {
             open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY);
 }
 
-/// Failures, warnings and events: all the rest is for those who look for a fault, and say so.
-void chooseLogLevel() {
-    setenv("ORVEL_LOG_LEVEL", "5", 0);
+/// Memory may be short before main() begins, for what is initialised there.
+[[noreturn]] void reportAndEnd() {
+    try {
+        if (std::current_exception()) throw;
+    } catch (const std::bad_alloc&) {
+        lumo::cli::writeToErrors("lumo: -8 out of memory\n");
+        _exit(1);
+    } catch (...) {
+    }
+    std::abort();
 }
 
 void prepare() {
     holdStandardDescriptors();
-    chooseLogLevel();
+    std::set_terminate(reportAndEnd);
 }
 
-// Before the library's initialisers, which open its log.
+// Before all initialisers; those of the library open its log.
 [[gnu::used, gnu::section(".preinit_array")]] void (*const first)() = prepare;
 
 }  // namespace

@@ -16,8 +16,8 @@ class Program(unittest.TestCase):
         self.env["HOME"] = self.home.name
 
     def start(self, *arguments, **options):
-        return subprocess.Popen([LUMO, *arguments], cwd=self.folder, env=self.env,
-                                stderr=subprocess.PIPE, **{"stdout": subprocess.PIPE, **options})
+        usual = {"cwd": self.folder, "env": self.env, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        return subprocess.Popen([LUMO, *arguments], **{**usual, **options})
 
     def run_lumo(self, *arguments, status=0, **options):
         process = self.start(*arguments, **options)

@@ -29,8 +29,8 @@ bool createFolders(char* path) {
 
 /// A log that has grown becomes the old one, in place of an older: together below 8 MB.
 void keepShort(const char* folder) {
-    constexpr off_t longest = 4 << 20;
-    char log[PATH_MAX + 32], old[PATH_MAX + 32];
+    constexpr off_t longest = 3 << 20;  // what one run adds, a batch of thousands, has room too
+    char log[PATH_MAX + 16], old[PATH_MAX + 32];
     std::snprintf(log, sizeof log, "%s/orvellog.log", folder);
     std::snprintf(old, sizeof old, "%s.old", log);
     struct stat status {};
@@ -54,4 +54,9 @@ bool use(const char* variable, const char* folder) {
 extern "C" LUMO_API const char* lumoLogDirectory(void) {
     if (use("XDG_STATE_HOME", "lumo") || use("HOME", ".local/state/lumo")) return directory;
     return "/dev/null";  // no folder: better no log than one in the folder where the program runs
+}
+
+/// Failures, warnings and events: all the rest is for those who look for a fault, and say so.
+extern "C" LUMO_API int lumoLogLevel(void) {
+    return 5;
 }
