@@ -73,7 +73,6 @@ const lumo::bench::Group group([](Suite& suite) {
         0, layout.rowStride / 2, spectrum.get(), layout, 100000, 100000, parameters};
     suite.add({"band filter, spectrum alone",
                [=, keep = spectrum] { lumo::Filter_FreqColumns(job); },
-               4.5,
                {{"as defined", [=, keep = spectrum] { multiplyAsDefined(job); }, 14}}});
     // As many workers and transform threads as the process may use, for the peer too: run it under
     // taskset for one.
@@ -87,7 +86,6 @@ const lumo::bench::Group group([](Suite& suite) {
         const std::string text = std::string("type=") + name + " al0=0.9 ah0=0.8 ab1=1.7";
         suite.add({std::string("band filter, ") + name,
                    [=] { SC_Filter_Image(image, scratch, 100000, 100000, text.c_str()); },
-                   0,
                    {{"FFTW alone", alone, times}}});
     }
 });

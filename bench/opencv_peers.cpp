@@ -8,6 +8,7 @@
 #define PEER(work) peers(timesFaster, work)
 #else
 #define PEER(work) Peers()
+#pragma GCC diagnostic ignored "-Wunused-parameter"  // there is nothing to call
 #endif
 
 namespace lumo::bench {

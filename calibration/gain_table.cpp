@@ -2,11 +2,11 @@
 // operations; gains are single precision, codes and products double.
 #include "calibration/gain_table.h"
 
-#include <algorithm>
-
 #include "frame/bytes.h"
 #include "frame/file.h"
+#include "image/pixel.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace lumo {
 namespace {
@@ -31,9 +31,8 @@ LUMO_INLINE void correct(std::uint16_t* __restrict pixels, GainRange range,
     const double step = range.span() / 65535.0;
     forEachPixel(pixels, count, [=](int i) {
         const auto gain = static_cast<float>(codes[i] * step + static_cast<double>(range.lowest));
-        // At most 65535 * 655.35, so the cut may come before the limit.
-        const auto value = static_cast<std::int32_t>(pixels[i] * static_cast<double>(gain));
-        pixels[i] = static_cast<std::uint16_t>(std::min(value, 65535));
+        // At most 65535 * 655.35.
+        pixels[i] = positiveToPixel(pixels[i] * static_cast<double>(gain));
     });
 }
 

@@ -10,6 +10,7 @@
 
 #include "image/view.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace lumo {
 namespace {

@@ -6,27 +6,21 @@
 #include <bit>
 
 #include "filters/filters.h"
+#include "image/pixel.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
-
-LUMO_INLINE std::uint16_t clampToPixel(double value) {
-    // The first comparison is false for NaN, which gives 0.
-    const double positive = value > 0.0 ? value : 0.0;
-    return static_cast<std::uint16_t>(
-        static_cast<std::int32_t>(positive < 65535.0 ? positive : 65535.0));
-}
 
 LUMO_INLINE float blend(double first, double second, double a, double b) {
     return static_cast<float>(a * first + b * second);
 }
 
 LUMO_INLINE std::uint16_t stretch(float value, float low, float gain) {
-    return clampToPixel((static_cast<double>(value) - static_cast<double>(low)) *
-                        static_cast<double>(gain));
+    return toPixel((static_cast<double>(value) - static_cast<double>(low)) *
+                   static_cast<double>(gain));
 }
 
 LUMO_INLINE void widen(Range& range, float low, float high) {
@@ -74,7 +68,7 @@ LUMO_INLINE void blendHalvesBody(const float* first, const std::uint16_t* second
         split(value, to, x);
     }
 }
-LUMO_WIDTHS(void, blendHalves, blendHalvesBody,
+LUMO_LEVELS(void, blendHalves, blendHalvesBody<bytes>,
             (const float* first, const std::uint16_t* second, float a, float b, Halves to, int n,
              Range* range),
             (first, second, a, b, to, n, range))
@@ -82,7 +76,7 @@ LUMO_WIDTHS(void, blendHalves, blendHalvesBody,
 LUMO_INLINE void blendPixelsBody(const std::uint16_t* first, const std::uint16_t* second, float a,
                                  float b, std::uint16_t* to, int n) {
     for (int x = 0; x < n; ++x)
-        to[x] = clampToPixel(static_cast<double>(blend(first[x], second[x], a, b)));
+        to[x] = toPixel(static_cast<double>(blend(first[x], second[x], a, b)));
 }
 LUMO_LEVELS(void, blendPixels, blendPixelsBody,
             (const std::uint16_t* first, const std::uint16_t* second, float a, float b,

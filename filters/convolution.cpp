@@ -5,22 +5,18 @@
 #include "filters/filters.h"
 #include "frame/call_frame.h"
 #include "image/owned.h"
+#include "image/pixel.h"
 #include "image/size_check.h"
 #include "platform/cpu_level.h"
 
 namespace lumo {
 namespace {
 
-/// Clamps and truncates; NaN gives 0. The place `next` pixels further is written soon.
+/// The place `next` pixels further is written soon.
 LUMO_INLINE void storePixelsBody(const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next) {
     constexpr int line = 32;
     for (int x = 0; x < n; x += line) __builtin_prefetch(to + x + next, 1);
-    for (int x = 0; x < n; ++x) {
-        // False for NaN.
-        const float positive = sums[x] > 0.0F ? sums[x] : 0.0F;
-        to[x] = static_cast<std::uint16_t>(
-            static_cast<std::int32_t>(positive < 65535.0F ? positive : 65535.0F));
-    }
+    for (int x = 0; x < n; ++x) to[x] = toPixel(sums[x]);
 }
 LUMO_LEVELS(void, storePixels, storePixelsBody,
             (const float* sums, std::uint16_t* to, int n, std::ptrdiff_t next), (sums, to, n, next))

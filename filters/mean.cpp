@@ -9,7 +9,8 @@
 #include "frame/call_frame.h"
 #include "image/size_check.h"
 #include "image/view.h"
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -76,14 +77,14 @@ LUMO_INLINE void addUpBody(const std::uint16_t* leaving, const std::uint16_t* en
         columns[x] += static_cast<std::uint32_t>(entering[x]) - leaving[x];
     }
 }
-LUMO_WIDTHS(void, addUp, addUpBody,
+LUMO_LEVELS(void, addUp, addUpBody<bytes>,
             (const std::uint16_t* leaving, const std::uint16_t* entering, std::uint32_t* columns,
              std::uint32_t* sums, int width),
             (leaving, entering, columns, sums, width))
 
 /// The division by the window's area is exact: the single-precision quotient of a mean is off by
 /// less than 2^-20 of its size, that is by less than 1/16; taken 2^-21 too small it truncates to
-/// the right integer or to the one below, and the remainder tells which.
+/// the right integer or to the one below, and the remainder says which.
 LUMO_INLINE void meansBody(const std::uint32_t* sums, int count, int n, std::uint16_t* means) {
     const std::int32_t area = n * n;
     const auto reciprocal = static_cast<float>((1.0 - 0x1p-21) / area);

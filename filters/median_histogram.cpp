@@ -21,7 +21,7 @@
 
 #include "filters/tile_ranks.h"
 #include "image/pixel.h"
-#include "platform/cpu_level.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -40,8 +40,8 @@ constexpr int stride = 4;
 constexpr int block = 32;
 
 using Count = std::uint16_t;
-using Lanes [[gnu::vector_size(mostWindows * sizeof(Count))]] = Count;
-using SignedLanes [[gnu::vector_size(mostWindows * sizeof(Count))]] = std::int16_t;
+using Lanes = Vector<Count, mostWindows * sizeof(Count)>;
+using SignedLanes = Vector<std::int16_t, mostWindows * sizeof(Count)>;
 
 /// Adds `change` to the bins of a column's ranks and, for each window, to its number of values
 /// below its median. Medians are held with the top bit turned, as signed numbers compare faster.
@@ -63,11 +63,11 @@ LUMO_INLINE void moveSharedBody(const std::uint16_t* leaving, const std::uint16_
                                 Count* below) {
     SignedLanes median;
     Lanes number;
-    std::memcpy(&median, medians, sizeof median);
-    std::memcpy(&number, below, sizeof number);
+    load(median, medians);
+    load(number, below);
     countColumn<-1>(leaving, count, histogram, median, number);
     countColumn<+1>(entering, count, histogram, median, number);
-    std::memcpy(below, &number, sizeof number);
+    store(number, below);
 }
 LUMO_LEVELS(void, moveShared, moveSharedBody,
             (const std::uint16_t* leaving, const std::uint16_t* entering, int count,
@@ -81,7 +81,7 @@ struct Position {
 
 /// Moves the median until as many values lie below it as belong there, and it occurs. A window's
 /// histogram is the sum of two.
-Position walk(const Count* first, const Count* second, int wanted, Position at) {
+LUMO_INLINE Position walk(const Count* first, const Count* second, int wanted, Position at) {
     const auto empty = [&](int bin) {
         std::uint64_t a, b;
         static_assert(sizeof a == stride * sizeof(Count));
@@ -151,6 +151,20 @@ LUMO_TARGET_AVX512 Position walkInBlocks(const Count* first, const Count* second
 }
 #endif
 
+template <int bytes>
+LUMO_INLINE Position moveMedianBody(const Count* first, const Count* second, int wanted,
+                                    Position at) {
+#if defined(__x86_64__)
+    // All values of a 256 x 256 window in one block would not fit into 16 bits.
+    if constexpr (bytes == avx512Bytes)
+        if (wanted < 256 * 256 / 2) return walkInBlocks(first, second, wanted, at);
+#endif
+    return walk(first, second, wanted, at);
+}
+LUMO_LEVELS(Position, moveMedian, moveMedianBody<bytes>,
+            (const Count* first, const Count* second, int wanted, Position at),
+            (first, second, wanted, at))
+
 /// The windows of some neighbouring rows that begin in the same column.
 class WindowGroup {
 public:
@@ -174,7 +188,7 @@ private:
     [[nodiscard]] Count* shared() { return bins_.data() + block; }
     template <int change>
     void countOwn(const std::uint16_t* column, int window);
-    void moveMedian(int window);
+    void moveMedianOf(int window);
 
     int n_, top_ = 0, windows_ = 0, sharedRows_ = 0;
     std::ptrdiff_t binStride_ = 0;
@@ -214,7 +228,7 @@ void WindowGroup::begin(const TileRanks& tile, int top, int windows) {
         for (int y = windows - 1; y < n_; ++y) ++shared()[column[y]];
         for (int window = 0; window < windows; ++window) countOwn<+1>(column, window);
     }
-    for (int window = 0; window < windows; ++window) moveMedian(window);
+    for (int window = 0; window < windows; ++window) moveMedianOf(window);
 }
 
 void WindowGroup::step(const TileRanks& tile, int column) {
@@ -227,20 +241,13 @@ void WindowGroup::step(const TileRanks& tile, int column) {
         countOwn<+1>(entering, window);
     }
     // Later, when the counts have left the store queue: wide loads cannot be served from there.
-    for (int window = 0; window < windows_; ++window) moveMedian(window);
+    for (int window = 0; window < windows_; ++window) moveMedianOf(window);
 }
 
-void WindowGroup::moveMedian(int window) {
+void WindowGroup::moveMedianOf(int window) {
     const auto at = static_cast<std::size_t>(window);
-    const int wanted = n_ * n_ / 2;
-    Position position = {median(window), below_[at]};
-#if defined(__x86_64__)
-    // All values of a 256 x 256 window in one block would not fit into 16 bits.
-    if (n_ < 256 && cpuLevel() >= CpuLevel::Avx512)
-        position = walkInBlocks(shared(), own(window), wanted, position);
-    else
-#endif
-        position = walk(shared(), own(window), wanted, position);
+    const Position position =
+        moveMedian(shared(), own(window), n_ * n_ / 2, {median(window), below_[at]});
     medians_[at] = static_cast<std::uint16_t>(position.median ^ 0x8000);
     below_[at] = static_cast<Count>(position.below);
 }

@@ -15,7 +15,7 @@
 
 #include "filters/sorting_network.h"
 #include "platform/stream_store.h"
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -200,21 +200,6 @@ LUMO_INLINE void medianPair(const Pair& pair) {
         select<bytes, n>(candidates, pair.rows[n], pair.lower, pair.count, values);
 }
 
-using Kernel = void (*)(const Pair&);
-
-template <int n>
-void medianPairBaseline(const Pair& pair) {
-    medianPair<baselineBytes, n>(pair);
-}
-template <int n>
-LUMO_TARGET_AVX2 void medianPairAvx2(const Pair& pair) {
-    medianPair<avx2Bytes, n>(pair);
-}
-template <int n>
-LUMO_TARGET_AVX512 void medianPairAvx512(const Pair& pair) {
-    medianPair<avx512Bytes, n>(pair);
-}
-
 #ifdef LUMO_SANITIZED
 // Instrumented, the larger networks take minutes to compile; they are the same code.
 constexpr int largestBaseline = 5, largest = 7;
@@ -222,13 +207,23 @@ constexpr int largestBaseline = 5, largest = 7;
 constexpr int largestBaseline = 8, largest = 16;
 #endif
 
+/// With the few registers of the baseline the larger networks do not pay: there are none.
+template <int bytes, int n>
+LUMO_INLINE void medianPairBody(const Pair& pair) {
+    if constexpr (bytes > baselineBytes || n <= largestBaseline) medianPair<bytes, n>(pair);
+}
+
+template <int n>
+struct Kernel {
+    LUMO_LEVELS(void, medianOfNetwork, (medianPairBody<bytes, n>), (const Pair& pair), (pair))
+};
+
+using MedianPair = void (*)(const Pair&);
+
 template <int... below>
-Kernel kernelFor(int n, std::integer_sequence<int, below...>) {
-    static constexpr Kernel kernels[][sizeof...(below)] = {
-        {medianPairBaseline<std::min(below + 2, largestBaseline)>...},
-        {medianPairAvx2<below + 2>...},
-        {medianPairAvx512<below + 2>...}};
-    return kernels[static_cast<int>(cpuLevel())][n - 2];
+MedianPair kernelFor(int n, std::integer_sequence<int, below...>) {
+    static constexpr MedianPair kernels[] = {Kernel<below + 2>::medianOfNetwork...};
+    return kernels[n - 2];
 }
 
 /// All lists of a pair: those of 1, 2, 4, ... columns and the completed ones hold at most the inner
@@ -251,7 +246,7 @@ int largestNetworkWindow() {
 }
 
 void medianByNetwork(Source source, Target target, int n) {
-    const Kernel kernel = kernelFor(n, std::make_integer_sequence<int, largest - 1>());
+    const MedianPair kernel = kernelFor(n, std::make_integer_sequence<int, largest - 1>());
     const auto memory = std::make_unique<std::uint16_t[]>(mostLists * tileStride + lineBytes);
     std::uint16_t* lists = memory.get() + pixelsToLine(memory.get());
     const auto padded = std::make_unique<std::uint16_t[]>((largest + 1) * std::size_t{tileStride});

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -86,7 +86,7 @@ LUMO_INLINE void sumBandBody(const Band& band) {
                       band.sums + std::ptrdiff_t{k} * band.stride + x + v * lanes);
     }
 }
-LUMO_WIDTHS(void, sumBand, sumBandBody, (const Band& band), (band))
+LUMO_LEVELS(void, sumBand, sumBandBody<bytes>, (const Band& band), (band))
 
 /// Asks for the pixels that follow below, `ahead` pixels further, as memory is slow to give them.
 LUMO_INLINE void toFloatsBody(const std::uint16_t* from, float* to, int n, std::ptrdiff_t ahead) {

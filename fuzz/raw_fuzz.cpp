@@ -72,7 +72,7 @@ void codesTurnToo(const PixelFile& file, const Bytes& bytes, int rotation) {
     const Bytes written = readFile(name);
     require(written.size() == 256 + codes.size() && PixelFile(written).whole &&
                 littleEndian(written, 8, 2) == littleEndian(bytes, 8, 2),
-            "the header tells size and white level");
+            "the header holds size and white level");
     require(Bytes(written.begin() + 256, written.end()) ==
                 turned(codes, file.width, file.height, rotation),
             "codes turn as pixels do");
@@ -104,7 +104,7 @@ void readsInfo(const std::string& imageName, const Bytes& info) {
     const int code = Get_ImageInfo(&record, imageName.c_str());
     const bool whole = info.size() >= headerSize;
     require((code == LumoOk) == (whole && isAcceptable(info)) && (code == 0 || code == -1),
-            "the code tells whether the header is whole and acceptable");
+            "the code says whether the header is whole and acceptable");
     const std::string copyName = fileNamed("copy.txt");
     require(WriteImageInfo(record, copyName.c_str()) == 0, "any record can be written");
     const Bytes copy = readFile(copyName);
@@ -118,7 +118,7 @@ void readsInfo(const std::string& imageName, const Bytes& info) {
             "the block's size is what the file holds of it");
     Bytes block(size);  // exactly: one byte more would be noticed
     require(static_cast<std::size_t>(Get_ImageExtraHeader(imageName.c_str(), block.data())) == size,
-            "the block has the size that was told");
+            "the block has the size that was reported");
     require(size == 0 || std::memcmp(block.data(), &info[headerSize], size) == 0,
             "the block comes byte for byte");
     require(Set_ImageExtraHeader(static_cast<std::uint32_t>(size), block.data()) == 0,

@@ -53,7 +53,7 @@ std::uint16_t widened(std::uint32_t code, std::uint32_t whiteLevel) {
     return static_cast<std::uint16_t>(std::min(code * code * factor, 65535.0));
 }
 
-/// Width and height as the header tells them, and where the pixels begin; false without a header.
+/// Width and height as the header gives them, and where the pixels begin; false without a header.
 struct Claim {
     bool headed = false, eightBit = false;
     std::uint32_t width = 0, height = 0, whiteLevel = 0;

@@ -50,7 +50,7 @@ void writeFile(const std::string& name, std::span<const std::uint8_t> bytes);
 [[nodiscard]] std::uint32_t littleEndian(const Bytes& bytes, std::size_t at, std::size_t size);
 void setLittleEndian(Bytes& bytes, std::size_t at, std::size_t size, std::uint32_t value);
 
-/// What a pixel file promises and holds, told by a reader of its own.
+/// What a pixel file promises and holds, by a reader of its own.
 struct PixelFile {
     bool whole = false;  ///< header, and at least one pixel, and all of them
     bool headed = false;
@@ -64,7 +64,7 @@ struct PixelFile {
 /// Whether the pixel file claims more than a fuzz run should spend on it.
 [[nodiscard]] bool claimsTooMuch(const Bytes& pixelFile);
 
-/// Whether readers accept the values of a header of 101 bytes, told by checks of its own.
+/// Whether readers accept the values of a header of 101 bytes, by checks of its own.
 [[nodiscard]] bool isAcceptable(const Bytes& header);
 
 /// An image that is destroyed with the object.

@@ -4,18 +4,19 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "platform/stream_store.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
 
-constexpr int lanes = 16;
-constexpr int line = 32;  // pixels
-typedef std::uint16_t Lanes __attribute__((vector_size(lanes * sizeof(std::uint16_t))));
+constexpr int line = 32;   // pixels
+constexpr int lanes = 16;  // of a vector
+using Lanes = Vector<std::uint16_t, lanes * sizeof(std::uint16_t)>;
 
 LUMO_INLINE void loadReversed(Lanes& to, const std::uint16_t* from) {
-    std::memcpy(&to, from, sizeof to);
+    load(to, from);
     to = __builtin_shufflevector(to, to, 15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
 }
 
@@ -25,8 +26,8 @@ LUMO_INLINE void exchangeReversed(std::uint16_t* front, std::uint16_t* back) {
         Lanes first, last;
         loadReversed(first, front + k);
         loadReversed(last, back - lanes - k);
-        std::memcpy(front + k, &last, sizeof last);
-        std::memcpy(back - lanes - k, &first, sizeof first);
+        store(last, front + k);
+        store(first, back - lanes - k);
     }
 }
 

@@ -4,6 +4,7 @@
 #include "image/view.h"
 #include "lumo_legacy.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "platform/stream_store.h"
 
 namespace {

@@ -62,8 +62,7 @@ LUMO_INLINE void addSquareRootsBody(const std::uint32_t* cumulative, double a, d
                                     std::uint16_t* lut) {
     for (int v = 0; v <= lastGreyValue; ++v) {
         const double value = cumulative[v] * a + std::sqrt(static_cast<double>(v)) * b;
-        // Beyond full scale by no more than a rounding, so the cut may come before the limit.
-        lut[v] = static_cast<std::uint16_t>(std::min(static_cast<std::int32_t>(value), 65535));
+        lut[v] = positiveToPixel(value);  // beyond full scale by no more than a rounding
     }
 }
 LUMO_LEVELS(void, addSquareRoots, addSquareRootsBody,

@@ -4,12 +4,13 @@
 #include <bit>
 #include <cstring>
 
-#include "platform/cpu_level.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
 
-using EightPixels [[gnu::vector_size(16)]] = std::uint16_t;
+using EightPixels = Vector<std::uint16_t, 16>;
 
 /// By two loads and one store.
 LUMO_INLINE void mapEight(const std::uint16_t* from, std::uint16_t* to,
@@ -20,7 +21,7 @@ LUMO_INLINE void mapEight(const std::uint16_t* from, std::uint16_t* to,
     const EightPixels mapped = {
         table[a & 65535], table[(a >> 16) & 65535], table[(a >> 32) & 65535], table[a >> 48],
         table[b & 65535], table[(b >> 16) & 65535], table[(b >> 32) & 65535], table[b >> 48]};
-    std::memcpy(to, &mapped, sizeof mapped);
+    store(mapped, to);
 }
 static_assert(std::endian::native == std::endian::little);
 

@@ -8,19 +8,16 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/cpu_level.h"
+#include "image/transpose.h"
 #include "platform/stream_store.h"
 
 namespace lumo {
 namespace {
 
-constexpr int lane = 8;          // pixels of a register, side of the square transposed there
 constexpr int block = 32;        // pixels of a cache line, side of a block
 constexpr int pair = 2 * block;  // target columns at a time: a line beside another one costs less
 constexpr int ahead = 64;        // pixels of a source row, fetched before they are needed
 constexpr int band = 1024;       // target rows walked at a time: their pages fit the address cache
-
-typedef std::uint16_t Lanes __attribute__((vector_size(16)));
 
 /// The source as the target sees it: its columns are source rows, top down or bottom up, its rows
 /// are source columns, left to right or right to left.
@@ -39,19 +36,6 @@ struct Turned {
     }
 };
 
-/// Interleaving rows k and k + 4 three times transposes eight rows.
-LUMO_INLINE void transpose(Lanes (&rows)[lane]) {
-    for (int pass = 0; pass < 3; ++pass) {
-        Lanes next[lane];
-        for (int k = 0; k < lane / 2; ++k) {
-            const Lanes &a = rows[k], &b = rows[k + lane / 2];
-            next[2 * k] = __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-            next[2 * k + 1] = __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-        }
-        std::memcpy(rows, next, sizeof next);
-    }
-}
-
 /// Turns a block of the source into `rows`, from row 0 down or from the last one up.
 LUMO_INLINE void turnBlock(const Turned& turned, int i, int j, std::uint16_t* rows) {
     alignas(lineBytes) std::uint16_t in[block][block];
@@ -61,15 +45,9 @@ LUMO_INLINE void turnBlock(const Turned& turned, int i, int j, std::uint16_t* ro
         __builtin_prefetch(turned.backwards() ? row - ahead : row + ahead);
         std::memcpy(in[k], row, sizeof in[k]);
     }
-    for (int y = 0; y < block; y += lane) {
-        for (int x = 0; x < block; x += lane) {
-            Lanes square[lane];
-            for (int k = 0; k < lane; ++k) std::memcpy(&square[k], &in[y + k][x], sizeof square[k]);
-            transpose(square);
-            for (int k = 0; k < lane; ++k)
-                std::memcpy(rows + (x + k) * pair + y, &square[k], sizeof square[k]);
-        }
-    }
+    for (int y = 0; y < block; y += squareSide)
+        for (int x = 0; x < block; x += squareSide)
+            transposeSquare(&in[y][x], block, rows + x * pair + y, pair);
 }
 
 /// The target's blocks with their corner at column i, row j, side by side.

@@ -4,11 +4,12 @@
  * their files.
  *
  * A first program: LumoReadImage() a file, work on the raster that LumoGetBufferAddress() gives,
- * LumoWriteImage() it, LumoDestroyImage() it. The older functions on plain rasters (measuring,
- * mapping, filtering, raw files) are in lumo_legacy.h.
+ * LumoWriteImage() it, LumoDestroyImage() it. The functions to measure, map, filter and correct
+ * with work on such rasters; they are in lumo_legacy.h.
  *
  * Results are 0 or a negative ::LumoResult. Calls on different images may run in several threads at
- * once; one image belongs to one thread at a time. File names are in the platform's own encoding.
+ * once; one image belongs to one thread at a time. File names are in the platform's own encoding
+ * and of at most 1023 characters: a longer one is a file that cannot be opened.
  */
 #ifndef LUMO_H
 #define LUMO_H
@@ -17,7 +18,7 @@
 
 /**
  * @name Version of these headers
- * LumoGetVersion() tells that of the library in use.
+ * LumoGetVersion() gives that of the library in use.
  * @{
  */
 #define LUMO_VERSION_MAJOR 2 /**< changes when callers have to be compiled anew */
@@ -84,8 +85,8 @@ typedef struct lmImage {
     uint16_t* data;                  /**< the raster, or null */
     uint32_t pixelsizeX;             /**< pitch along a row, nanometres; 100000 at creation */
     uint32_t pixelsizeY;             /**< pitch between rows, nanometres; 100000 at creation */
-    uint16_t maxPix;                 /**< maximum pixel value as the file tells it; 0 at creation */
-    uint16_t avgPix;                 /**< average pixel value as the file tells it; 0 at creation */
+    uint16_t maxPix;                 /**< maximum pixel value by the file; 0 at creation */
+    uint16_t avgPix;                 /**< average pixel value by the file; 0 at creation */
     uint16_t equivLow;               /**< lower dose-equivalent bound; 0 at creation */
     uint16_t equivHigh;              /**< upper dose-equivalent bound; 65535 at creation */
     uint16_t** rowPointers;          /**< cache of the rows' addresses, or null */
@@ -108,20 +109,29 @@ LUMO_API const char* LumoGetVersion(void);
 /**
  * Records a failure code as the calling thread's last error. The library does so itself for the
  * failures that it logs under a function's name; success does not reset it.
+ * @param code  a ::LumoResult or any other number
  */
 LUMO_API void lmtSetLastError(int code);
 
-/** The calling thread's last error; 0 before the first one. */
+/**
+ * The calling thread's last error.
+ * @return the code recorded last; 0 before the first one
+ */
 LUMO_API int lmtGetLastError(void);
 
-/** A sentence for a result code; never null. */
+/**
+ * A sentence for a result code.
+ * @param code  a ::LumoResult; any other number has a sentence too
+ * @return a text that stays valid while the library is loaded; never null
+ */
 LUMO_API const char* lmtErrorMessage(int code);
 
 /**
  * A hook that a program may define, never called by the program itself: the folder in which the
  * library writes its log when ORVEL_LOG_DIR is not set. Called once, while the library is loaded
- * and before the program's own initialisation, so it may use nothing but the C library. Null means
- * the current folder. Without the hook the log goes there too.
+ * and before the program's own initialisation, so it may use nothing but the C library. Without the
+ * hook the log goes to the current folder.
+ * @return the folder; null or an empty text means the current one
  */
 const char* lumoLogDirectory(void);
 
@@ -150,20 +160,24 @@ LUMO_API int LumoCreateImage(lmImage** place, uint16_t width, uint16_t height);
 /**
  * Gives the image a raster of another size. The raster's bytes are kept up to the smaller size and
  * not moved to new row positions. The metadata is not touched.
- * @param place  holds the record; null after a failure, which destroys the record
+ * @param place   holds the record; null after a failure, which destroys the record
+ * @param width   pixels per row
+ * @param height  rows
  * @return 0; -50 for zero pixels or an empty place; -8 without memory or for 4 GiB and more
  */
 LUMO_API int LumoResizeImageBuf(lmImage** place, uint16_t width, uint16_t height);
 
 /**
  * Exchanges the raster for the caller's, which the image owns from now on.
- * @param data  from malloc(), at least width x height pixels
+ * @param image  the image, whose size stays; its raster so far is freed, unless it is the same
+ * @param data   from malloc(), at least width x height pixels
  * @return 0; -2 if the image or the raster is null
  */
 LUMO_API int LumoChangeDataBuffer(lmImage* image, uint16_t* data);
 
 /**
  * Frees an image and clears the place. An open PNG write is abandoned: its file stays unfinished.
+ * @param place  holds the record, or null
  * @return 0, also for an empty place; -50 if the place itself is null
  */
 LUMO_API int LumoDestroyImage(lmImage** place);
@@ -171,7 +185,7 @@ LUMO_API int LumoDestroyImage(lmImage** place);
 /**
  * Removes an image file, and the information file beside it if the name ends in ".xyz" (any case).
  * Never removes a folder. An information file that cannot be removed is only a warning in the log.
- * @param fileName  at most 1023 characters
+ * @param fileName  name of the image file
  * @return 0; -11 if the image file cannot be removed
  */
 LUMO_API int LumoDeleteImage(const char* fileName);
@@ -184,15 +198,33 @@ LUMO_API int LumoDeleteImage(const char* fileName);
  * @{
  */
 
-/** Sets a pixel. @return 0; -102 outside the raster or without image or raster */
+/**
+ * Sets a pixel.
+ * @param image  the image
+ * @param x      column
+ * @param y      row
+ * @param value  the new grey value
+ * @return 0; -102 outside the raster or without image or raster
+ */
 LUMO_API int LumoSetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t value);
 
-/** Reads a pixel. @return 0; -102 outside the raster or without image or raster; -2 without output
+/**
+ * Reads a pixel.
+ * @param image  only read
+ * @param x      column
+ * @param y      row
+ * @param value  [out] its grey value; untouched on failure
+ * @return 0; -102 outside the raster or without image or raster; -2 without output
  */
 LUMO_API int LumoGetPixel(lmImage* image, uint16_t x, uint16_t y, uint16_t* value);
 
 /**
  * Size in pixels and pitch in nanometres.
+ * @param image       only read
+ * @param width       [out] pixels per row; 0 without raster
+ * @param height      [out] rows; 0 without raster
+ * @param pixelsizeX  [out] pitch along a row
+ * @param pixelsizeY  [out] pitch between rows
  * @return 0; -50 without image; -2 if an output is null (nothing is written then)
  */
 LUMO_API int LumoGetGeometry(lmImage* image, uint32_t* width, uint32_t* height,
@@ -201,14 +233,17 @@ LUMO_API int LumoGetGeometry(lmImage* image, uint32_t* width, uint32_t* height,
 /**
  * The raster itself, for reading and writing; null if there is none. Valid until the image is
  * resized, turned, given another raster or destroyed.
+ * @param image  keeps owning the raster
+ * @param data   [out] width x height pixels, row by row from the top, or null
  * @return 0; -50 without image; -2 without output
  */
 LUMO_API int LumoGetBufferAddress(lmImage* image, uint16_t** data);
 
 /**
  * The whole metadata text.
- * @param text  [out] buffer of *size bytes, or null to ask for the size
- * @param size  [in, out] see above; a copy shorter than the text has no terminating zero
+ * @param image  only read
+ * @param text   [out] buffer of *size bytes, or null to ask for the size
+ * @param size   [in, out] see above; a copy shorter than the text has no terminating zero
  * @return 0; -50 without image; -2 without size
  */
 LUMO_API int LumoGetMetaData(lmImage* image, char* text, int32_t* size);
@@ -216,6 +251,11 @@ LUMO_API int LumoGetMetaData(lmImage* image, char* text, int32_t* size);
 /**
  * The value of one metadata entry, at most 1023 characters; a missing entry reads as the empty
  * text.
+ * @param image    only read
+ * @param section  name of the section; its case counts
+ * @param key      name of the entry; its case counts
+ * @param value    [out] buffer of *size bytes, or null to ask for the size
+ * @param size     [in, out] see above; a copy shorter than the value has no terminating zero
  * @return 0; -50 without image; -102 without section or key; -2 without size; -8 without memory
  */
 LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* key, char* value,
@@ -223,7 +263,10 @@ LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* k
 
 /**
  * Creates, replaces or removes one metadata entry. Any text may be a value, line breaks included.
- * @param value  null removes the entry
+ * @param image    the image
+ * @param section  name of the section, made if it is missing
+ * @param key      name of the entry
+ * @param value    null removes the entry
  * @return 0; -50 without image; -102 without section or key; -8 without memory (nothing changed)
  */
 LUMO_API int LumoSetMetaEntry(lmImage* image, const char* section, const char* key,
@@ -231,7 +274,8 @@ LUMO_API int LumoSetMetaEntry(lmImage* image, const char* section, const char* k
 
 /**
  * Appends a step to the image's processing history, section "PerformedSteps".
- * @param step  a short text that names the operation and its arguments
+ * @param image  the image
+ * @param step   a short text that names the operation and its arguments
  * @return 0; -50 without image; -2 without step; -8 without memory (nothing changed)
  */
 LUMO_API int LumoAddPerformedStep(lmImage* image, const char* step);
@@ -239,13 +283,20 @@ LUMO_API int LumoAddPerformedStep(lmImage* image, const char* step);
 /**
  * The extended header block of an XYZ image, byte for byte; no terminating zero is added or
  * counted.
- * @param body  [out] buffer of *size bytes, or null to ask for the size
+ * @param image  only read
+ * @param body   [out] buffer of *size bytes, or null to ask for the size
+ * @param size   [in, out] bytes of the buffer; bytes of the block that were copied, or its size
  * @return 0; -50 without image; -2 without size; -8 without memory
  */
 LUMO_API int LumoGetExtHeader(lmImage* image, char* body, int32_t* size);
 
 /**
  * The four dose-equivalent values. Mind the order.
+ * @param image      only read
+ * @param avgPix     [out] average pixel value
+ * @param maxPix     [out] maximum pixel value
+ * @param equivLow   [out] lower dose-equivalent bound
+ * @param equivHigh  [out] upper dose-equivalent bound
  * @return 0; -50 without image; -2 if an output is null (nothing is written then)
  */
 LUMO_API int LumoGetDoseEquiv(lmImage* image, uint16_t* avgPix, uint16_t* maxPix,
@@ -264,14 +315,18 @@ LUMO_API int LumoGetDoseEquiv(lmImage* image, uint16_t* avgPix, uint16_t* maxPix
  * one they amount to. Sets "Rotation" in section "Image_X" to this turn, not to a sum of turns; 90
  * and 270 exchange the sides, the pitches and their metadata entries. Logs failures without
  * recording them as the last error.
+ * @param image  the image; turned without raster, too
+ * @param angle  degrees, a multiple of 90 that is no whole turn
  * @return 0; -20 for any other angle and for no turn at all; -50 without image; -8 without memory
  */
 LUMO_API int LumoRotateImage(lmImage* image, int angle);
 
 /**
- * Mirrors an image: left and right exchanged if `horizontal` is not 0, top and bottom if `vertical`
- * is not 0. Sets "Mirror" in section "Image_X". Both together are LumoRotateImage() by 180; neither
- * changes nothing.
+ * Mirrors an image. Sets "Mirror" in section "Image_X". Both directions together are
+ * LumoRotateImage() by 180; neither changes nothing.
+ * @param image       with a raster
+ * @param horizontal  not 0: left and right exchanged
+ * @param vertical    not 0: top and bottom exchanged
  * @return 0; -2 without image or raster; -8 without memory
  */
 LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
@@ -286,6 +341,8 @@ LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
  * Reads an image file, recognised by its first bytes, into a new image in the place. A record that
  * the place holds already is destroyed when the new one is created, and left alone by a failure
  * before that. After a later failure the place is null (PNG) or holds what was read (XYZ).
+ * @param place     [in, out] null or a record; receives the new one
+ * @param fileName  name of the file
  * @return 0; -1 the file cannot be opened; -8 no memory or no place; -11 a damaged PNG file; -50 no
  * pixels, too few, or a side above 65535; -10004, -10006 the information file is missing or invalid
  */
@@ -305,8 +362,8 @@ LUMO_API int LumoWriteImage(lmImage* image, const char* fileName, int format);
 
 /**
  * Sets the compression level of all later PNG writes of the process; 6 at first.
- * @param level  0 (none), 1 to 6 (fast, all alike), 7 to 9 (zlib at that level: many times slower, and
- * smaller for images of few grey values)
+ * @param level  0 (none), 1 to 6 (fast, all alike), 7 to 9 (zlib at that level: many times slower,
+ * and smaller for images of few grey values)
  * @return 0; -20 outside that range (the level stays)
  */
 LUMO_API int LumoSetWriteCompressionLevel(int level);
@@ -314,6 +371,9 @@ LUMO_API int LumoSetWriteCompressionLevel(int level);
 /**
  * Opens a PNG file for writing row by row. An earlier write of this image that was never ended is
  * abandoned.
+ * @param image     with its final size and pitch, which are written first; the metadata text
+ *                  follows the rows
+ * @param fileName  name of the file; an existing one is replaced
  * @return 0; -50 without image or with a pitch of 0 or above 1000000000; -8 no memory; -16 the file
  * cannot be set up, or the metadata text is too long to be read back
  */
@@ -321,24 +381,36 @@ LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
 
 /**
  * Writes the next row.
- * @param row  `width` pixels, from anywhere
+ * @param image  the image of the write; its own raster is not read
+ * @param row    `width` pixels, from anywhere
  * @return 0; -50 without image; -8 without a write in progress or a row; -16 when libpng fails, the
  * image's size has changed or all rows are written: the write then stays open but dead
  */
 LUMO_API int LumoPngWriteRow(lmImage* image, const unsigned short* row);
 
-/** Writes all rows of the raster. @return as LumoPngWriteRow(); -8 also without memory */
+/**
+ * Writes all rows of the raster.
+ * @param image  the image of the write, with a raster
+ * @return as LumoPngWriteRow(), also -16 without raster; -8 also without memory
+ */
 LUMO_API int LumoPngWriteRows(lmImage* image);
 
 /**
  * Ends a PNG write: adds the metadata text, closes the file, releases the write on every path.
- * @return 0; -50 without image; -8 without a write in progress; -16 if the file is not complete:
- * it cannot be written, not all rows were handed over, or the metadata text is too long to be read
+ * @param image  the image of the write
+ * @return 0; -50 without image; -8 without a write in progress; -16 if the file is not complete: it
+ * cannot be written, not all rows were handed over, or the metadata text is too long to be read
  * back
  */
 LUMO_API int LumoPngWriteEnd(lmImage* image);
 
-/** Writes a whole PNG file: start, all rows, end. @return their first failure */
+/**
+ * Writes a whole PNG file: start, all rows, end.
+ * @param image     with a raster; only read
+ * @param fileName  as LumoPngWriteStart() takes it
+ * @return 0; -50 without image or raster; else the first failure of LumoPngWriteStart(),
+ * LumoPngWriteRows() and LumoPngWriteEnd()
+ */
 LUMO_API int LumoWriteImagePNG(lmImage* image, const char* fileName);
 
 /** @} */
@@ -348,6 +420,7 @@ LUMO_API int LumoWriteImagePNG(lmImage* image, const char* fileName);
 
 /**
  * Writes all rows of the raster, one by one; stops at the first failure.
+ * @param image  the image of the write, with a raster
  * @return 0; -8 without image or write in progress; -16 as LumoPngWriteRow()
  */
 LUMO_API int LumoPngWriteRows2(lmImage* image);

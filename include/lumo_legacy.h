@@ -1,12 +1,21 @@
 /**
  * @file lumo_legacy.h
- * The older functions on plain rasters without metadata: records, 8-bit coding, raw files, the
- * information file as a record, measuring, raster operations, greyscale mapping, turning by any
- * angle, calibration, filters and filter commands, the script path.
+ * The functions to measure, map, filter and correct with: statistics, histograms and profiles,
+ * raster operations, greyscale windows and tables, convolution, unsharp masking and filter
+ * commands, turning by any angle, flat-field calibration, the dose indicator. They are older than
+ * those of lumo.h and work on plain rasters without metadata, but nothing replaces them. Beside
+ * them stand the raw pixel files, the information file as a record, 8-bit coding and the script
+ * path.
  *
  * An lmImage begins with the fields of an Image, so its raster can be handed to these functions:
  * `Image raster = {image->width, image->height, image->data};`. Results are 0 or a negative
  * ::LumoResult; unless a function says otherwise it neither logs nor records its failure.
+ *
+ * Calls may run in several threads at once as long as none writes to a record, raster or table that
+ * another one uses; what is only read may be shared. What the whole process has is changed by
+ * Set_ImageExtraHeader(), which is not safe in several threads at once, and by SC_Filter_ImageEx()
+ * and SC_Filter_Image(), which set the numeric locale. All other functions leave the numeric locale
+ * alone.
  */
 #ifndef LUMO_LEGACY_H
 #define LUMO_LEGACY_H
@@ -131,18 +140,35 @@ LUMO_API int Get_Version(char* text);
 
 /**
  * Allocates a raster, not initialised; one that the record holds already is not released. Logs.
- * @return 0, also for zero pixels; -8 without memory (the record is then 0 x 0 without raster);
- * -2 without record
+ * @param width   pixels per row
+ * @param height  rows
+ * @param image   [out] receives the raster
+ * @return 0, also for zero pixels; -8 without memory (the record is then 0 x 0 without raster); -2
+ * without record
  */
 LUMO_API int Create_Image(uint16_t width, uint16_t height, Image* image);
 
-/** Releases the raster and clears the record. @return 0; -2 without record */
+/**
+ * Releases the raster and clears the record.
+ * @param image  the record; its raster, from malloc(), may be null
+ * @return 0; -2 without record
+ */
 LUMO_API int Destroy_Image(Image* image);
 
-/** Create_Image() for single-precision values; does not log. */
+/**
+ * Create_Image() for single-precision values; does not log.
+ * @param width   values per row
+ * @param height  rows
+ * @param image   [out] receives the raster
+ * @return as Create_Image()
+ */
 LUMO_API int Create_FImage(uint16_t width, uint16_t height, FImage* image);
 
-/** Releases the raster and clears the record. @return 0; -2 without record */
+/**
+ * Releases the raster and clears the record.
+ * @param image  the record; its raster, from malloc(), may be null
+ * @return 0; -2 without record
+ */
 LUMO_API int Destroy_FImage(FImage* image);
 
 /**
@@ -182,7 +208,7 @@ LUMO_API int Convert_Image16_8(const uint16_t* source, uint8_t* target, int32_t 
 /**
  * Reads the information file's fixed header.
  * @param info           [out] what could be read, also after a failure
- * @param imageFileName  name of the image, which must exist; at most 1023 characters
+ * @param imageFileName  name of the image, which must exist
  * @return 0; -1 if a file is missing, the header is short or a value outside its range;
  * -2 without record
  */
@@ -191,12 +217,16 @@ LUMO_API int Get_ImageInfo(ImageInfo* info, const char* imageFileName);
 /**
  * Reads the extended header block.
  * @param imageFileName  name of the image, which need not exist
- * @param block  [out] room for as many bytes as Get_ImageExtraHeaderSize() tells
+ * @param block          [out] room for as many bytes as Get_ImageExtraHeaderSize() gives
  * @return the number of bytes delivered; 0 if there is no file, no block or nowhere to put it
  */
 LUMO_API int Get_ImageExtraHeader(const char* imageFileName, void* block);
 
-/** Bytes that Get_ImageExtraHeader() delivers: never more than the file holds. */
+/**
+ * Room that Get_ImageExtraHeader() needs: never more than the file holds.
+ * @param imageFileName  name of the image, which need not exist
+ * @return the number of bytes; 0 if there is no file or no block
+ */
 LUMO_API int Get_ImageExtraHeaderSize(const char* imageFileName);
 
 /**
@@ -223,18 +253,28 @@ LUMO_API int Set_ImageExtraHeader(uint32_t size, const void* block);
  * Reads a raw pixel file in either form; allocates the raster into the record, which is emptied
  * first without releasing an earlier raster. A failure may leave a partly filled raster there: call
  * Destroy_Image().
+ * @param fileName  name of the file
+ * @param image     [out] receives size and raster
  * @return 0; -1 the file cannot be opened (the record is then empty); -8 no memory; -50 too few
  * pixels, or in the 16-bit form none (the 8-bit form then gives an empty raster); -2 without record
  */
 LUMO_API int Read_Image(const char* fileName, Image* image);
 
-/** Writes the 16-bit form. @return 0; -50 no raster; -1 cannot be created; -16 not fully written */
+/**
+ * Writes the 16-bit form.
+ * @param fileName  name of the file; an existing one is replaced
+ * @param image     with a raster; only read
+ * @return 0; -50 no raster; -1 cannot be created; -16 not fully written
+ */
 LUMO_API int Write_Image(const char* fileName, Image image);
 
 /**
  * Writes the 8-bit form, turned on the way. Logs its entry.
- * @return 0; -50 no pixels or a size outside 0 to 65535; -1 cannot be created; -8 no memory;
- * -16 not fully written
+ * @param image     codes and white level; only read
+ * @param fileName  as Write_Image() takes it
+ * @param rotation  degrees, as above
+ * @return 0; -50 no pixels or a size outside 0 to 65535; -1 cannot be created; -8 no memory; -16
+ * not fully written
  */
 LUMO_API int WriteImage8Rot(Image8 image, const char* fileName, int rotation);
 
@@ -247,22 +287,35 @@ LUMO_API int WriteImage8Rot(Image8 image, const char* fileName, int rotation);
  * @{
  */
 
-/** One pixel. @return 0 outside the image and without raster */
+/**
+ * One pixel.
+ * @param image  only read
+ * @param x      column
+ * @param y      row
+ * @return its grey value; 0 outside the image and without raster
+ */
 LUMO_API uint16_t Get_Pixel(Image image, uint16_t x, uint16_t y);
 
 /**
  * Smallest, largest and mean grey value and standard deviation.
+ * @param image  only read
  * @param value  [out] of an image without pixels: min 65535, max 0, mean and sigma 0
  * @return 0; -50 no raster; -2 without record
  */
 LUMO_API int Get_ImageValue(Image image, ImageValue* value);
 
-/** Get_ImageValue() of a region. @return also -50 if it leaves the image; the record is then kept
+/**
+ * Get_ImageValue() of a region.
+ * @param image   only read
+ * @param region  corners in either order, inside the image
+ * @param value   [out] as Get_ImageValue() gives it; untouched on failure
+ * @return as Get_ImageValue(); also -50 if the region leaves the image
  */
 LUMO_API int Get_ImageValueRoi(Image image, Roi region, ImageValue* value);
 
 /**
  * Percentile limits and the mean between them.
+ * @param image    only read
  * @param value    [out] min: the first grey value up to which, itself included, more than the low
  *                 share of the pixels lies; max: the same from the bright end; 0 and 65535 where
  *                 there is none. Moved apart by up to 32 if closer than 16; with shares that meet,
@@ -273,19 +326,33 @@ LUMO_API int Get_ImageValueRoi(Image image, Roi region, ImageValue* value);
  */
 LUMO_API int Get_ImageValueLim(Image image, ImageValue* value, int32_t lowPpm, int32_t highPpm);
 
-/** Get_ImageValueLim() of a region; shares of its pixels. @return also -50 if it leaves the image
+/**
+ * Get_ImageValueLim() of a region.
+ * @param image    only read
+ * @param region   corners in either order, inside the image
+ * @param value    [out] as Get_ImageValueLim() gives it; untouched on failure
+ * @param lowPpm   share of the region's darkest pixels
+ * @param highPpm  share of the region's brightest pixels
+ * @return as Get_ImageValueLim(); also -50 if the region leaves the image
  */
 LUMO_API int Get_ImageValueLimRoi(Image image, Roi region, ImageValue* value, int32_t lowPpm,
                                   int32_t highPpm);
 
 /**
  * Counts the pixels of each grey value.
+ * @param image      only read
  * @param histogram  [out] 65536 counts
  * @return 0; -50 no pixels; -2 without histogram
  */
 LUMO_API int Make_Histogram(Image image, uint32_t* histogram);
 
-/** Make_Histogram() of a region. @return also -50 if it leaves the image */
+/**
+ * Make_Histogram() of a region.
+ * @param image      only read
+ * @param region     corners in either order, inside the image
+ * @param histogram  [out] 65536 counts; untouched on failure
+ * @return as Make_Histogram(); also -50 if the region leaves the image
+ */
 LUMO_API int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram);
 
 /**
@@ -294,24 +361,41 @@ LUMO_API int Make_HistogramRoi(Image image, Roi region, uint32_t* histogram);
  * it holds the count of grey value lo + floor(i * step + 0.5), at most hi. Where bins times step
  * rounds below hi - lo + 1, hi itself is in no bin. A bin of 2^31 pixels and more is not taken for
  * the highest one.
+ * @param image      only read
  * @param condensed  [out] one value per bin
+ * @param bins       how many there are, at least 1
  * @param height     what the highest bin becomes, the others in proportion, truncated; 0: bins hold
  *                   counts
+ * @param lo         first grey value
+ * @param hi         last grey value, not below lo
  * @return 0; -50 no pixels; -2 no bins, hi < lo or no output; -8 without memory
  */
 LUMO_API int Make_HistogramScaled(Image image, uint32_t* condensed, uint16_t bins, uint16_t height,
                                   uint16_t lo, uint16_t hi);
 
-/** Make_HistogramScaled() of a region. @return also -50 if it leaves the image or its corners are
- * not in order */
+/**
+ * Make_HistogramScaled() of a region.
+ * @param image      only read
+ * @param region     corners in order, inside the image
+ * @param condensed  [out] one value per bin
+ * @param bins       how many there are, at least 1
+ * @param height     as Make_HistogramScaled() takes it
+ * @param lo         first grey value
+ * @param hi         last grey value, not below lo
+ * @return as Make_HistogramScaled(); also -50 if the region leaves the image or its corners are not
+ * in order
+ */
 LUMO_API int Make_HistogramScaledRoi(Image image, Roi region, uint32_t* condensed, uint16_t bins,
                                      uint16_t height, uint16_t lo, uint16_t hi);
 
 /**
  * Shares of the pixels beyond two grey values, in parts per million: the way back from percentile
  * limits.
- * @param lowPpm   [out] of grey values 1..lowValue
- * @param highPpm  [out] of grey values highValue..65534
+ * @param image      only read
+ * @param lowValue   last grey value of the dark share
+ * @param highValue  first grey value of the bright share
+ * @param lowPpm     [out] of grey values 1..lowValue
+ * @param highPpm    [out] of grey values highValue..65534
  * @return 0; -50 no pixels, both shares being 0; -2 without place for a share; -8 without memory
  */
 LUMO_API int Get_HistoValue(Image image, uint16_t lowValue, uint16_t highValue, uint32_t* lowPpm,
@@ -319,18 +403,27 @@ LUMO_API int Get_HistoValue(Image image, uint16_t lowValue, uint16_t highValue, 
 
 /**
  * Profile along the rows of a region: the mean of each column, truncated.
+ * @param image    only read
+ * @param region   corners in either order, inside the image
  * @param profile  [out] one value per column of the region
  * @return 0; -50 no raster, no profile, or the region leaves the image
  */
 LUMO_API int Make_XScan(Image image, Roi region, uint16_t* profile);
 
-/** Profile down a region: the mean of each row. */
+/**
+ * Profile down a region: the mean of each row, truncated.
+ * @param image    only read
+ * @param region   corners in either order, inside the image
+ * @param profile  [out] one value per row of the region
+ * @return as Make_XScan()
+ */
 LUMO_API int Make_YScan(Image image, Roi region, uint16_t* profile);
 
 /**
  * The median grey value of the image's central region, which leaves 33 % off on each side: the
  * smallest one up to which half of the region's pixels (rounded down) lie, 0 for a single pixel.
  * Logs the result.
+ * @param image      only read
  * @param indicator  [out] 0 to 65535; untouched on failure
  * @return 0; -2 without image or place; -50 no pixels; -8 without memory
  */
@@ -343,10 +436,19 @@ LUMO_API int GetOrvelDoseIndicator(const Image* image, int32_t* indicator);
  * @{
  */
 
-/** Every grey value v becomes 65535 - v. @return 0; -50 sizes differ or a raster is missing */
+/**
+ * Every grey value v becomes 65535 - v.
+ * @param source       pixels to invert
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @return 0; -50 sizes differ or a raster is missing
+ */
 LUMO_API int Invert_Image(Image source, Image destination);
 
-/** Copies all pixels; the rasters may overlap. @return 0; -50 sizes differ or a raster is missing
+/**
+ * Copies all pixels; the rasters may overlap.
+ * @param source       pixels to copy
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @return 0; -50 sizes differ or a raster is missing
  */
 LUMO_API int Copy_Image(Image source, Image destination);
 
@@ -358,6 +460,7 @@ LUMO_API int Copy_Image(Image source, Image destination);
  *                     reallocated: not for the raster of an lmImage, whose address would dangle
  * @param destination  null, or a record that receives the region: in its own raster, if that is as
  *                     wide and as high at least, or in a new one, if it has none
+ * @param region       what to keep, corners in either order
  * @return 0; -50 no pixels, or the destination's raster is too small; -8 without memory. The
  * records are then as they were, but one without raster may have become 0 x 0
  */
@@ -366,15 +469,21 @@ LUMO_API int Crop_Image(Image* source, Image* destination, Roi region);
 /**
  * Means of blocks of factorX x factorY pixels, truncated. Pixels beyond the last whole block at the
  * right and at the bottom are not used; a factor above a side leaves an image of zero pixels.
+ * @param source       only read
  * @param destination  [out] receives a new raster; one that it holds already is not released
+ * @param factorX      pixels per block along a row, at least 1
+ * @param factorY      rows per block, at least 1
  * @return 0; -50 no raster; -2 a factor of 0 or no destination; -8 without memory
  */
 LUMO_API int Bin_Image(Image source, Image* destination, uint8_t factorX, uint8_t factorY);
 
 /**
  * Writes a region as a raw pixel file in its 16-bit form.
- * @return 0; -50 no raster, or the region leaves the image; -1 cannot be created; -8 no memory;
- * -16 not fully written
+ * @param fileName  as Write_Image() takes it
+ * @param image     only read
+ * @param region    corners in either order, inside the image
+ * @return 0; -50 no raster, or the region leaves the image; -1 cannot be created; -8 no memory; -16
+ * not fully written
  */
 LUMO_API int Write_ImageRoi(const char* fileName, Image image, Roi region);
 
@@ -382,6 +491,8 @@ LUMO_API int Write_ImageRoi(const char* fileName, Image image, Roi region);
  * Removes flashes in place: a pixel that exceeds the one above by more than the threshold becomes
  * the mean of the pixels above and below. Row by row from the top; the outermost rows and columns
  * stay.
+ * @param image      changed in place; below 3 rows or columns it stays
+ * @param threshold  the largest rise that is no flash, in grey values
  * @return 0; -50 no raster
  */
 LUMO_API int DeFlash(Image image, uint16_t threshold);
@@ -409,20 +520,44 @@ LUMO_API int DeFlash(Image image, uint16_t threshold);
  * (lo + hi) / 2 or lo + 3 * d / 4, else 0. Sigmoid, with L(x) = ln(x + 1): atan((L(v) - (L(hi) +
  * L(lo)) / 2) * 2 * tan(1.25664) / (L(hi) - L(lo))) * 20860.1 truncated, + 32768, both constants
  * held in single precision; without width a step of 1, 32768 and 65535.
- * @param lut  [out] the table
+ * @param lut   [out] the table
+ * @param lo    grey value at which the window begins
+ * @param hi    grey value at which it ends
+ * @param mode  a curve and flags of ::LutMode
  * @return 0; -2 without table
  */
 LUMO_API int Make_LutAbs16(uint16_t* lut, uint16_t lo, uint16_t hi, uint16_t mode);
 
-/** Maps every pixel through a table. @return 0; 1 sizes differ or a raster is missing; -2 no table
+/**
+ * Maps every pixel through a table.
+ * @param source       pixels to map
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @param lut          65536 entries, only read
+ * @return 0; 1 sizes differ or a raster is missing; -2 no table
  */
 LUMO_API int ApplyLut16(Image source, Image destination, const uint16_t* lut);
 
-/** Maps through the table of a window. @return 0; 1 as ApplyLut16(); -8 without memory */
+/**
+ * Maps through the table of a window.
+ * @param source       pixels to map
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @param lo           as Make_LutAbs16() takes it
+ * @param hi           as Make_LutAbs16() takes it
+ * @param mode         a curve and flags of ::LutMode
+ * @return 0; 1 as ApplyLut16(); -8 without memory
+ */
 LUMO_API int Opt_GreyscaleAbs(Image source, Image destination, uint16_t lo, uint16_t hi,
                               uint16_t mode);
 
-/** Opt_GreyscaleAbs() over the window that Get_ImageValueLim() finds in the source. */
+/**
+ * Opt_GreyscaleAbs() over the window that Get_ImageValueLim() finds in the source.
+ * @param source       pixels to measure and to map
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @param lowPpm       as Get_ImageValueLim() takes it
+ * @param highPpm      as Get_ImageValueLim() takes it
+ * @param mode         a curve and flags of ::LutMode
+ * @return as Opt_GreyscaleAbs()
+ */
 LUMO_API int Opt_GreyscaleLim(Image source, Image destination, int32_t lowPpm, int32_t highPpm,
                               uint16_t mode);
 
@@ -444,9 +579,13 @@ LUMO_API int Make_DispLut(const uint16_t* input, uint16_t* output, double bright
 /**
  * Equalises the histogram between percentile limits: below the lower one 0, from the upper one on
  * 65535, between them by the share of the pixels up to each grey value.
- * @param lowPpm, highPpm  as Get_ImageValueLim() takes them, without its least distance; where
- *                         nothing is found the limits are 65536 and -1. The upper limit itself
- *                         becomes 65535; without pixels between the limits those there become 0
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @param source       pixels to measure and to map
+ * @param lowPpm       as Get_ImageValueLim() takes it, without its least distance; where nothing is
+ *                     found the limit is 65536
+ * @param highPpm      the same from the bright end; where nothing is found the limit is -1. The
+ *                     upper limit itself becomes 65535; without pixels between the limits those
+ *                     there become 0
  * @return 0; -50 sizes differ or a raster is missing; -8 without memory
  */
 LUMO_API int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_t highPpm);
@@ -460,12 +599,14 @@ LUMO_API int Equal_Histo(Image destination, Image source, int32_t lowPpm, int32_
  * a quarter of the highest so far; if half of the pixels lie before it, the block in which the
  * first per cent of them ended. Found ends that cross are exchanged. Values outside their range are
  * clamped; a low above high makes both their middle.
- * @param strength  clip level, 0 to 100; 50 is neutral, each 50 steps are a factor of 1000
- * @param low       [in, out] lower end of the useful range: the caller's, or the one found
- * @param high      [in, out] upper end of the useful range
- * @param fixLow    1 keeps the caller's low, 0 finds it
- * @param fixHigh   1 keeps the caller's high, 0 finds it
- * @param weight    percentage of the square-root curve
+ * @param destination  [out] as large as the source; its pixels are overwritten
+ * @param source       pixels to measure and to map
+ * @param strength     clip level, 0 to 100; 50 is neutral, each 50 steps are a factor of 1000
+ * @param low          [in, out] lower end of the useful range: the caller's, or the one found
+ * @param high         [in, out] upper end of the useful range
+ * @param fixLow       1 keeps the caller's low, 0 finds it
+ * @param fixHigh      1 keeps the caller's high, 0 finds it
+ * @param weight       percentage of the square-root curve
  * @return 0 (for an image without pixels low and high stay as they are); -50 sizes differ or a
  * raster is missing; -2 without low or high; -8 without memory
  */
@@ -489,7 +630,9 @@ LUMO_API int Equal_Histo3(Image destination, Image source, int32_t strength, int
  * position (X0 + i, Y0 + j) of the turned picture. It is sampled where the turn back takes that
  * position, in double precision, advanced from row to row by two additions; weights and sums are
  * single precision.
+ * @param image   only read
  * @param target  [out] receives a raster from malloc(), whatever it held; untouched on failure
+ * @param angle   degrees
  * @return 0; -2 without target or for an angle that is no finite number; -50 without pixels or if
  * the target would be wider or higher than 65535; -8 without memory
  */
@@ -501,6 +644,9 @@ LUMO_API int RotationNewImage(Image image, Image* target, double angle);
  * then column x up by x * t (or (x + 1 - width) * t), cut to whole pixels. Where the tangent has
  * the other sign, beyond 90 degrees either way, the same moves go right and down. Pixels that get
  * nothing are 0.
+ * @param image   only read
+ * @param target  [out] as RotationNewImage() takes it
+ * @param angle   degrees
  * @return as RotationNewImage()
  */
 LUMO_API int Shear(Image image, Image* target, double angle);
@@ -509,6 +655,7 @@ LUMO_API int Shear(Image image, Image* target, double angle);
  * Estimates how far the exposed area, where pixels exceed 8000, is tilted: straight lines through
  * the middle half of its four edges, the mean of the two middle slopes. Handing the result to
  * RotationNewImage() sets the area straight.
+ * @param image  only read
  * @return degrees; 0 for an image without raster or without exposed pixels, or without memory
  */
 LUMO_API double CalculateRotationAngle(Image image);
@@ -527,11 +674,12 @@ LUMO_API double CalculateRotationAngle(Image image);
 /**
  * Makes a calibration file. A pixel's gain brings it to the mean of the smoothed reference's inner
  * 70 % by 70 %, between the limits; 1 for a pixel of 0.
- * @param reference    smoothed in place by this call, also when the file cannot be made
- * @param smoothWidth  the smoothing window is 2 * (smoothWidth / 2) + 1 pixels wide; 0, 1: none
- * @param smoothHeight the same for its height
- * @param minPercent   lowest gain, below 100
- * @param maxPercent   highest gain, above 100
+ * @param reference     smoothed in place by this call, also when the file cannot be made
+ * @param smoothWidth   the smoothing window is 2 * (smoothWidth / 2) + 1 pixels wide; 0, 1: none
+ * @param smoothHeight  the same for its height
+ * @param minPercent    lowest gain, below 100
+ * @param maxPercent    highest gain, above 100
+ * @param fileName      the file to make; an existing one is replaced
  * @return 0; -2 limits outside their ranges; -50 no raster; -8 no memory (nothing is changed by
  * these three); -1 the file cannot be created; -16 it cannot be completely written
  */
@@ -541,6 +689,8 @@ LUMO_API int CreateCalibrationData(lmImage* reference, uint16_t smoothWidth, uin
 /**
  * Corrects an image: each pixel times its gain, cut, at most 65535. Pixels beyond the table keep
  * their values. Appends the step with the file's name to the processing history.
+ * @param image     changed in place
+ * @param fileName  a calibration file
  * @return 0; -50 no raster; -1 the file cannot be opened; -11 it does not hold its header and whole
  * table; -8 no memory. A failure changes nothing, unless the file shrinks while it is read
  */
@@ -558,8 +708,7 @@ LUMO_API int CalibrateImage(lmImage* image, const char* fileName);
  * column, each from the top.
  *
  * Source and destination may be the same raster, but must not overlap otherwise. Images of zero
- * pixels: nothing is done. After a
- * failure the destination is as it was. Any thread; not while another one writes to the rasters.
+ * pixels: nothing is done. After a failure the destination is as it was.
  * @{
  */
 
@@ -628,14 +777,18 @@ LUMO_API int UnsharpMask(Image source, Image destination, FImage kernel, float s
 typedef struct IniReturn IniReturn;
 
 /**
- * Runs a filter command. Logs. Afterwards the process's LC_NUMERIC is "C"; numbers are read with a
- * decimal point in any locale. Calls from several threads on different images are safe.
+ * Runs a filter command. Logs. Afterwards the process's LC_NUMERIC is "C", unless the call fails
+ * before it looks at the command: with -14, -50, without a command or without memory for its copy.
+ * Numbers are read with a decimal point in any locale. Calls from several threads on different
+ * images are safe.
  *
  * An operation that refuses its parameters (a size outside the image, say) leaves the destination
  * as it was and its code as the last error, see lmtGetLastError(); the call's own result is 0.
  * So it is when it finds no memory. Only the band filter's own codes, -2 and -8, are the call's
- * result. The transform library ends the process when the few small blocks of its planner cannot be
- * had.
+ * result.
+ *
+ * The band filter's transform library, the system's FFTW, ends the process when it gets no memory
+ * for the few small blocks that it plans with. Nothing that a caller could do prevents it.
  * @param source       width x height pixels
  * @param destination  [out] as large as the source, or the same raster
  * @param pixelsizeX   pitch along a row, nanometres; below 1000 stands for 100000
@@ -653,11 +806,23 @@ LUMO_API int SC_Filter_ImageEx(Image source, Image destination, int32_t pixelsiz
                                int32_t pixelsizeY, const char* command, IniReturn** result,
                                char** text, uint32_t* size);
 
-/** SC_Filter_ImageEx() without results. */
+/**
+ * SC_Filter_ImageEx() without results.
+ * @param source       as SC_Filter_ImageEx() takes it
+ * @param destination  as SC_Filter_ImageEx() takes it
+ * @param pixelsizeX   pitch along a row, nanometres
+ * @param pixelsizeY   pitch between rows, nanometres
+ * @param command      the command
+ * @return as SC_Filter_ImageEx()
+ */
 LUMO_API int SC_Filter_Image(Image source, Image destination, int32_t pixelsizeX,
                              int32_t pixelsizeY, const char* command);
 
-/** Frees a result store and clears the place. @return 0, also for an empty place; -14 if null */
+/**
+ * Frees a result store and clears the place.
+ * @param result  holds a store, or null
+ * @return 0, also for an empty place; -14 without place
+ */
 LUMO_API int Destroy_IniReturn(IniReturn** result);
 
 /** @} */
@@ -674,7 +839,13 @@ LUMO_API void CompleteImoPath(char* path, const char* name);
 #ifdef __cplusplus
 } /* extern "C" */
 
-/** Write_Image() turned on the way. @return as Write_Image(); -8 without memory */
+/**
+ * Write_Image() turned on the way.
+ * @param image     with a raster; only read
+ * @param fileName  as Write_Image() takes it; only read
+ * @param rotation  degrees, as WriteImage8Rot() takes it
+ * @return as Write_Image(); -8 without memory
+ */
 LUMO_API int WriteImageRot(Image image, char* fileName, int rotation);
 
 /**

@@ -61,8 +61,8 @@ std::size_t lend(Stream& stream, std::span<const std::uint8_t>& input, std::span
 
 }  // namespace
 
-std::uint32_t continueCrc32(std::uint32_t crc, std::span<const std::uint8_t> bytes) noexcept {
-    return crc32_gzip_refl(crc, bytes.data(), bytes.size());
+std::uint32_t continueCrc32(std::uint32_t crc, const void* bytes, std::size_t size) noexcept {
+    return crc32_gzip_refl(crc, static_cast<const unsigned char*>(bytes), size);
 }
 
 struct Deflater::Stream {
@@ -117,7 +117,7 @@ bool Inflater::ended() const noexcept {
 namespace lumo {
 
 // Nobody calls these where there is no library.
-std::uint32_t continueCrc32(std::uint32_t crc, std::span<const std::uint8_t>) noexcept {
+std::uint32_t continueCrc32(std::uint32_t crc, const void*, std::size_t) noexcept {
     return crc;
 }
 

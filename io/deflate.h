@@ -25,8 +25,8 @@ public:
 constexpr int firstFastLevel = 1, lastFastLevel = 6;
 
 /// CRC-32 as PNG has it, of more bytes behind those of `crc` (0 at first).
-[[nodiscard]] std::uint32_t continueCrc32(std::uint32_t crc,
-                                          std::span<const std::uint8_t> bytes) noexcept;
+[[nodiscard]] std::uint32_t continueCrc32(std::uint32_t crc, const void* bytes,
+                                          std::size_t size) noexcept;
 
 /// One zlib stream being written.
 class Deflater {

@@ -6,7 +6,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -112,7 +112,7 @@ LUMO_INLINE void sumBody(const std::uint8_t* current, const std::uint8_t* above,
     for (std::size_t i = 0; i < size; i += vectorsAtOnce * used)
         sumVectors<used>(current + i, above + i, std::min(vectorsAtOnce, (size - i) / used), sums);
 }
-LUMO_WIDTHS(void, sumMagnitudes, sumBody,
+LUMO_LEVELS(void, sumMagnitudes, sumBody<bytes>,
             (const std::uint8_t* current, const std::uint8_t* above, std::size_t size, Sums& sums),
             (current, above, size, sums))
 
@@ -145,7 +145,7 @@ LUMO_INLINE void applyBody(int filter, const std::uint8_t* current, const std::u
             return applyOne<widestOf<bytes>, 4>(current, above, size, to);
     }
 }
-LUMO_WIDTHS(void, apply, applyBody,
+LUMO_LEVELS(void, applyFilter, applyBody<bytes>,
             (int filter, const std::uint8_t* current, const std::uint8_t* above, std::size_t size,
              std::uint8_t* to),
             (filter, current, above, size, to))
@@ -183,7 +183,7 @@ void PngFilter::filter(const std::uint16_t* row, std::uint8_t* to) {
     sumMagnitudes(current, above, roundedUp(rowBytes_), sums);
     const auto best = std::ranges::min_element(sums) - sums.begin();
     to[0] = static_cast<std::uint8_t>(best);
-    apply(static_cast<int>(best), current, above, roundedUp(rowBytes_), to + 1);
+    applyFilter(static_cast<int>(best), current, above, roundedUp(rowBytes_), to + 1);
     current_.swap(above_);
 }
 

@@ -59,7 +59,9 @@ struct Chunk {
     [[nodiscard]] bool is(const char* name) const {
         return std::memcmp(type, name, sizeof type) == 0;
     }
-    void check(std::span<const std::uint8_t> bytes) { checksum = continueCrc32(checksum, bytes); }
+    void check(const void* bytes, std::size_t count) {
+        checksum = continueCrc32(checksum, bytes, count);
+    }
 };
 
 bool takeHead(Blocks& blocks, Chunk& chunk) {
@@ -68,7 +70,7 @@ bool takeHead(Blocks& blocks, Chunk& chunk) {
     chunk.size = png_get_uint_32(head);
     std::memcpy(chunk.type, head + 4, sizeof chunk.type);
     chunk.checksum = 0;
-    chunk.check(chunk.type);
+    chunk.check(chunk.type, sizeof chunk.type);
     return true;
 }
 
@@ -143,7 +145,7 @@ bool takeImageData(Blocks& blocks, Chunk chunk, Rows& rows) {
     for (std::size_t left = chunk.size; left > 0;) {
         const auto bytes = blocks.some(left);
         if (bytes.empty()) return false;
-        chunk.check(bytes);
+        chunk.check(bytes.data(), bytes.size());
         if (!rows.take(bytes)) return false;
         left -= bytes.size();
     }
@@ -156,7 +158,7 @@ bool takeText(Blocks& blocks, Chunk chunk, std::size_t mostText, PngTexts& texts
         return false;
     auto& block = texts.blocks.emplace_back(std::make_unique<char[]>(chunk.size + 1));
     if (!blocks.take(block.get(), chunk.size)) return false;
-    chunk.check({reinterpret_cast<const std::uint8_t*>(block.get()), chunk.size});
+    chunk.check(block.get(), chunk.size);
     png_text& entry = texts.entries.emplace_back();
     entry.compression = PNG_TEXT_COMPRESSION_NONE;
     entry.key = block.get();

@@ -53,7 +53,7 @@ bool PngImageWriter::writeChunk(std::FILE* file) noexcept {
     putBigEndian(head, static_cast<std::uint32_t>(dataSize_));
     std::memcpy(head + headSize - typeSize, "IDAT", typeSize);
     const std::size_t checked = typeSize + dataSize_;
-    const std::uint32_t checksum = continueCrc32(0, {head + headSize - typeSize, checked});
+    const std::uint32_t checksum = continueCrc32(0, head + headSize - typeSize, checked);
     putBigEndian(head + headSize + dataSize_, checksum);
     const std::size_t size = headSize + dataSize_ + checksumSize;
     dataSize_ = 0;

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 
 namespace lumo {
 namespace {
@@ -131,8 +131,8 @@ LUMO_INLINE void unfilterBytesBody(const Block<1>& block) {
 LUMO_INLINE void unfilterWordsBody(const Block<2>& block) {
     unfilterBody(block);
 }
-LUMO_LEVELS(void, unfilter, unfilterBytesBody, (const Block<1>& block), (block))
-LUMO_LEVELS(void, unfilter, unfilterWordsBody, (const Block<2>& block), (block))
+LUMO_LEVELS(void, unfilterBytes, unfilterBytesBody, (const Block<1>& block), (block))
+LUMO_LEVELS(void, unfilterWords, unfilterWordsBody, (const Block<2>& block), (block))
 
 /// Adds a row; false if its filter's number is none.
 template <int size>
@@ -157,7 +157,10 @@ bool unfilterAll(const std::uint8_t* filtered, Target raster, int first, int cou
         block.width = raster.width;
         for (; block.count < Block<size>::rows && y < first + count; ++y, filtered += rowSize)
             if (!addRow(block, filtered, raster.row(y))) return false;
-        unfilter(block);
+        if constexpr (size == 1)
+            unfilterBytes(block);
+        else
+            unfilterWords(block);
     }
     return true;
 }

@@ -9,6 +9,7 @@
 
 #include "frame/call_frame.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace lumo {
 namespace {

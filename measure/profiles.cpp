@@ -4,6 +4,7 @@
 #include "measure/region.h"
 #include "measure/sums.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 namespace {
 

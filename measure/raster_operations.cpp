@@ -6,6 +6,7 @@
 #include "image/size_check.h"
 #include "measure/region.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "platform/stream_store.h"
 
 namespace {

@@ -1,10 +1,12 @@
-// Exact sums over runs of pixels: plain, and with AVX2 at the speed of memory.
+// Exact sums over runs of pixels: plain, and with AVX2 at the speed of memory. Multiplying and
+// adding pairs is one instruction that no plain form gives, so these are intrinsics.
 #include "measure/sums.h"
 
 #include <algorithm>
 #include <numeric>
 
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 
 #if defined(__x86_64__)
 #include <immintrin.h>
@@ -48,7 +50,7 @@ struct Elements {
 
 /// Adds at most blockVectors vectors. Pixels are taken as signed numbers d = v - 32768, whose
 /// squares are added in pairs: modulo 2^32, and once more without their low 16 bits. The second sum
-/// falls short by less than 2^32, so that both tell the exact one.
+/// falls short by less than 2^32, so that both give the exact one.
 LUMO_TARGET_AVX2 void addVectors(const std::uint16_t* pixels, std::size_t vectors, Sums& sums) {
     const __m256i center = _mm256_set1_epi16(-32768), ones = _mm256_set1_epi16(1);
     __m256i smallest = _mm256_set1_epi16(-1), largest = _mm256_setzero_si256();
@@ -110,20 +112,34 @@ LUMO_TARGET_AVX2 std::uint32_t sumWithVectors(const std::uint16_t* pixels, std::
 
 #endif
 
-LUMO_VECTOR_LEVELS(void, add, addPlain, addWithVectors,
-                   (const std::uint16_t* pixels, std::size_t count, Sums& sums),
-                   (pixels, count, sums))
-LUMO_VECTOR_LEVELS(std::uint32_t, sum, sumPlain, sumWithVectors,
-                   (const std::uint16_t* pixels, std::size_t count), (pixels, count))
+template <int bytes>
+LUMO_INLINE void addBody(const std::uint16_t* pixels, std::size_t count, Sums& sums) {
+#if defined(__x86_64__)
+    if constexpr (bytes > baselineBytes) return addWithVectors(pixels, count, sums);
+#endif
+    addPlain(pixels, count, sums);
+}
+LUMO_LEVELS(void, addStatistics, addBody<bytes>,
+            (const std::uint16_t* pixels, std::size_t count, Sums& sums), (pixels, count, sums))
+
+template <int bytes>
+LUMO_INLINE std::uint32_t sumBody(const std::uint16_t* pixels, std::size_t count) {
+#if defined(__x86_64__)
+    if constexpr (bytes > baselineBytes) return sumWithVectors(pixels, count);
+#endif
+    return sumPlain(pixels, count);
+}
+LUMO_LEVELS(std::uint32_t, sumRow, sumBody<bytes>, (const std::uint16_t* pixels, std::size_t count),
+            (pixels, count))
 
 }  // namespace
 
 void addPixels(const std::uint16_t* pixels, std::size_t count, Sums& sums) {
-    add(pixels, count, sums);
+    addStatistics(pixels, count, sums);
 }
 
 std::uint32_t sumOf(const std::uint16_t* pixels, std::size_t count) {
-    return sum(pixels, count);
+    return sumRow(pixels, count);
 }
 
 }  // namespace lumo

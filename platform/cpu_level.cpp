@@ -1,8 +1,6 @@
 // The processor's instruction-set level, found once; tests may lower it.
 #include "platform/cpu_level.h"
 
-#include <atomic>
-
 namespace lumo {
 namespace {
 
@@ -19,8 +17,16 @@ CpuLevel detectLevel() noexcept {
     return CpuLevel::Baseline;
 }
 
-const CpuLevel processorLevel = detectLevel();
+/// Of the functions that LUMO_LEVELS makes, the one that reports.
+constexpr unsigned reported = static_cast<unsigned>(CpuLevel::Avx512) + 1;
+
+const CpuLevel processorLevel = [] {
+    const CpuLevel level = detectLevel();
+    kernelChoice = static_cast<unsigned>(level);
+    return level;
+}();
 std::atomic<CpuLevel> levelInForce{processorLevel};
+std::atomic<KernelObserver> kernelObserver{nullptr};
 
 }  // namespace
 
@@ -35,12 +41,24 @@ std::vector<CpuLevel> supportedLevels() {
     return levels;
 }
 
-ForcedLevel::ForcedLevel(CpuLevel level) noexcept : previous_(cpuLevel()) {
-    if (level <= processorLevel) levelInForce = level;
+ForcedLevel::ForcedLevel(CpuLevel level) noexcept
+    : previousLevel_(cpuLevel()), previousChoice_(kernelChoice) {
+    if (level > processorLevel) return;
+    levelInForce = level;
+    kernelChoice = reported;
 }
 
 ForcedLevel::~ForcedLevel() {
-    levelInForce = previous_;
+    levelInForce = previousLevel_;
+    kernelChoice = previousChoice_;
+}
+
+void observeKernels(KernelObserver observer) noexcept {
+    kernelObserver = observer;
+}
+
+void reportKernel(const char* kernel) noexcept {
+    if (const KernelObserver observer = kernelObserver) observer(kernel, cpuLevel());
 }
 
 }  // namespace lumo

@@ -1,20 +1,24 @@
-// Instruction-set levels: which copy of a kernel runs. Results are the same at every level.
+// Instruction-set levels, and the one way in which a kernel's copy for a level is chosen. Results
+// are the same at every level.
 //
-// A kernel is one plain inline function `body`; LUMO_LEVELS makes a copy of it per level and a
+// A kernel is one plain inline function, its body; LUMO_LEVELS makes a copy of it per level and a
 // function `name` that chooses at run time:
 //
-//     LUMO_INLINE void body(const std::uint16_t* from, std::uint16_t* to, int n) { ... }
-//     LUMO_LEVELS(void, invertRow, body, (const std::uint16_t* from, std::uint16_t* to, int n),
+//     LUMO_INLINE void invertBody(const std::uint16_t* from, std::uint16_t* to, int n) { ... }
+//     LUMO_LEVELS(void, invert, invertBody, (const std::uint16_t* from, std::uint16_t* to, int n),
 //                 (from, to, n))
 //
-// A function called by a body must be LUMO_INLINE too, or it stays at the baseline.
+// A body may be a template of `bytes`, the size of a level's vectors (see platform/vectors.h); one
+// with more arguments stands in parentheses:
 //
-// LUMO_VECTOR_LEVELS does the same from two bodies: a plain one, and one of AVX2 intrinsics that
-// exists on x86-64 only.
+//     LUMO_LEVELS(void, sum, sumBody<bytes>, (const float* from, float* to, int n), (from, to, n))
+//     LUMO_LEVELS(void, sort, (sortBody<bytes, 3>), (float* values, int n), (values, n))
+//
+// A function called by a body must be LUMO_INLINE too, or it stays at the baseline. The names of
+// kernels differ within the library: tests know by them what ran.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <atomic>
 #include <vector>
 
 #define LUMO_INLINE [[gnu::always_inline]] static inline
@@ -30,6 +34,7 @@
 namespace lumo {
 
 enum class CpuLevel { Baseline = 0, Avx2 = 1, Avx512 = 2 };
+constexpr int baselineBytes = 16, avx2Bytes = 32, avx512Bytes = 64;
 
 /// The level in force: the processor's, or the lower one that a test forces.
 [[nodiscard]] CpuLevel cpuLevel() noexcept;
@@ -37,7 +42,8 @@ enum class CpuLevel { Baseline = 0, Avx2 = 1, Avx512 = 2 };
 /// The processor's levels, lowest first.
 [[nodiscard]] std::vector<CpuLevel> supportedLevels();
 
-/// Forces a lower level while alive; a level that the processor lacks has no effect. For tests.
+/// Forces a lower level while alive, and has kernels reported; a level that the processor lacks has
+/// no effect. For tests.
 class ForcedLevel {
 public:
     explicit ForcedLevel(CpuLevel level) noexcept;
@@ -46,62 +52,45 @@ public:
     ForcedLevel& operator=(const ForcedLevel&) = delete;
 
 private:
-    CpuLevel previous_;
+    CpuLevel previousLevel_;
+    unsigned previousChoice_;
 };
 
-/// Asks for memory that is read soon. One pass over a large raster is bound by memory, and the
-/// processor's own prefetcher follows late. The address may lie beyond the raster.
-/// @param distance  bytes
-LUMO_INLINE void prefetchAhead(const void* place, std::ptrdiff_t distance = 2048) {
-    const auto address =
-        reinterpret_cast<std::uintptr_t>(place) + static_cast<std::uintptr_t>(distance);
-    // A pointer may not be moved out of its raster; a number may.
-    __builtin_prefetch(
-        reinterpret_cast<const void*>(address));  // NOLINT(performance-no-int-to-ptr)
-}
+/// Called with the name of each kernel and the level of its copy that runs while a level is forced,
+/// on the thread on which it runs. For tests.
+using KernelObserver = void (*)(const char* kernel, CpuLevel level);
+/// @param observer  null: nobody
+void observeKernels(KernelObserver observer) noexcept;
+void reportKernel(const char* kernel) noexcept;
 
-/// The distance for kernels that are done with a cache line after a few cycles.
-constexpr std::ptrdiff_t farAhead = 12288;
-
-/// Calls `work` with the numbers 0 to count - 1 of a run's pixels, and fetches far ahead.
-template <class Work>
-LUMO_INLINE void forEachPixel(const std::uint16_t* pixels, int count, Work work) {
-    constexpr int line = 64 / sizeof *pixels;
-    int i = 0;
-    for (; i + line <= count; i += line) {
-        prefetchAhead(pixels + i, farAhead);
-        for (int k = i; k < i + line; ++k) work(k);
-    }
-    for (; i < count; ++i) work(i);
-}
+/// Which of a kernel's functions runs: the copy for the processor's level, or the last one, which
+/// reports and goes on to the copy for the forced level. So nothing is asked where no test runs.
+inline std::atomic<unsigned> kernelChoice{0};
 
 }  // namespace lumo
 
-#if defined(__x86_64__)
-#define LUMO_VECTOR_LEVELS(result, name, plainBody, vectorBody, parameters, arguments) \
-    static result name parameters {                                                    \
-        return ::lumo::cpuLevel() >= ::lumo::CpuLevel::Avx2 ? vectorBody arguments     \
-                                                            : plainBody arguments;     \
-    }
-#else
-#define LUMO_VECTOR_LEVELS(result, name, plainBody, vectorBody, parameters, arguments) \
-    static result name parameters {                                                    \
-        return plainBody arguments;                                                    \
-    }
-#endif
-
-#define LUMO_LEVELS(result, name, body, parameters, arguments)                   \
-    static result name##Baseline parameters {                                    \
-        return body arguments;                                                   \
-    }                                                                            \
-    LUMO_TARGET_AVX2 static result name##Avx2 parameters {                       \
-        return body arguments;                                                   \
-    }                                                                            \
-    LUMO_TARGET_AVX512 static result name##Avx512 parameters {                   \
-        return body arguments;                                                   \
-    }                                                                            \
-    static result name parameters {                                              \
-        using Kernel = result(*) parameters;                                     \
-        constexpr Kernel kernels[] = {name##Baseline, name##Avx2, name##Avx512}; \
-        return kernels[static_cast<int>(::lumo::cpuLevel())] arguments;          \
+#define LUMO_LEVELS(result, name, body, parameters, arguments)                                   \
+    static result name##Baseline parameters {                                                    \
+        [[maybe_unused]] constexpr int bytes = ::lumo::baselineBytes;                            \
+        return body arguments;                                                                   \
+    }                                                                                            \
+    LUMO_TARGET_AVX2 static result name##Avx2 parameters {                                       \
+        [[maybe_unused]] constexpr int bytes = ::lumo::avx2Bytes;                                \
+        return body arguments;                                                                   \
+    }                                                                                            \
+    LUMO_TARGET_AVX512 static result name##Avx512 parameters {                                   \
+        [[maybe_unused]] constexpr int bytes = ::lumo::avx512Bytes;                              \
+        return body arguments;                                                                   \
+    }                                                                                            \
+    static result name##Reported parameters {                                                    \
+        using Kernel = result(*) parameters;                                                     \
+        constexpr Kernel copies[] = {name##Baseline, name##Avx2, name##Avx512};                  \
+        ::lumo::reportKernel(#name);                                                             \
+        return copies[static_cast<unsigned>(::lumo::cpuLevel())] arguments;                      \
+    }                                                                                            \
+    static result name parameters {                                                              \
+        using Kernel = result(*) parameters;                                                     \
+        constexpr Kernel kernels[] = {name##Baseline, name##Avx2, name##Avx512, name##Reported}; \
+        const unsigned choice = ::lumo::kernelChoice.load(std::memory_order_relaxed);            \
+        return kernels[choice] arguments;                                                        \
     }

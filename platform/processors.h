@@ -3,7 +3,7 @@
 
 namespace lumo {
 
-/// Processors in the calling thread's affinity mask; 0 when the system does not tell.
+/// Processors in the calling thread's affinity mask; 0 when the system does not say.
 [[nodiscard]] int processorCount() noexcept;
 
 }  // namespace lumo

@@ -6,8 +6,11 @@
 #include <array>
 #include <limits>
 
+#include "image/pixel.h"
+#include "image/transpose.h"
 #include "platform/huge_pages.h"
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -45,8 +48,8 @@ LUMO_INLINE void widenExtentBody(const float* values, int count, Extent& extent)
     for (int lane = 0; lane < lanes; ++lane) take(least[lane], largest[lane]);
     for (; i < count; ++i) take(values[i], values[i]);
 }
-LUMO_WIDTHS(void, widenExtent, widenExtentBody, (const float* values, int count, Extent& extent),
-            (values, count, extent))
+LUMO_LEVELS(void, widenExtent, widenExtentBody<bytes>,
+            (const float* values, int count, Extent& extent), (values, count, extent))
 
 Extent extentOf(const float* buffer, const FftLayout& layout) {
     Extent extent;
@@ -109,28 +112,8 @@ Window windowOf(const Histogram& histogram, Extent extent, std::uint64_t pixels)
 /// Side of the squares that are turned over at once: their rows stay in the cache.
 constexpr int block = 32;
 
-constexpr int squareSide = 8;
-
-/// Element (i, j) of `to` = element (j, i) of `from`. Each round puts the elements of two rows side
-/// by side in turn, which moves the highest bit of a row's number to the lowest of the column's:
-/// after three of them rows and columns have changed places.
-LUMO_INLINE void transposeSquare(const std::uint16_t* from, std::ptrdiff_t fromStride,
-                                 std::uint16_t* to, std::ptrdiff_t toStride) {
-    using Row = Vector<std::uint16_t, squareSide * sizeof(std::uint16_t)>;
-    Row rows[squareSide], mixed[squareSide];
-    for (int i = 0; i < squareSide; ++i) load(rows[i], from + i * fromStride);
-    for (int round = 0; round < 3; ++round) {
-        for (int i = 0; i < squareSide / 2; ++i) {
-            const Row &a = rows[i], &b = rows[i + squareSide / 2];
-            mixed[2 * i] = __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-            mixed[2 * i + 1] = __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-        }
-        std::copy_n(mixed, squareSide, rows);
-    }
-    for (int i = 0; i < squareSide; ++i) store(rows[i], to + i * toStride);
-}
-
-/// The same for a block with `columns` elements in each of its `rows`.
+/// Element (i, j) of `to` = element (j, i) of a block with `columns` elements in each of its
+/// `rows`.
 void transpose(const std::uint16_t* from, std::ptrdiff_t fromStride, int columns, int rows,
                std::uint16_t* to, std::ptrdiff_t toStride) {
     for (int y = 0; y < rows; y += squareSide)
@@ -147,16 +130,12 @@ void transpose(const std::uint16_t* from, std::ptrdiff_t fromStride, int columns
         }
 }
 
-LUMO_INLINE void convertBody(const float* values, int count, double offset, double factor,
-                             std::uint16_t* to) {
-    for (int i = 0; i < count; ++i) {
-        const double value = (static_cast<double>(values[i]) - offset) * factor;
-        const double positive = value > 0.0 ? value : 0.0;  // also for NaN
-        to[i] = static_cast<std::uint16_t>(
-            static_cast<std::int32_t>(positive < 65535.0 ? positive : 65535.0));
-    }
+LUMO_INLINE void toPixelsBody(const float* values, int count, double offset, double factor,
+                              std::uint16_t* to) {
+    for (int i = 0; i < count; ++i)
+        to[i] = toPixel((static_cast<double>(values[i]) - offset) * factor);
 }
-LUMO_LEVELS(void, convert, convertBody,
+LUMO_LEVELS(void, toPixels, toPixelsBody,
             (const float* values, int count, double offset, double factor, std::uint16_t* to),
             (values, count, offset, factor, to))
 
@@ -169,8 +148,8 @@ void storeTransposed(Target destination, const float* buffer, const FftLayout& l
             const int columns = std::min(block, destination.width - x);
             const int rows = std::min(block, destination.height - y);
             for (int i = 0; i < columns; ++i)
-                convert(buffer + std::ptrdiff_t{x + i} * layout.rowStride + y, rows, offset, factor,
-                        pixels[i]);
+                toPixels(buffer + std::ptrdiff_t{x + i} * layout.rowStride + y, rows, offset,
+                         factor, pixels[i]);
             transpose(pixels[0], block, rows, columns, destination.row(y) + x, destination.width);
         }
 }

@@ -1,4 +1,4 @@
-// The transform library's threads, set up once per process and told the processor count per run.
+// The transform library's threads, set up once per process, and their number, set per run.
 #include <dlfcn.h>
 #include <fftw3.h>
 

@@ -33,7 +33,7 @@ bool takeSign(std::string_view& text) {
     return minus;
 }
 
-/// Tells too large from too small for a number that does not fit: the position of its first
+/// Separates too large from too small for a number that does not fit: the position of its first
 /// significant digit before (positive) or behind the decimal point, its exponent added.
 bool isLarge(std::string_view number) {
     const std::size_t letter = std::min(number.find_first_of("eE"), number.size());

@@ -11,7 +11,8 @@
 #include <cmath>
 #include <vector>
 
-#include "platform/widths.h"
+#include "platform/prefetch.h"
+#include "platform/vectors.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
@@ -141,7 +142,7 @@ LUMO_INLINE void multiplyBandBody(const Term& term, double centre, double sigma,
         multiply(kept, exponential<bytes>(x), x, exponentialError, block.factor[k], block.limit[k]);
     }
 }
-LUMO_WIDTHS(void, multiplyBand, multiplyBandBody,
+LUMO_LEVELS(void, multiplyBand, multiplyBandBody<bytes>,
             (const Term& term, double centre, double sigma, int count, Block& block),
             (term, centre, sigma, count, block))
 

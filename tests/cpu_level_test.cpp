@@ -14,13 +14,11 @@ LUMO_INLINE std::string nameOf(const char* copy) {
 // Each copy hands its own name on instead of the argument.
 LUMO_LEVELS(std::string, chosen, nameOf, ([[maybe_unused]] const char* name), (__func__))
 
-std::string plainBody() {
-    return __func__;
+template <int size>
+LUMO_INLINE int sizeOf() {
+    return size;
 }
-[[maybe_unused]] std::string vectorBody() {
-    return __func__;
-}
-LUMO_VECTOR_LEVELS(std::string, chosenBody, plainBody, vectorBody, (), ())
+LUMO_LEVELS(int, chosenBytes, sizeOf<bytes>, (), ())
 
 TEST(CpuLevel, ForcedLevelRunsAndIsRestored) {
     const char* names[] = {"chosenBaseline", "chosenAvx2", "chosenAvx512"};
@@ -28,9 +26,10 @@ TEST(CpuLevel, ForcedLevelRunsAndIsRestored) {
     for (const CpuLevel level : supportedLevels()) {
         const ForcedLevel forced(level);
         EXPECT_EQ(chosen(""), names[static_cast<int>(level)]);
-        EXPECT_EQ(chosenBody(), level == CpuLevel::Baseline ? "plainBody" : "vectorBody");
+        EXPECT_EQ(chosenBytes(), 16 << static_cast<int>(level));
     }
     EXPECT_EQ(chosen(""), names[static_cast<int>(best)]);
+    EXPECT_EQ(chosenBytes(), 16 << static_cast<int>(best));
     const ForcedLevel lacking(static_cast<CpuLevel>(static_cast<int>(best) + 1));
     EXPECT_EQ(cpuLevel(), best);
 }

@@ -344,7 +344,7 @@ TEST(RotationAngle, FitsTheMiddleHalfOfEachEdge) {
     double angles[] = {angleOf(edges.top), angleOf(edges.bottom), -angleOf(edges.left),
                        -angleOf(edges.right)};
     std::ranges::sort(angles);
-    EXPECT_GT(std::abs(angles[1] + angles[2]), 1) << "the case tells nothing";
+    EXPECT_GT(std::abs(angles[1] + angles[2]), 1) << "the case says nothing";
     EXPECT_NEAR(CalculateRotationAngle(in.image()), (angles[1] + angles[2]) / 2, 1e-9);
 }
 

@@ -31,8 +31,11 @@ FORBIDDEN = [
     (r"\b(fread|fgetc|getc|fwrite|fputc|fscanf)(_unlocked)?\s*\(|\bstd::[io]?fstream\b", "use the checked block reads and writes of frame/file.h", ()),
     (r"\bf(re)?open(64)?\s*\(", "use openFile() of frame/file.h", ("platform/file_open.cpp",)),
     (r"\breinterpret_cast\b(?!<(const )?__m)", "no reinterpret_cast in readers",
-     ("io/png_writer.cpp", "io/png_decoder.cpp")),
+     ("io/png_encoder.cpp", "io/png_decoder.cpp")),
     (r"\busing namespace\b", "no using namespace in headers", ()),
+    (r"\bvector_size\b", "use Vector of platform/vectors.h", ("platform/vectors.h",)),
+    (r"\bgnu::target|\btarget_clones\b|__builtin_cpu_supports", "use LUMO_LEVELS of platform/cpu_level.h",
+     ("platform/cpu_level.h", "platform/cpu_level.cpp")),
 ]
 READERS = ("io/", "frame/", "image/")
 
@@ -73,16 +76,32 @@ def check_calls(path, folder, text):
                 yield f"{path}:{number}: {why}"
 
 
+def check_kernels(texts):
+    """Tests know a kernel by its name: it is unique, and tests/kernels_test.cpp proves which copy ran."""
+    proofs = pathlib.Path("tests/kernels_test.cpp").read_text()
+    seen = set()
+    for path, text in texts:
+        for name in re.findall(r"^\s*LUMO_LEVELS\([^,]+,\s*(\w+),", text, re.MULTILINE):
+            if name in seen:
+                yield f"{path}: there is another kernel {name}"
+            if f'"{name}"' not in proofs:
+                yield f"{path}: tests/kernels_test.cpp does not run {name}"
+            seen.add(name)
+
+
 def main():
     os.chdir(pathlib.Path(__file__).resolve().parent.parent)
     known = set(MAY_USE) | {"tests", "fuzz", "bench"}
     faults = [f"{source.parent}/: say in tools/house_rules.py what it may include"
               for source in pathlib.Path(".").glob("*/*.cpp") if source.parent.name not in known | {"build", "demo"}]
+    texts = []
     for folder in MAY_USE:
         for path in sorted(pathlib.Path(folder).rglob("*.[ch]*")):
             text = path.read_text()
             faults += check_includes(path, folder, text)
             faults += check_calls(path, folder, text)
+            texts.append((path, text))
+    faults += check_kernels(texts)
     print("\n".join(faults))
     return 1 if faults else 0
 

@@ -125,7 +125,7 @@ std::size_t contentOf(const TempFolder& folder) {
 constexpr long none = -1;  ///< no allocation is refused
 
 /// Calls that leave the same behind when they fail. Opening a file takes memory too, and libpng
-/// tells some of its own shortages as a damaged file.
+/// reports some of its own shortages as a damaged file.
 struct Group {
     Place place;
     std::vector<int> codes;

@@ -109,7 +109,7 @@ void writeFile(const std::string& name, const Bytes& bytes);
 /// Writes numbers, lowest byte first.
 void put(Bytes& bytes, std::int64_t value, int size);
 
-/// The fixed header of 1 December 2008, 9:05:03, with every value told apart.
+/// The fixed header of 1 December 2008, 9:05:03, no two values equal.
 [[nodiscard]] ImageInfo sampleInfo();
 
 /// An information file: the header and what follows it.

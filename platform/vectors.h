@@ -1,8 +1,4 @@
-// Kernels written once for vectors of any width, compiled with those of each instruction-set level.
-//
-//     template <int bytes>
-//     LUMO_INLINE void body(const float* from, float* to, int n) { ... Vector<float, bytes> ... }
-//     LUMO_WIDTHS(void, name, body, (const float* from, float* to, int n), (from, to, n))
+// Vectors of any width, for kernels that compilers do not make of plain loops.
 #pragma once
 
 #include <cstring>
@@ -21,8 +17,6 @@ struct VectorType {
 /// only, as no binary interface has registers of every width.
 template <class Element, int bytes>
 using Vector = typename VectorType<Element, bytes>::Type;
-
-constexpr int baselineBytes = 16, avx2Bytes = 32, avx512Bytes = 64;
 
 template <class Vector>
 LUMO_INLINE void load(Vector& vector, const void* from) {
@@ -65,19 +59,3 @@ LUMO_INLINE void keep([[maybe_unused]] Vector& vector) {
 }
 
 }  // namespace lumo
-
-#define LUMO_WIDTHS(result, name, body, parameters, arguments)                   \
-    static result name##Baseline parameters {                                    \
-        return body<::lumo::baselineBytes> arguments;                            \
-    }                                                                            \
-    LUMO_TARGET_AVX2 static result name##Avx2 parameters {                       \
-        return body<::lumo::avx2Bytes> arguments;                                \
-    }                                                                            \
-    LUMO_TARGET_AVX512 static result name##Avx512 parameters {                   \
-        return body<::lumo::avx512Bytes> arguments;                              \
-    }                                                                            \
-    static result name parameters {                                              \
-        using Kernel = result(*) parameters;                                     \
-        constexpr Kernel kernels[] = {name##Baseline, name##Avx2, name##Avx512}; \
-        return kernels[static_cast<int>(::lumo::cpuLevel())] arguments;          \
-    }
