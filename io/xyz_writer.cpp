@@ -7,7 +7,7 @@
 #include "frame/call_frame.h"
 #include "frame/ini2.h"
 #include "frame/time_stamp.h"
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "image/info_name.h"
 #include "image/view.h"
 #include "io/formats.h"

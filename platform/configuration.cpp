@@ -70,11 +70,3 @@ void Get_RegStr(RegistryHive, const char* key, const char* name, char* value) no
     const lumo::FilePtr file(fopen_ex(isSet ? configured : defaultFile, "r"));
     if (file) readSetting(file.get(), key, name, value);
 }
-
-void strxcat(char* buffer, const char* text, std::size_t limit) noexcept {
-    const std::size_t length = strnlen(buffer, limit);
-    if (length + 1 >= limit) return;
-    const std::size_t count = strnlen(text, limit - length - 1);
-    std::memcpy(buffer + length, text, count);
-    buffer[length + count] = '\0';
-}
