@@ -9,12 +9,13 @@
 #include "calibration/gain_table.h"
 #include "calibration/smooth_mean.h"
 #include "frame/call_frame.h"
-#include "frame/file.h"
 #include "frame/history.h"
 #include "frame/ini2.h"
 #include "image/map_pixels.h"
 #include "image/view.h"
 #include "lumo_legacy.h"
+#include "platform/file.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {

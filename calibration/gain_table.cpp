@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "frame/bytes.h"
-#include "frame/file.h"
 #include "platform/cpu_level.h"
+#include "platform/file.h"
 
 namespace lumo {
 namespace {

@@ -1,21 +1,18 @@
 // Removing an image's files.
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 
 #include "frame/call_frame.h"
 #include "image/info_name.h"
+#include "platform/file.h"
 
 namespace lumo {
 namespace {
 
 void deleteImage(const char* fileName) {
-    const bool fits =
-        fileName != nullptr && strnlen(fileName, longestFileName + 1) <= longestFileName;
-    if (!fits || unlink(fileName) != 0) raise(LumoErrorFile);
+    if (!removeFile(fileName)) raise(LumoErrorFile);
     const InfoName infoName = infoNameForDeleting(fileName);
-    if (infoName.exists() && unlink(infoName.text) != 0)
+    if (infoName.exists() && !removeFile(infoName.text))
         slog(4, "%s failed: %s LumoDeleteImage", infoName.text, std::strerror(errno));
 }
 

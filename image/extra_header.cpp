@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "frame/file.h"
 #include "image/info_header.h"
 #include "image/info_name.h"
+#include "platform/file.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {

@@ -1,7 +1,7 @@
 // The older functions on the information file's header: reading it as a record, writing a record.
-#include "frame/file.h"
 #include "image/info_header.h"
 #include "image/info_name.h"
+#include "platform/file.h"
 
 extern "C" int Get_ImageInfo(ImageInfo* info, const char* imageFileName) {
     if (info == nullptr) return LumoErrorParameter;

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "frame/bytes.h"
-#include "frame/file.h"
+#include "platform/file.h"
 
 namespace lumo {
 namespace {

@@ -1,13 +1,12 @@
 // The table of formats, and the two entries that read and write image files of all of them.
-#include <strings.h>
-
 #include <algorithm>
 #include <cstring>
 #include <span>
 
 #include "frame/call_frame.h"
-#include "frame/file.h"
 #include "io/formats.h"
+#include "platform/file.h"
+#include "platform/text.h"
 
 namespace lumo {
 namespace {
@@ -43,7 +42,7 @@ ImageFormat formatOfSignature(std::span<const char> start) {
 
 ImageFormat formatOfExtension(const char* extension) {
     const auto* row = std::ranges::find_if(formatTable, [&](const FormatRow& candidate) {
-        return strcasecmp(candidate.extension, extension) == 0;
+        return equalIgnoringCase(candidate.extension, extension);
     });
     return row != std::end(formatTable) ? row->format : FormatAuto;
 }

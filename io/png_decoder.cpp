@@ -4,14 +4,13 @@
 // it.
 #include "io/png_decoder.h"
 
-#include <malloc.h>
-
 #include <cstring>
 
 #include "io/deflate.h"
 #include "io/png_support.h"
 #include "lumo.h"
 #include "platform/log.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {
@@ -28,7 +27,7 @@ void* allocate(png_structp png, png_alloc_size_t size) {
     auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
     void* block = size <= memory->limit - memory->used ? std::malloc(size) : nullptr;
     // What the allocator adds in whole blocks is counted too, as freeing finds no other size.
-    if (block != nullptr) memory->used += malloc_usable_size(block);
+    if (block != nullptr) memory->used += blockSize(block);
     memory->used = std::min(memory->used, memory->limit);
     memory->failed |= block == nullptr;
     return block;
@@ -36,7 +35,7 @@ void* allocate(png_structp png, png_alloc_size_t size) {
 
 void release(png_structp png, void* block) {
     auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
-    memory->used -= std::min(memory->used, malloc_usable_size(block));
+    memory->used -= std::min(memory->used, blockSize(block));
     std::free(block);
 }
 

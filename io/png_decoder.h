@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <span>
 
-#include "frame/file.h"
 #include "io/png_image_reader.h"
+#include "platform/file.h"
 
 namespace lumo {
 

@@ -1,4 +1,4 @@
-// One PNG file being written by libpng.
+// libpng's calls in the order of the file's chunks, and what ends a write early.
 //
 // Functions that set a recovery point (setjmp) hold only plain values that do not change after it.
 #include "io/png_encoder.h"

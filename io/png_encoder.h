@@ -6,11 +6,11 @@
 
 #include <optional>
 
-#include "frame/file.h"
 #include "image/png_write_state.h"
 #include "io/png_image_writer.h"
 #include "io/png_support.h"
 #include "lumo.h"
+#include "platform/file.h"
 
 namespace lumo {
 

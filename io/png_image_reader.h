@@ -9,8 +9,8 @@
 #include <memory>
 #include <vector>
 
-#include "frame/file.h"
 #include "image/view.h"
+#include "platform/file.h"
 
 namespace lumo {
 

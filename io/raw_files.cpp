@@ -5,6 +5,7 @@
 #include "image/turned_row.h"
 #include "io/pixel_file.h"
 #include "lumo_legacy.h"
+#include "platform/memory.h"
 
 namespace {
 

@@ -14,6 +14,7 @@
 #include "io/pixel_file.h"
 #include "lumo_legacy.h"
 #include "platform/local_time.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "io/pixel_file.h"
 #include "measure/region.h"
+#include "platform/memory.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-// Opening files.
+// fopen() with what Linux leaves out: a folder is refused, a child process inherits nothing.
 #include "platform/file_open.h"
 
 #include <sys/stat.h>

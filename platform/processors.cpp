@@ -1,4 +1,4 @@
-// How many processors this process may use.
+// The affinity mask says it; without one, the count of processors online.
 #include "platform/processors.h"
 
 #include <sched.h>

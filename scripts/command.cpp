@@ -1,9 +1,5 @@
 // The filter command: one operation on a raster, chosen and parameterised by a short text.
-#include <langinfo.h>
-#include <locale.h>
-
 #include <cfloat>
-#include <clocale>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -14,6 +10,7 @@
 #include "frame/ini2.h"
 #include "greyscale/equalise_clipped.h"
 #include "image/size_check.h"
+#include "platform/numeric_locale.h"
 #include "scripts/band_filter.h"
 #include "scripts/parameters.h"
 
@@ -148,30 +145,13 @@ std::string workingText(const char* command) {
     return text;
 }
 
-/// The numeric locale's name; a copy of the locale keeps it valid beside other threads' calls.
-class NumericLocale {
-public:
-    NumericLocale() : copy_(duplocale(LC_GLOBAL_LOCALE)) {}
-    ~NumericLocale() {
-        if (copy_ != nullptr) freelocale(copy_);
-    }
-    NumericLocale(const NumericLocale&) = delete;
-    NumericLocale& operator=(const NumericLocale&) = delete;
-    [[nodiscard]] const char* name() const {
-        return copy_ != nullptr ? nl_langinfo_l(_NL_LOCALE_NAME(LC_NUMERIC), copy_) : "";
-    }
-
-private:
-    locale_t copy_;
-};
-
 /// Leaves the process with decimal points in its numbers, as hosts have come to rely on; our own
 /// reading does not depend on it.
 void setNumericLocale() {
     {
         const NumericLocale before;
         slog(7, "%s LC_NUMERIC %s", function, before.name());
-        if (std::string_view(before.name()) != "C") std::setlocale(LC_NUMERIC, "C");
+        if (std::string_view(before.name()) != "C") useDecimalPoint();
     }
     slog(7, "%s LC_NUMERIC %s", function, NumericLocale().name());
 }

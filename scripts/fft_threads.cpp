@@ -1,23 +1,16 @@
 // The transform library's threads, set up once per process and told the processor count per run.
-#include <dlfcn.h>
 #include <fftw3.h>
 
+#include "platform/hold_library.h"
 #include "platform/processors.h"
 #include "scripts/band_filter.h"
 
 namespace lumo {
 namespace {
 
-/// The transform library keeps its threads between runs. Its code is held in the process, so that
-/// unloading this library leaves no thread in unmapped code.
-void holdInProcess() {
-    Dl_info info;
-    if (dladdr(reinterpret_cast<const void*>(&fftwf_init_threads), &info) != 0)
-        dlopen(info.dli_fname, RTLD_NOW | RTLD_NODELETE);  // the handle is kept on purpose
-}
-
 bool setUp() {
-    holdInProcess();
+    // The transform library keeps its threads between runs.
+    holdLibraryOf(reinterpret_cast<const void*>(&fftwf_init_threads));
     fftwf_init_threads();
     fftwf_make_planner_thread_safe();
     return true;

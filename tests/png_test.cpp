@@ -6,7 +6,7 @@
 #include <functional>
 #include <tuple>
 
-#include "frame/file.h"
+#include "platform/file.h"
 #include "io/deflate.h"
 #include "io/png_image_reader.h"
 #include "support/support.h"

@@ -5,20 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <optional>
 
 #include "platform/file_open.h"
 
 namespace lumo {
-
-struct FreeDeleter {
-    void operator()(void* block) const noexcept { std::free(block); }
-};
-/// A block from malloc().
-template <class Element>
-using MallocPtr = std::unique_ptr<Element[], FreeDeleter>;
 
 /// File names are handled up to this length; a longer one cannot be opened.
 constexpr std::size_t longestFileName = 1023;
@@ -41,6 +32,9 @@ constexpr std::size_t longestFileName = 1023;
 
 /// Closes a written file; false if what it still held could not be written.
 [[nodiscard]] bool closeWritten(FilePtr file) noexcept;
+
+/// Removes a file, never a folder; false when it cannot, or the name is null or too long.
+[[nodiscard]] bool removeFile(const char* name) noexcept;
 
 /// Size of a regular file; nothing for a pipe or device.
 [[nodiscard]] std::optional<std::uint64_t> fileSize(std::FILE* file) noexcept;

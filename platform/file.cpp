@@ -1,5 +1,5 @@
-// Files: opening, block reads and writes, checked closing.
-#include "frame/file.h"
+// The system's calls, repeated until all is moved: interruptions and partial transfers end here.
+#include "platform/file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,11 +29,18 @@ std::size_t transferAll(Byte* bytes, std::size_t size, Call call) noexcept {
     return done;
 }
 
+bool isFileName(const char* name) noexcept {
+    return name != nullptr && strnlen(name, longestFileName + 1) <= longestFileName;
+}
+
 }  // namespace
 
 FilePtr openFile(const char* name, const char* mode) noexcept {
-    if (name == nullptr || strnlen(name, longestFileName + 1) > longestFileName) return nullptr;
-    return FilePtr(fopen_ex(name, mode));
+    return isFileName(name) ? FilePtr(fopen_ex(name, mode)) : nullptr;
+}
+
+bool removeFile(const char* name) noexcept {
+    return isFileName(name) && unlink(name) == 0;
 }
 
 std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept {
