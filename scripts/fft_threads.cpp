@@ -1,6 +1,9 @@
-// The transform library's threads, set up once per process and told the processor count per run.
+// The transform library's threads: set up once, counted anew for each run.
 #include <fftw3.h>
 
+#include <algorithm>
+
+#include "platform/fork.h"
 #include "platform/hold_library.h"
 #include "platform/processors.h"
 #include "scripts/band_filter.h"
@@ -8,22 +11,22 @@
 namespace lumo {
 namespace {
 
-bool setUp() {
+void setUp() {
     // The transform library keeps its threads between runs.
     holdLibraryOf(reinterpret_cast<const void*>(&fftwf_init_threads));
     fftwf_init_threads();
     fftwf_make_planner_thread_safe();
-    return true;
 }
 
 }  // namespace
 
 void Init_FftThreads() {
-    static const bool ready = setUp();
-    const int processors = processorCount();
-    if (!ready || processors <= 1) return;
-    fftwf_init_threads();
-    fftwf_plan_with_nthreads(processors);
+    static bool ready = false;
+    if (!ready) setUp();
+    ready = true;
+    // The threads that the transform library keeps are not there in a child: it would wait for
+    // them.
+    fftwf_plan_with_nthreads(isForked() ? 1 : std::max(1, processorCount()));
 }
 
 }  // namespace lumo
