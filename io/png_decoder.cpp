@@ -112,9 +112,8 @@ Resolution resolutionOf(png_const_structp png, png_infop info) {
 
 }  // namespace
 
-int PngDecoder::open(const char* fileName) noexcept {
-    file_ = openFile(fileName, "rb");
-    if (!file_) return LumoErrorOpen;
+int PngDecoder::open(FilePtr file) noexcept {
+    file_ = std::move(file);
     memory_.limit = memoryForAnyFile + memoryPerByte * fileSize(file_.get()).value_or(0);
     png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning,
                                     &memory_, allocate, release);
@@ -124,11 +123,11 @@ int PngDecoder::open(const char* fileName) noexcept {
 }
 
 bool PngDecoder::holdsItsChunks() const noexcept {
-    constexpr std::uint64_t signatureSize = 8, checksumSize = 4;
+    constexpr std::uint64_t checksumSize = 4;
     png_byte header[8];  // length and type
     const std::optional<std::uint64_t> size = fileSize(file_.get());
     if (!size) return true;
-    std::uint64_t at = signatureSize;
+    std::uint64_t at = positionOf(file_.get());
     while (readBytesAt(file_.get(), at, header, sizeof header) == sizeof header) {
         at += sizeof header + png_get_uint_32(header) + checksumSize;
         if (std::memcmp(header + 4, "IEND", 4) == 0) return true;
@@ -140,6 +139,7 @@ bool PngDecoder::holdsItsChunks() const noexcept {
 int PngDecoder::readHeader(PngProperties& properties) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return libpngFailed();
     png_init_io(png_, file_.get());
+    png_set_sig_bytes(png_, 8);  // read already
     ignoreColourSpace(png_);
     // By default a damaged text or pitch would be left out, and the file look whole.
     png_set_crc_action(png_, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);

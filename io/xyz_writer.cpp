@@ -10,7 +10,7 @@
 #include "image/info_header.h"
 #include "image/info_name.h"
 #include "image/view.h"
-#include "io/formats.h"
+#include "io/codecs.h"
 #include "io/pixel_file.h"
 #include "lumo_legacy.h"
 #include "platform/local_time.h"

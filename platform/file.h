@@ -17,6 +17,14 @@ constexpr std::size_t longestFileName = 1023;
 /// Opens a file; empty when it cannot, or the name is null or too long.
 [[nodiscard]] FilePtr openFile(const char* name, const char* mode) noexcept;
 
+/// Opens a file for reading as openFile(), but nothing that is no file, such as a pipe: opening
+/// that might wait for a writer.
+[[nodiscard]] FilePtr openRegularFile(const char* name) noexcept;
+
+/// A stream for reading from a copy of an open descriptor, which stays the caller's; empty when it
+/// cannot be read, or is a folder.
+[[nodiscard]] FilePtr openCopy(int descriptor) noexcept;
+
 /// Reads up to `size` bytes; fewer at the end of the file or after an error.
 [[nodiscard]] std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept;
 
@@ -26,6 +34,9 @@ constexpr std::size_t longestFileName = 1023;
 
 /// Positions the stream, in bytes from the start; false where it cannot (a pipe).
 [[nodiscard]] bool seekTo(std::FILE* file, std::uint64_t offset) noexcept;
+
+/// Bytes from the start of the file to the stream's position; 0 where there is none (a pipe).
+[[nodiscard]] std::uint64_t positionOf(std::FILE* file) noexcept;
 
 /// Writes all bytes or returns false.
 [[nodiscard]] bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept;
