@@ -1,4 +1,6 @@
-// The transform library's threads: set up once, counted anew for each run.
+// The transform library's threads: set up once, counted anew for each run. Which plan it makes, and
+// so how it rounds, depends on that count; a child process therefore plans for as many threads as
+// its parent.
 #include <fftw3.h>
 
 #include <algorithm>
@@ -18,15 +20,35 @@ void setUp() {
     fftwf_make_planner_thread_safe();
 }
 
+/// The parts of a transform one after the other, on the calling thread.
+void runInTurn(void* (*work)(char*), char* parts, std::size_t size, int count, void*) {
+    for (int i = 0; i < count; ++i) work(parts + static_cast<std::size_t>(i) * size);
+}
+
+/// The threads that the transform library kept are not there in a child, where it would wait for
+/// them: everybody's transforms do without, until this library is unloaded.
+class WithoutThreads {
+public:
+    void begin() {
+        if (!begun_) fftwf_threads_set_callback(runInTurn, nullptr);
+        begun_ = true;
+    }
+    ~WithoutThreads() {
+        if (begun_) fftwf_threads_set_callback(nullptr, nullptr);
+    }
+
+private:
+    bool begun_ = false;
+} withoutThreads;
+
 }  // namespace
 
 void Init_FftThreads() {
     static bool ready = false;
     if (!ready) setUp();
     ready = true;
-    // The threads that the transform library keeps are not there in a child: it would wait for
-    // them.
-    fftwf_plan_with_nthreads(isForked() ? 1 : std::max(1, processorCount()));
+    if (isForked()) withoutThreads.begin();
+    fftwf_plan_with_nthreads(std::max(1, processorCount()));
 }
 
 }  // namespace lumo

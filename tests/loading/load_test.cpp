@@ -128,6 +128,16 @@ void testForks(const char* library, const fs::path& log) {
     }
 }
 
+/// A fork runs what a library registered for it: nothing once that is unloaded.
+void testForkAfterUnloading(const char* library) {
+    dlclose(loadAndCall(library));
+    const pid_t child = fork();
+    if (child == 0) _exit(0);
+    int status = 1;
+    waitpid(child, &status, 0);
+    expect(status == 0, "a fork after the library is unloaded");
+}
+
 void testLogFolders(const char* library, const fs::path& folder) {
     setenv("ORVEL_LOG_DIR", (folder / "missing").c_str(), 1);
     dlclose(loadAndCall(library));
@@ -164,6 +174,7 @@ int main(int, char** arguments) {
     testRounds(library, folder / "orvellog.log");
     testForks(library, folder / "orvellog.log");
     testTransformRounds(library);
+    testForkAfterUnloading(library);
     testLogFolders(library, folder);
     fs::current_path("/");
     fs::remove_all(folder);

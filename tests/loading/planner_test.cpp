@@ -56,12 +56,11 @@ void __wrap_fftwf_plan_with_nthreads(int count) {
 namespace lumo::test {
 namespace {
 
-/// Large enough for the transform to use its threads.
+/// Large enough for the transform to use its threads, and of a size at which its rounding differs
+/// between plans for one and for two; what was rounded down shows it.
 Raster filtered() {
-    Raster image = noise(600, 500);
-    EXPECT_EQ(SC_Filter_Image(image.image(), image.image(), 100000, 100000,
-                              "type=gauss_fd al1=0.3 ah1=2 ftp=3"),
-              0);
+    Raster image = noise(1152, 336);
+    EXPECT_EQ(SC_Filter_Image(image.image(), image.image(), 100000, 100000, "type=gauss_fd2"), 0);
     return image;
 }
 
@@ -108,16 +107,16 @@ TEST(Planner, IsLeftAloneWhileItPlans) {
 }
 
 TEST(Planner, CountsTheProcessorsOfEveryRun) {
-    const Raster whole = filtered();
+    filtered();
     EXPECT_EQ(threadsOfPlanner, processorCount());
     const OneProcessor pinned;
-    EXPECT_EQ(filtered(), whole);
+    filtered();
     EXPECT_EQ(threadsOfPlanner, 1);
 }
 
-TEST(Planner, UsesOneThreadInAForkedChild) {
+TEST(Planner, PlansInAForkedChildAsInItsParent) {
     const Raster parents = filtered();
-    EXPECT_EQ(inChild([&] { return filtered() == parents && threadsOfPlanner == 1 ? 0 : 1; }), 0);
+    EXPECT_EQ(inChild([&] { return filtered() == parents ? 0 : 1; }), 0);
     EXPECT_EQ(inChild([&] {  // a child's child, and threads of its own
                   return inChild([&] {
                       bool same = false;
@@ -127,7 +126,6 @@ TEST(Planner, UsesOneThreadInAForkedChild) {
               }),
               0);
     EXPECT_EQ(filtered(), parents);
-    EXPECT_EQ(threadsOfPlanner, processorCount());
 }
 
 TEST(Planner, IsFreeInAChildOfBusyThreads) {
