@@ -383,12 +383,16 @@ LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
 /**
  * Writes the next row.
  * @param row  `width` pixels, from anywhere
- * @return 0; -50 without image; -8 without a write in progress or a row; -16 when libpng fails, the
- * image's size has changed or all rows are written: the write then stays open but dead
+ * @return 0; -50 without image; -8 without a write in progress or a row; -16 when all rows are
+ * written, which leaves the file as it is, or when libpng fails or the image's size has changed: the
+ * write then stays open but dead
  */
 LUMO_API int LumoPngWriteRow(lmImage* image, const unsigned short* row);
 
-/** Writes all rows of the raster. @return as LumoPngWriteRow(); -8 also without memory */
+/**
+ * Writes the rows of the raster from the first on, as many as the file still lacks.
+ * @return as LumoPngWriteRow(), -16 also where rows were left over; -8 also without memory
+ */
 LUMO_API int LumoPngWriteRows(lmImage* image);
 
 /**

@@ -68,9 +68,8 @@ int PngWrite::writeHeader(const lmImage& image, ImageTexts& texts, int level) no
     return LumoOk;
 }
 
-bool PngWrite::takesRows(const lmImage& image, int count) const noexcept {
-    const bool sameSize = image.width == width_ && image.height == height_;
-    return !dead_ && sameSize && count <= height_ - rowsWritten_;
+bool PngWrite::goesOn(const lmImage& image) const noexcept {
+    return !dead_ && image.width == width_ && image.height == height_;
 }
 
 int PngWrite::beginRows(int level) {
@@ -125,7 +124,7 @@ int PngWrite::writeFastEnd(const char* metaData) noexcept {
 }
 
 int PngWrite::complete(const lmImage& image) noexcept {
-    if (!takesRows(image, 0) || rowsWritten_ != height_) return LumoErrorWrite;
+    if (!goesOn(image) || rowsToCome() > 0) return LumoErrorWrite;
     char empty[] = "";
     const WriteSignalGuard guard;
     char* const metaData = image.metaData != nullptr ? image.metaData : empty;

@@ -33,9 +33,9 @@ public:
     [[nodiscard]] int writeHeader(const lmImage& image, ImageTexts& texts, int level) noexcept;
     /// Makes the rows ready to be taken. @return 0; -16. Memory may be lacking: std::bad_alloc
     [[nodiscard]] int beginRows(int level);
-    /// Whether the image still has the size that the write began with, and so many rows are still
-    /// to come; after a failure there are none.
-    [[nodiscard]] bool takesRows(const lmImage& image, int count) const noexcept;
+    /// Whether the image still has the size that the write began with, and nothing failed.
+    [[nodiscard]] bool goesOn(const lmImage& image) const noexcept;
+    [[nodiscard]] int rowsToCome() const noexcept { return height_ - rowsWritten_; }
     /// @return 0; -16
     [[nodiscard]] int writeRows(std::uint16_t* const* rows, int count) noexcept;
     /// Adds the metadata, completes and closes the file. @return 0; -16 also if rows are missing
