@@ -1,4 +1,5 @@
 // The older functions on the information file's header: reading it as a record, writing a record.
+#include "frame/written_file.h"
 #include "image/info_header.h"
 #include "image/info_name.h"
 #include "platform/file.h"
@@ -16,7 +17,7 @@ int WriteImageInfo(ImageInfo info, const char* infoFileName) {
     lumo::FilePtr file = lumo::openFile(infoFileName, "wb");
     if (!file) return LumoErrorOpen;
     const auto bytes = lumo::encodeInfoHeader(info);
-    const bool written = lumo::writeBytes(file.get(), bytes.data(), bytes.size());
-    const bool closed = lumo::closeWritten(std::move(file));
-    return written && closed ? LumoOk : LumoErrorWrite;
+    return lumo::writeAndClose(std::move(file), [&](std::FILE* to) {
+        return lumo::writeBlock(to, bytes.data(), bytes.size());
+    });
 }

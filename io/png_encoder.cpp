@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "frame/ini2.h"
+#include "frame/written_file.h"
 #include "platform/write_signals.h"
 
 namespace lumo {
@@ -109,9 +110,9 @@ int PngWrite::writeEnd(char* metaData) noexcept {
 
 /// libpng refuses to end a file whose image data it has not seen, so the last chunks are named to
 /// it one by one.
-int PngWrite::writeFastEnd(const char* metaData) noexcept {
+int PngWrite::writeFastEnd(std::FILE* file, const char* metaData) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return LumoErrorWrite;
-    if (!fast_->finish(file_.get())) png_error(png_, "Write Error");
+    if (!fast_->finish(file)) png_error(png_, "Write Error");
     const auto bytes = [](const char* text) { return reinterpret_cast<png_const_bytep>(text); };
     const std::size_t length = std::strlen(metaData);
     png_write_chunk_start(png_, bytes("tEXt"),
@@ -128,9 +129,9 @@ int PngWrite::complete(const lmImage& image) noexcept {
     char empty[] = "";
     const WriteSignalGuard guard;
     char* const metaData = image.metaData != nullptr ? image.metaData : empty;
-    const int code = fast_ ? writeFastEnd(metaData) : writeEnd(metaData);
-    const bool closed = closeWritten(std::move(file_));
-    return code == LumoOk && !closed ? LumoErrorWrite : code;
+    return writeAndClose(std::move(file_), [&](std::FILE* file) {
+        return fast_ ? writeFastEnd(file, metaData) : writeEnd(metaData);
+    });
 }
 
 }  // namespace lumo

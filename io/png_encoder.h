@@ -46,7 +46,7 @@ public:
 private:
     [[nodiscard]] int writeFastRows(std::uint16_t* const* rows, int count) noexcept;
     [[nodiscard]] int writeEnd(char* metaData) noexcept;
-    [[nodiscard]] int writeFastEnd(const char* metaData) noexcept;
+    [[nodiscard]] int writeFastEnd(std::FILE* file, const char* metaData) noexcept;
 
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
