@@ -5,6 +5,9 @@
 
 namespace {
 
+// The logger's class comes from the support library, and the numbers are the settings that hosts
+// and sites know from there. A site's own logger may take them up; ours writes every level to the
+// file, whatever the target, unless the environment says otherwise.
 Log logger(3, 5, "orvellog.log", 0, 29);
 
 bool libraryEntry(void*, lumo::LoadReason reason, void*) {

@@ -32,6 +32,7 @@ FORBIDDEN = [
     (r"\bf(re)?open(64)?\s*\(", "use openFile() of platform/file.h", ("platform/file_open.cpp",)),
     (r"\breinterpret_cast\b(?!<(const )?__m)", "no reinterpret_cast in readers",
      ("io/png_writer.cpp", "io/png_decoder.cpp")),
+    (r"\bgetenv\s*\(", "use secure_getenv(): a privileged program's caller is not trusted", ()),
     (r"\busing namespace\b", "no using namespace in headers", ()),
 ]
 READERS = ("io/", "frame/", "image/", "platform/file")

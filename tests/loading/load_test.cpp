@@ -153,6 +153,11 @@ void testLogFolders(const char* library, const fs::path& folder) {
     setenv("ORVEL_LOG_LEVEL", "5", 1);
     dlclose(loadAndCall(library));
     expect(linesOf(folder / "orvellog.log").size() == 1, "level 5 logs the start line alone");
+    fs::rename(folder / "orvellog.log", folder / "elsewhere");
+    fs::create_symlink(folder / "elsewhere", folder / "orvellog.log");
+    dlclose(loadAndCall(library));
+    expect(linesOf(folder / "elsewhere").size() == 1, "a link of the log's name is not followed");
+    fs::rename(folder / "elsewhere", folder / "orvellog.log");
     setenv("ORVEL_LOG_LEVEL", "-1", 1);
     dlclose(loadAndCall(library));
     expect(linesOf(folder / "orvellog.log").size() == 1, "level -1 logs nothing");
