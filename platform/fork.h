@@ -9,7 +9,8 @@ namespace lumo {
 /// only the one that forked.
 [[nodiscard]] bool isForked() noexcept;
 
-/// The library's one lock. A fork waits for it, so that a child always finds it free.
+/// A lock that a fork waits for, so that a child always finds it free. Nothing is logged under it:
+/// a line has such a lock of its own, and two are never held together.
 [[nodiscard]] std::mutex& forkSafeLock() noexcept;
 
 }  // namespace lumo

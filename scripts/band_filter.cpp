@@ -34,6 +34,15 @@ struct Transforms {
     Plan forward, reverse;
 
     Transforms(float* buffer, const FftLayout& layout) {
+        plan(buffer, layout);
+        if (forward != nullptr && reverse != nullptr) return;
+        slog(3, "%s unable to plan the transform", caller);
+        raise(LumoErrorMemory);
+    }
+
+private:
+    /// Does not log: a line has a lock of its own that a fork waits for.
+    void plan(float* buffer, const FftLayout& layout) {
         auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
         const std::lock_guard planning(forkSafeLock());
         Init_FftThreads();
@@ -41,10 +50,6 @@ struct Transforms {
                                             spectrum, FFTW_ESTIMATE));
         reverse.reset(fftwf_plan_dft_c2r_2d(layout.paddedWidth, layout.paddedHeight, spectrum,
                                             buffer, FFTW_ESTIMATE));
-        if (forward == nullptr || reverse == nullptr) {
-            slog(3, "%s unable to plan the transform", caller);
-            raise(LumoErrorMemory);
-        }
     }
 };
 
