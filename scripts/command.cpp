@@ -123,17 +123,19 @@ int runClippedEqualisation(const Call& call) {
 struct Operation {
     const char* name;
     int (*run)(const Call& call);
+    bool handsBack = false;  ///< values, also for an image of zero pixels
 };
 constexpr Operation operations[] = {{"unsharp_mask", runUnsharpMask},
                                     {"unsharp_mask2", runUnsharpMask2},
                                     {"mean_filter", runMean},
                                     {"median_filter", runMedian},
                                     {"histogramm_equal", runEqualisation},
-                                    {"histogramm_equal3", runClippedEqualisation}};
+                                    {"histogramm_equal3", runClippedEqualisation, true}};
 
 /// An operation that refuses its parameters does not fail the call; it leaves its code as the last
-/// error.
+/// error. Without pixels there is nothing to do, whatever the parameters.
 void runOperation(const Operation& operation, const Call& call) {
+    if (viewOf(call.source).count() == 0 && !operation.handsBack) return;
     const int code = operation.run(call);
     if (code != LumoOk) reportFailure(function, code, 4);
 }
