@@ -86,7 +86,14 @@ TEST(SmoothMean, EqualsTheMeanOfUnsmoothedPixels) {
     // Windows of the brightest pixels where sums, counts and quotients are largest.
     Raster bright(186, 187, 65535);
     bright.at(93, 93) = 65534;
-    for (const auto& [width, height] : {std::pair{7, 9}, {181, 181}, {183, 179}, {185, 185}})
+    for (const auto& [width, height] : {std::pair{7, 9},
+                                        {11, 11},
+                                        {15, 17},
+                                        {31, 31},
+                                        {79, 79},
+                                        {181, 181},
+                                        {183, 179},
+                                        {185, 185}})
         expectTwin(bright, width, height);
 }
 
