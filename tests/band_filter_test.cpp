@@ -76,7 +76,11 @@ const std::vector<BandParameters>& manyParameters() {
         {1, 1, 1, 1, 0, 0.3, 1, 1, 1, 1},           // the high-pass term down to nothing
         {1, 1, 1, 0, 1, 900, 0.5, 0, 2, 3},
         {0, 1, 1e-320, 1, 0, 1e300, 0, 1, 0, -2},
-        {1e10, 1.0001e10, 1, 1e300, 1e300, 1, 1e-310, 1e-310, 1, 1}};  // a product overflows
+        {1e10, 1.0001e10, 1, 1e300, 1e300, 1, 1e-310, 1e-310, 1, 1},  // a product overflows
+        // A factor of 64 x 49 lies so near the middle of two floats that the exponential's error
+        // counts.
+        {1, 1, 10, 1, 1, 10, 0, 1, 0.5 + 4180 * 0.001, 1.25},
+        {1, 1, 10, 1, 1, 10, 0, 1, 0.5 + 2352 * 0.001, 1.5}};
     return all;
 }
 
