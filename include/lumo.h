@@ -8,7 +8,8 @@
  * mapping, filtering, raw files) are in lumo_legacy.h.
  *
  * Results are 0 or a negative ::LumoResult. Calls on different images may run in several threads at
- * once; one image belongs to one thread at a time. File names are in the platform's own encoding.
+ * once; one image belongs to one thread at a time. File names are in the platform's own encoding;
+ * a name of more than 1023 characters cannot be opened.
  */
 #ifndef LUMO_H
 #define LUMO_H
