@@ -385,8 +385,8 @@ LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
  * Writes the next row.
  * @param row  `width` pixels, from anywhere
  * @return 0; -50 without image; -8 without a write in progress or a row; -16 when all rows are
- * written, which leaves the file as it is, or when libpng fails or the image's size has changed: the
- * write then stays open but dead
+ * written, which leaves the file as it is, or when libpng fails or the image's size has changed:
+ * the write then stays open but dead
  */
 LUMO_API int LumoPngWriteRow(lmImage* image, const unsigned short* row);
 
