@@ -114,6 +114,7 @@ Resolution resolutionOf(png_const_structp png, png_infop info) {
 
 int PngDecoder::open(FilePtr file) noexcept {
     file_ = std::move(file);
+    firstChunk_ = positionOf(file_.get());
     memory_.limit = memoryForAnyFile + memoryPerByte * fileSize(file_.get()).value_or(0);
     png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning,
                                     &memory_, allocate, release);
@@ -127,7 +128,7 @@ bool PngDecoder::holdsItsChunks() const noexcept {
     png_byte header[8];  // length and type
     const std::optional<std::uint64_t> size = fileSize(file_.get());
     if (!size) return true;
-    std::uint64_t at = positionOf(file_.get());
+    std::uint64_t at = firstChunk_;
     while (readBytesAt(file_.get(), at, header, sizeof header) == sizeof header) {
         at += sizeof header + png_get_uint_32(header) + checksumSize;
         if (std::memcmp(header + 4, "IEND", 4) == 0) return true;
@@ -180,7 +181,7 @@ bool PngDecoder::isPlain(const PngProperties& properties) const noexcept {
 }
 
 int PngDecoder::readRows(Target raster, std::uint16_t** rows, const PngProperties& properties) {
-    if (isPlain(properties) && readImageFast(file_.get(), properties.depth, raster,
+    if (isPlain(properties) && readImageFast(file_.get(), firstChunk_, properties.depth, raster,
                                              memory_.limit - memory_.used, lastTexts_))
         return memory_.failed ? LumoErrorMemory : LumoOk;
     lastTexts_ = {};

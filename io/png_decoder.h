@@ -63,7 +63,8 @@ private:
     [[nodiscard]] bool isPlain(const PngProperties& properties) const noexcept;
 
     FilePtr file_;
-    PngTexts lastTexts_;  ///< those that libpng has not read
+    std::uint64_t firstChunk_ = 0;  ///< its place in the file
+    PngTexts lastTexts_;            ///< those that libpng has not read
     PngMemory memory_{};
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
