@@ -6,9 +6,9 @@
 #include <functional>
 #include <tuple>
 
-#include "platform/file.h"
 #include "io/deflate.h"
 #include "io/png_image_reader.h"
+#include "platform/file.h"
 #include "support/support.h"
 
 namespace lumo::test {
@@ -258,8 +258,8 @@ bool isReadFast(const Bytes& bytes, int depth, int width, int height) {
     writeFile(folder / "a.png", bytes);
     Raster raster(width, height);
     PngTexts texts;
-    return readImageFast(openFile((folder / "a.png").c_str(), "rb").get(), depth, raster.target(),
-                         1000, texts);
+    return readImageFast(openFile((folder / "a.png").c_str(), "rb").get(), 8, depth,
+                         raster.target(), 1000, texts);
 }
 
 /// A file with random samples, and rows filtered in every way.
