@@ -44,7 +44,7 @@ void readSetting(std::FILE* file, std::string_view key, std::string_view name, c
 
 void Get_RegStr(RegistryHive, const char* key, const char* name, char* value) noexcept {
     value[0] = '\0';
-    const char* configured = std::getenv("ORVEL_CONFIG");
+    const char* configured = secure_getenv("ORVEL_CONFIG");
     const bool isSet = configured != nullptr && *configured != '\0';
     const lumo::FilePtr file(fopen_ex(isSet ? configured : defaultFile, "r"));
     if (file) readSetting(file.get(), key, name, value);

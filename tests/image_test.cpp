@@ -5,7 +5,7 @@
 #include <cstring>
 #include <tuple>
 
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "image/lm_image.h"
 #include "support/support.h"
 
