@@ -1,4 +1,5 @@
-// Whole cache lines change places, from both ends to the middle; along a row they are reversed, too.
+// Whole cache lines change places, from both ends to the middle; along a row they are reversed,
+// too.
 #include "geometry/reversal.h"
 
 #include <algorithm>
