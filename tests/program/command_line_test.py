@@ -104,7 +104,9 @@ class CommandLine(Program):
                 return file.read().splitlines()
 
         self.phantom("a.png")
-        self.run_lumo("info", "no.png", status=1)
+        self.phantom("cut.png")
+        os.truncate(os.path.join(self.folder, "cut.png"), 2000)
+        self.run_lumo("info", "cut.png", status=1)
         self.assertTrue(all(int(line.split()[2]) <= 5 for line in lines()), lines())
         self.assertTrue(any(" 3 " in line for line in lines()))
         self.env["ORVEL_LOG_LEVEL"] = "8"
