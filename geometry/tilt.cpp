@@ -1,4 +1,6 @@
 // How far the exposed area is tilted, from straight lines through its four edges.
+#include "geometry/tilt.h"
+
 #include <algorithm>
 #include <cmath>
 #include <span>
@@ -30,6 +32,8 @@ double slopeOf(std::span<const std::uint16_t> profile) {
            (number(count) * number(sumII) - number(sumI) * number(sumI));
 }
 
+}  // namespace
+
 double rotationAngle(Source image) {
     const EdgeProfiles edges = findEdges(image);
     // The sides measure x against y, so their slopes count the other way round.
@@ -40,7 +44,6 @@ double rotationAngle(Source image) {
     return degrees((angles[1] + angles[2]) * 0.5);
 }
 
-}  // namespace
 }  // namespace lumo
 
 extern "C" double CalculateRotationAngle(Image image) {

@@ -18,7 +18,7 @@
 
 /**
  * @name Version of these headers
- * LumoGetVersion() gives that of the library in use.
+ * The text that LumoGetVersion() gives is another one: hosts know the library by it, so it stays.
  * @{
  */
 #define LUMO_VERSION_MAJOR 2 /**< changes when callers have to be compiled anew */

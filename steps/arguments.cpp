@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 
 #include "steps/step.h"
 #include "steps/table.h"
@@ -299,8 +300,13 @@ std::string shownName(const StepOption& option) {
 }
 
 std::string exactText(double number) {
+    constexpr double readable = 1e15;  // whole numbers below are written without an exponent
+    const bool whole = std::abs(number) < readable && number == std::trunc(number);
     char text[32];
-    return {text, std::to_chars(text, text + sizeof text, number + 0.0).ptr};  // no "-0"
+    char* const end = text + sizeof text;
+    number += 0.0;  // no "-0"
+    return {text, whole ? std::to_chars(text, end, number, std::chars_format::fixed).ptr
+                        : std::to_chars(text, end, number).ptr};
 }
 
 }  // namespace lumo

@@ -1,5 +1,6 @@
 // The step `rotate`: turns by quarters, by any angle, or straight.
 #include "geometry/reversal.h"
+#include "geometry/tilt.h"
 #include "image/quarter_turn_copy.h"
 #include "image/view.h"
 #include "steps/table.h"
@@ -70,7 +71,7 @@ double estimatedAngle(const StepWork& work) {
     if (value.min > exposed || value.max <= exposed)
         refuse(work.report, LumoErrorImage,
                "rotate: --straighten finds no exposed area that stands out from its surroundings");
-    return CalculateRotationAngle(stretched);
+    return rotationAngle(asSource(viewOf(stretched)));
 }
 
 void apply(const StepWork& work) {
