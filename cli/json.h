@@ -24,6 +24,7 @@ public:
     void text(std::string_view value);
     void number(std::int64_t value);
     void number(double value, int decimals);
+    void boolean(bool value);
 
     /// The shorthands for entries of an object.
     void entry(std::string_view name, std::string_view value) { key(name), text(value); }

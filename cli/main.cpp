@@ -10,12 +10,10 @@
 namespace lumo::cli {
 
 Work setUpCalibrate(CLI::App&), setUpConvert(CLI::App&), setUpFilter(CLI::App&),
-    setUpMirror(CLI::App&), setUpRotate(CLI::App&), setUpShear(CLI::App&), setUpHistory(CLI::App&),
-    setUpInfo(CLI::App&), setUpPhantom(CLI::App&), setUpPreview(CLI::App&), setUpSheet(CLI::App&);
+    setUpRun(CLI::App&), setUpStep(CLI::App&), setUpHistory(CLI::App&), setUpInfo(CLI::App&),
+    setUpPhantom(CLI::App&), setUpPreview(CLI::App&), setUpSheet(CLI::App&);
 Work setUpStats(CLI::App&), setUpDose(CLI::App&), setUpHistogram(CLI::App&),
     setUpProfile(CLI::App&);
-Work setUpWindow(CLI::App&), setUpEqualize(CLI::App&), setUpInvert(CLI::App&), setUpCrop(CLI::App&),
-    setUpBin(CLI::App&), setUpDeflash(CLI::App&);
 
 namespace {
 
@@ -23,11 +21,12 @@ namespace {
 constexpr Verb verbs[] = {
     {"info", "Show what image files hold", setUpInfo},
     {"convert", "Write an image in another format, with changed metadata", setUpConvert},
+    {"run", "Apply a chain of steps to an image", setUpRun},
     {"filter", "Run filter commands on an image", setUpFilter},
     {"history", "List the processing steps that an image went through", setUpHistory},
-    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpRotate},
-    {"mirror", "Exchange left and right or top and bottom", setUpMirror},
-    {"shear", "Turn approximately, in whole-pixel shears", setUpShear},
+    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpStep},
+    {"mirror", "Exchange left and right or top and bottom", setUpStep},
+    {"shear", "Turn approximately, in whole-pixel shears", setUpStep},
     {"calibrate", "Make a gain table, or correct an image by one", setUpCalibrate},
     {"preview", "Write an 8-bit picture to look at", setUpPreview},
     {"sheet", "Write images side by side into one picture", setUpSheet},
@@ -36,12 +35,12 @@ constexpr Verb verbs[] = {
     {"histogram", "Count grey values, as numbers or as a picture", setUpHistogram},
     {"profile", "Means of a region's columns or rows, as numbers or as a picture", setUpProfile},
     {"dose", "Tell the dose indicator of images", setUpDose},
-    {"window", "Map a window of grey values through a curve", setUpWindow},
-    {"equalize", "Equalise the histogram", setUpEqualize},
-    {"invert", "Exchange black and white", setUpInvert},
-    {"crop", "Keep a region", setUpCrop},
-    {"bin", "Average blocks of pixels", setUpBin},
-    {"deflash", "Remove single pixels much brighter than the one above", setUpDeflash},
+    {"window", "Map a window of grey values through a curve", setUpStep},
+    {"equalize", "Equalise the histogram", setUpStep},
+    {"invert", "Exchange black and white", setUpStep},
+    {"crop", "Keep a region", setUpStep},
+    {"bin", "Average blocks of pixels", setUpStep},
+    {"deflash", "Remove single pixels much brighter than the one above", setUpStep},
 };
 
 Status explain(const CLI::App& program, const CLI::ParseError& error) {

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "cli/files/batch_files.h"
+#include "cli/files/records.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {
@@ -49,7 +50,7 @@ void requireFiles(const BatchOptions& batch, const ChangeOptions& single, const 
 }
 
 Status runOnFiles(const BatchOptions& batch, const ChangeOptions& options,
-                  const std::function<void(const ChangeOptions&)>& work) {
+                  const std::function<void(const ChangeOptions&)>& work, Records* records) {
     if (!batch.chosen()) {
         work(options);
         return done;
@@ -67,6 +68,7 @@ Status runOnFiles(const BatchOptions& batch, const ChangeOptions& options,
             work(each);
         } catch (const CommandError& error) {
             failures.push_back(failureOf(each.input, error.what()));
+            if (records != nullptr) records->addFailure(each.input, error);
         } catch (const std::bad_alloc&) {
             failures.push_back(libraryError(LumoErrorMemory, each.input).what());
         }

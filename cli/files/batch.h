@@ -9,6 +9,8 @@
 
 namespace lumo::cli {
 
+class Records;
+
 struct BatchOptions {
     std::vector<std::string> folders;
     std::string out;
@@ -27,7 +29,9 @@ void requireFiles(const BatchOptions& batch, const ChangeOptions& single, const 
 /// .xyz or .raw, in any case. Each goes to its own place below the output folder. A file that fails
 /// is told at the end, the others go on; a bar shows how far it is if messages go to a terminal.
 /// @param options  IN and OUT, or for a batch the format and whether to replace
+/// @param records  receive the failures of a batch
 Status runOnFiles(const BatchOptions& batch, const ChangeOptions& options,
-                  const std::function<void(const ChangeOptions&)>& work);
+                  const std::function<void(const ChangeOptions&)>& work,
+                  Records* records = nullptr);
 
 }  // namespace lumo::cli

@@ -4,11 +4,13 @@
 #include <vector>
 
 #include "cli/arguments.h"
-#include "cli/change.h"
+#include "cli/command.h"
+#include "cli/files/image_output.h"
 #include "cli/files/output.h"
 #include "cli/history.h"
 #include "cli/pictures/canvas.h"
 #include "cli/pictures/picture.h"
+#include "lumo_steps.h"
 
 namespace lumo::cli {
 
@@ -56,9 +58,13 @@ std::vector<std::string> wrapped(const std::string& text, int width) {
 
 Cell cellOf(const std::string& file, const Options& options) {
     Cell cell{readImage(file), {}, nullptr};
-    if (!options.roi.empty()) cropTo(cell.image, parseRoi(options.roi), file);
     const auto steps = readHistory(cell.image.get(), file);
-    cell.caption = wrapped(steps.empty() ? "" : steps.rbegin()->second, options.width);
+    cell.caption = wrapped(steps.empty() ? "" : steps.back().recorded, options.width);
+    if (!options.roi.empty()) {
+        requireInside(*cell.image, parseRoi(options.roi), file);
+        const std::string step = "crop --roi " + options.roi;
+        check(LumoApplyStep(cell.image.get(), step.c_str(), nullptr), file);
+    }
     const std::string name = SplitPath(file).name;
     cell.caption.insert(cell.caption.begin(),
                         name.substr(0, static_cast<std::size_t>(mostLetters(options.width))));
