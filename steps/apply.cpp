@@ -154,7 +154,7 @@ int LumoApplyStep(lmImage* image, const char* text, LumoStepReport** report) {
 int LumoQuoteStepWord(const char* word, char* text, int32_t* size) {
     return lumo::guarded([=] {
         if (word == nullptr || size == nullptr) lumo::raise(LumoErrorParameter);
-        const std::string quoted = lumo::quoted(word);
+        const std::string quoted = lumo::quotedWord(word);
         const auto needed = static_cast<std::int32_t>(quoted.size() + 1);
         const bool asked = text == nullptr || *size == 0;
         if (!asked && *size < needed) lumo::raise(LumoErrorParameter);

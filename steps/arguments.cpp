@@ -46,7 +46,7 @@ std::string hint(std::string_view typed, const std::vector<std::string_view>& na
 /// A value that would be taken for an option.
 std::string asValue(const StepOption& option, const std::string& value) {
     const bool looksLikeOption = value.starts_with("--");
-    return quoted(looksLikeOption && option.type == LumoOptionFile ? "./" + value : value);
+    return quotedWord(looksLikeOption && option.type == LumoOptionFile ? "./" + value : value);
 }
 
 /// Reads the words behind a step's name.
@@ -92,9 +92,9 @@ private:
                                   words_[at_ + 1].starts_with('=');
         if (blankFollows || word.starts_with('=') ||
             (word.back() == '=' && at_ + 1 < words_.size()))
-            refuseText(step, report_, quoted(word) + ": no blanks may stand around the =");
+            refuseText(step, report_, quotedWord(word) + ": no blanks may stand around the =");
         if (equals == std::string::npos)
-            refuseText(step, report_, quoted(word) + ": not of the form key=value");
+            refuseText(step, report_, quotedWord(word) + ": not of the form key=value");
         const std::string name = lowered(word.substr(0, equals));
         if (name == "type" && !typeTaken_) return void(typeTaken_ = true);
         std::vector<std::string_view> names;
@@ -105,7 +105,7 @@ private:
             names.emplace_back(option.name);
         }
         refuseText(step, report_,
-                   type + " has no key " + quoted(name) + hint(name, names, "", "="));
+                   type + " has no key " + quotedWord(name) + hint(name, names, "", "="));
     }
 
     void takeOption(const std::string& word) {
@@ -119,7 +119,7 @@ private:
             names.emplace_back(option.name);
         }
         refuseText(step, report_,
-                   "there is no option " + quoted("--" + name) + hint(name, names, "--", ""));
+                   "there is no option " + quotedWord("--" + name) + hint(name, names, "--", ""));
     }
 
     void takeValue(const StepOption& option, const std::string& word, std::size_t equals) {
@@ -138,7 +138,7 @@ private:
     void takePositional(const std::string& word) {
         for (const StepOption& option : arguments_.step().options)
             if (isPositional(option) && !arguments_.has(option.name)) return give(option, word);
-        refuseText(arguments_.step(), report_, "not expected: " + quoted(word));
+        refuseText(arguments_.step(), report_, "not expected: " + quotedWord(word));
     }
 
     void give(const StepOption& option, const std::string& typed) {
@@ -277,7 +277,7 @@ StepArguments parseStep(std::string_view text, LumoStepReport& report) {
     std::optional<std::vector<std::string>> words = splitWords(text);
     if (!words)
         refuse(report, LumoErrorParameter,
-               quoted(text) +
+               quotedWord(text) +
                    ": a quote that is not closed, or a "
                    "backslash in quotes that stands for no "
                    "byte");
@@ -285,7 +285,7 @@ StepArguments parseStep(std::string_view text, LumoStepReport& report) {
     const Step* step = findStep(words->front());
     if (step == nullptr)
         refuse(report, LumoErrorParameter,
-               "there is no step " + quoted(words->front()) +
+               "there is no step " + quotedWord(words->front()) +
                    hint(words->front(), stepNames(), "", ""));
     return Reader(*step, std::move(*words), report).read();
 }

@@ -1,7 +1,7 @@
 // The step `calibrate`: a picture corrected by a gain table, whose file the history names with its
 // checksum.
 #include <cerrno>
-#include <charconv>
+#include <filesystem>
 #include <system_error>
 
 #include "calibration/gain_table.h"
@@ -36,22 +36,29 @@ void check(const StepArguments& arguments, LumoStepReport& report) {
         (crc.size() == 8 && crc.find_first_not_of("0123456789abcdef") == std::string::npos))
         return;
     refuse(report, LumoErrorParameter,
-           "calibrate: --crc " + quoted(crc) + ": not eight hexadecimal digits");
+           "calibrate: --crc " + quotedWord(crc) + ": not eight hexadecimal digits");
 }
 
 [[noreturn]] void refuseFile(const StepArguments& arguments, LumoStepReport& report, int code,
                              const std::string& reason) {
-    refuse(report, code, "calibrate: " + quoted(arguments.text("TABLE")) + ": " + reason);
+    refuse(report, code, "calibrate: " + quotedWord(arguments.text("TABLE")) + ": " + reason);
 }
 
-/// Refuses what is no whole calibration file.
+/// Refuses what is no whole calibration file. A pipe would not be there for a second reading, and
+/// opening it could wait for ever.
 GainTableReader openTable(const StepArguments& arguments, LumoStepReport& report) {
     const std::string name = arguments.text("TABLE");
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(name, error);
+    if (exists(status) && !is_regular_file(status))
+        refuseFile(arguments, report, LumoErrorOpen, "a folder, a pipe or a device");
+    if (!exists(status)) refuseFile(arguments, report, LumoErrorOpen, error.message());
     errno = 0;
     FilePtr file = openFile(name.c_str(), "rb");
     if (!file)
         refuseFile(arguments, report, LumoErrorOpen,
-                   errno != 0 ? std::generic_category().message(errno) : "cannot be opened");
+                   errno != 0 ? std::generic_category().message(errno)
+                              : "a name of more than 1023 characters");
     GainTableReader reader(std::move(file));
     if (!reader.isTable())
         refuseFile(arguments, report, LumoErrorFile, "cut short, or no calibration file");
@@ -100,7 +107,7 @@ void noteIfRepeated(const StepWork& work, const StepArguments& recorded) {
         if (!earlier || &earlier->step() != &calibrateStep) continue;
         if (!sameTable(*earlier, recorded)) continue;
         return work.report.notes.push_back("already corrected with this calibration (" +
-                                           quoted(earlier->text("TABLE")) + ')');
+                                           quotedWord(earlier->text("TABLE")) + ')');
     }
 }
 

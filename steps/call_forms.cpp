@@ -27,22 +27,22 @@ std::optional<std::string> mirroring(std::string_view inside) {
 }
 
 std::optional<std::string> quarterTurn(std::string_view inside) {
-    return "rotate --quarter " + quoted(inside);
+    return "rotate --quarter " + quotedWord(inside);
 }
 
 std::optional<std::string> turn(std::string_view inside) {
-    return "rotate --angle " + quoted(inside);
+    return "rotate --angle " + quotedWord(inside);
 }
 
 std::optional<std::string> shearing(std::string_view inside) {
-    return "shear --angle " + quoted(inside);
+    return "shear --angle " + quotedWord(inside);
 }
 
 /// The function corrects what a table of any size covers.
 std::optional<std::string> correction(std::string_view inside) {
     const std::string name =
         inside.starts_with("--") ? "./" + std::string(inside) : std::string(inside);
-    return "calibrate " + quoted(name) + " --partial";
+    return "calibrate " + quotedWord(name) + " --partial";
 }
 
 constexpr struct {

@@ -19,7 +19,7 @@ struct Typed {
     LumoStepReport& report;
 
     [[noreturn]] void refuse(const std::string& reason) const {
-        lumo::refuse(report, LumoErrorParameter, what + quoted(text) + ": " + reason);
+        lumo::refuse(report, LumoErrorParameter, what + quotedWord(text) + ": " + reason);
     }
     [[noreturn]] void refuseRange() const {
         refuse("outside " + exactText(option.least) + " to " + exactText(option.largest));

@@ -112,7 +112,7 @@ std::optional<std::vector<std::string>> splitWords(std::string_view text) {
     }
 }
 
-std::string quoted(std::string_view word) {
+std::string quotedWord(std::string_view word) {
     if (isPlain(word)) return std::string(word);
     std::string text = "\"";
     for (std::size_t length = 0; !word.empty(); word.remove_prefix(length)) {

@@ -14,7 +14,7 @@ namespace lumo {
 
 /// The word as it stands in a text: in double quotes if it is empty or holds what would end it. The
 /// result is one line of UTF-8 without control characters, whatever the word holds.
-[[nodiscard]] std::string quoted(std::string_view word);
+[[nodiscard]] std::string quotedWord(std::string_view word);
 
 /// The items of a list that blanks separate, as the table of steps holds them.
 [[nodiscard]] std::vector<std::string_view> itemsOf(std::string_view list);

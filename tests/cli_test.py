@@ -90,7 +90,7 @@ class Program(unittest.TestCase):
             self.assertTrue(err.startswith(("lumo", "a", "x.d/a", "--")), err)
         for arguments, reason in (
             (["info", "--nosuch"], "lumo info: not expected: --nosuch\n"), (["--nosuch", "info"], "lumo: not expected: --nosuch\n"),
-            (["nosuch", "in.png"], "lumo: there is no verb nosuch\n"), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
+            (["nosuch", "in.png"], "lumo: there is no verb nosuch\n"), (["calibrate", "apply"], "lumo calibrate apply: TABLE is required\n"),
             (["crop", "in.png", "a.png", "--roi", "1", "2", "3"], "lumo crop: not expected: 2 3\n"),
             (["convert", "", "a.png"], "lumo: argument 2 is empty\n"), (["stats", "in.png", "--limits", ""], "lumo: argument 4 is empty\n"),
         ):
@@ -256,7 +256,7 @@ class Program(unittest.TestCase):
         commands = ["type=unsharp_mask radius=0.3 value=2", "type=Median_Filter size=5 # five", "type=gauss_fd2 al0=0.5"]
         self.run_lumo("filter", "a.png", "b.png", *commands)
         script = self.run_lumo("history", "b.png", "--script")[0]
-        self.assertEqual(script, commands[0] + "\n" + commands[1].replace("#", ";") + "\n" + commands[2] + "\n")
+        self.assertEqual(script, commands[0] + "\ntype=median_filter size=5\n" + commands[2] + "\n")
         os.mkdir(os.path.join(self.home.name, "scripts"))
         with open(os.path.join(self.home.name, "scripts", "s.imo"), "w") as file:
             file.write("# sharpen\n\n" + script + " # end\n")
@@ -274,14 +274,20 @@ class Program(unittest.TestCase):
         self.phantom("a.png")
         with open(os.path.join(self.folder, "s.imo"), "w") as file:
             file.write("type=mean_filter\ntype=mean_filter size=99\n")
-        for arguments, place in ((["type=sharpen"], "type=sharpen"), (["type=mean_filter size=0"], "type=mean_filter size=0"),
-                                 (["--script", "./s.imo"], "./s.imo:2")):
-            self.assertRegex(self.run_lumo("filter", "a.png", "b.png", *arguments, status=1)[1],
-                             "^" + place + r": -2 [^\n]+\n$")
-        self.run_lumo("filter", "a.png", "b.png", "--script", "./no.imo", status=1)
+        with open(os.path.join(self.folder, "t.imo"), "w") as file:
+            file.write("# wrong\n\ntype=mean_filter siez=3\n")
+        for arguments, status, message in (
+            (["type=sharpen"], 2, "lumo filter: type=sharpen: none of "), (["type=mean_filter size=0"], 2, "lumo filter: size=0: outside 1 to"),
+            (["--script", "./t.imo"], 2, "./t.imo:3: filter: mean_filter has no key siez; did you mean size="),
+            (["--script", "./s.imo"], 1, "a.png: ./s.imo:2: filter: the values do not fit a picture of 64 x 48 pixels"),
+            (["--script", "./no.imo"], 1, "./no.imo: cannot be read (No such file or directory)"),
+        ):
+            self.assertRegex(self.run_lumo("filter", "a.png", "b.png", *arguments, status=status)[1],
+                             "^" + re.escape(message) + r"[^\n]*\n$")
         self.run_lumo("filter", "a.png", "b.png", status=2)
-        self.assertEqual(self.files(), ["a.png", "s.imo"])
-        self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0], r"\[return\]\nlp=\d+\nrp=\d+\n")
+        self.assertEqual(self.files(), ["a.png", "s.imo", "t.imo"])
+        self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0],
+                         r"^b\.png\n  lower end of the useful range: \d+\n  upper end of the useful range: \d+\n$")
 
     def test_figures_equal_a_small_computation(self):
         self.phantom("a.png")
@@ -334,12 +340,7 @@ class Program(unittest.TestCase):
         """The command line that a step of the history stands for."""
         patterns = (
             (r"filter (.*)", lambda m: ["filter", source, target, m[1]]),
-            (r"LumoRotateImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--quarter", m[1]]),
-            (r"RotationNewImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--angle", m[1]]),
-            (r"Shear\(angle=(.*)\)", lambda m: ["shear", source, target, "--angle", m[1]]),
-            (r"LumoMirrorImage\(h=1, v=0\)", lambda m: ["mirror", source, target, "--horizontal"]),
-            (r"LumoMirrorImage\(h=0, v=1\)", lambda m: ["mirror", source, target, "--vertical"]),
-            (r"CalibrateImage\(calibrationDataFileName=(.*)\)", lambda m: ["calibrate", "apply", m[1], source, target]),
+            (r"calibrate (\S+)(.*)", lambda m: ["calibrate", "apply", m[1], source, target] + m[2].split()),
             (r"(phantom) (.*)", lambda m: ["phantom", target] + m[2].split()),
             (r"(\w+)(.*)", lambda m: [m[1], source, target] + m[2].split()))
         return next(line(m) for pattern, line in patterns if (m := re.fullmatch(pattern, step)))
@@ -399,6 +400,9 @@ class Program(unittest.TestCase):
                 self.run_lumo(*self.again(steps[1].removeprefix("Step1: "), "a.png", "c.png"), "--force")
                 self.assertEqual(self.info("c.png")[0]["pixels"], b["pixels"])
                 self.assertEqual(self.run_lumo("history", "c.png")[0].splitlines(), steps)
+                self.run_lumo("run", "a.png", "c.png", steps[1].removeprefix("Step1: "), "--force")
+                self.assertEqual(self.info("c.png")[0]["pixels"], b["pixels"])
+                self.assertEqual(self.run_lumo("history", "c.png")[0].splitlines(), steps)
                 if width:
                     self.assertEqual((b["width"], b["height"]), (width, height))
                 if expected:
@@ -411,6 +415,65 @@ class Program(unittest.TestCase):
         phantom = self.run_lumo("history", "plain.png")[0].removeprefix("Step0: ").strip()
         self.run_lumo(*self.again(phantom, "", "c.png"), "--force")
         self.assertEqual(self.info("c.png")[0]["pixels"], self.info("plain.png")[0]["pixels"])
+
+    def write(self, file, text):
+        with open(os.path.join(self.folder, file), "w") as stream:
+            stream.write(text)
+
+    def test_a_chain_is_its_steps_one_by_one_and_its_recipe_replays(self):
+        self.phantom("a.png", size=(120, 90))
+        self.phantom("exposure.png", "--detector", "flat.png", size=(120, 90))
+        self.run_lumo("calibrate", "create", "flat.png", "my gains.cal")
+        steps = ["calibrate 'my gains.cal'", "deflash", "rotate --straighten", "crop --roi 3,4,110,85", "filter type=median_filter size=5",
+                 "bin --x 2 --y 2", "mirror --vertical", "window --lo 1000 --hi 60000 --mode sqrt", "equalize --clipped",
+                 "rotate --quarter 270", "shear --angle -2", "invert"]
+        source = "exposure.png"
+        for i, step in enumerate(steps):
+            self.run_lumo("run", source, "one%d.png" % i, step)
+            source = "one%d.png" % i
+        self.run_lumo("run", "exposure.png", "chain.png", *steps)
+        recipe = self.run_lumo("history", "--recipe", "chain.png")[0]
+        self.assertTrue(recipe.startswith("# the source: phantom --width 120 --height 90 --seed 1 --pitch 100000 --detector flat.png\n"
+                                          'calibrate "my gains.cal" --crc '))
+        self.write("recipe.txt", recipe + "\n  # end\r\n")
+        self.run_lumo("run", "exposure.png", "again.png", "--recipe", "recipe.txt")
+        one, chain, again = self.info(source, "chain.png", "again.png")
+        for each in (chain, again):
+            self.assertEqual({k: v for k, v in each.items() if k != "file"}, {k: v for k, v in one.items() if k != "file"})
+        os.makedirs(os.path.join(self.folder, "in"))
+        os.rename(os.path.join(self.folder, "exposure.png"), os.path.join(self.folder, "in/b.png"))
+        self.run_lumo("run", "--recipe", "recipe.txt", "--batch", "in", "--out", "out", "bin", "invert", "invert")
+        self.assertEqual(self.run_lumo("history", "out/b.png")[0].splitlines()[-3:], ["Step13: bin --x 2 --y 2", "Step14: invert", "Step15: invert"])
+        self.run_lumo("calibrate", "create", "flat.png", "my gains.cal", "--range", "20,300", "--force")
+        err = self.run_lumo("run", "in/b.png", "c.png", "--recipe", "recipe.txt", status=1)[1]
+        self.assertRegex(err, r'^recipe\.txt:2: calibrate: "my gains\.cal": another table than the one meant: its CRC-32 is [^\n]+\n$')
+        self.assertNotIn("c.png", self.files())
+
+    def test_every_step_is_refused_before_the_first_picture_is_touched(self):
+        self.write("wrong.txt", "# a comment\ninvert\nwidow --lo 1\n")
+        for arguments, status, message in (
+            (["no.png", "b.png", "invert", "bin --x 0"], 2, "lumo run: bin: --x 0: outside 1 to 255\n"),
+            (["no.png", "b.png", "--recipe", "wrong.txt"], 2, "wrong.txt:3: there is no step widow; did you mean window?\n"),
+            (["no.png", "b.png", "phantom"], 2, "lumo run: phantom: makes a picture, so it is no step of one\n"),
+            (["no.png", "b.png"], 2, "lumo run: no step; give some behind the files, or --recipe FILE\n"),
+            (["no.png", "b.png", "invert", "calibrate no.cal"], 1, "calibrate: no.cal: No such file or directory\n"),
+            (["no.png", "b.png", "--recipe", "no.txt"], 1, "no.txt: cannot be read (No such file or directory)\n"),
+        ):
+            self.assertEqual(self.run_lumo("run", *arguments, status=status), ("", message))
+        self.assertEqual(self.files(), ["wrong.txt"])
+
+    def test_a_history_that_cannot_be_repeated_is_named(self):
+        self.phantom("a.png")
+        self.run_lumo("convert", "a.png", "b.png", "--set", "PerformedSteps/Step1=polished\x1b[2J by hand",
+                      "--set", "PerformedSteps/Step2=LumoRotateImage(angle=90)")
+        out, err = self.run_lumo("history", "--recipe", "b.png", status=1)
+        self.assertEqual((out, err), ("", "b.png: Step1: polished\\x1B[2J by hand: cannot be repeated (there is no step \"polished\\x1B[2J\")\n"))
+        out, err = self.run_lumo("history", "--script", "b.png", status=1)
+        self.assertEqual(out, "")
+        self.assertEqual([line.split(":")[1] for line in err.splitlines()], [" Step1", " Step2"])
+        listed, = json.loads(self.run_lumo("history", "--json", "b.png")[0])
+        self.assertEqual([(step["step"], step["repeatable"], step["harmless"]) for step in listed["steps"]][1:],
+                         [("", False, False), ("rotate --quarter 90", True, True)])
 
     def test_turns_keep_what_a_pixel_covers(self):
         self.phantom("a.png")
@@ -425,10 +488,10 @@ class Program(unittest.TestCase):
         self.phantom("coarse.png", "--pitch", "100000000")
         self.assertIn("4300000000 x 100000000 nm", self.run_lumo("bin", "coarse.png", "c.png", "--x", "43", "--y", "1", status=1)[1])
         self.run_lumo("window", "a.png", "dark.png", "--lo", "65534", "--hi", "65535")
-        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "no grey value above"),
-                                  (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "--roi 64,0,64,1 leaves the image of"),
+        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "rotate: --straighten finds no exposed area"),
+                                  (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "crop: --roi 64,0,64,1 leaves the picture of"),
                                   (["profile", "a.png", "--axis", "x", "--roi", "0,0,1,-1"], "--roi 0,0,1,-1 leaves the image of"),
-                                  (["bin", "a.png", "c.png", "--x", "65"], "smaller than one block")):
+                                  (["bin", "a.png", "c.png", "--x", "65"], "bin: the picture of 64 x 48 pixels is smaller than one block")):
             self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^(a|dark)\.png: " + reason + r"[^\n]*\n$")
         self.assertNotIn("c.png", self.files())
 
@@ -444,7 +507,7 @@ class Program(unittest.TestCase):
         self.assertEqual({key: b["metadata"]["Image_X"][key] for key in ("Rotation", "Width", "Height", "Res_X", "MaxPix")},
                          {"Rotation": "90", "Width": "48", "Height": "64", "Res_X": "125000", "MaxPix": "65535"})
         self.assertEqual(self.run_lumo("history", "turned.png")[0],
-                         "Step0: filter type=unsharp_mask radius=0.5 value=2\nStep1: LumoRotateImage(angle=90)\n")
+                         "Step0: filter type=unsharp_mask radius=0.5 value=2\nStep1: rotate --quarter 90\n")
 
     def test_calibration_tells_what_it_did(self):
         def single(value):
@@ -458,31 +521,35 @@ class Program(unittest.TestCase):
         self.write_raster("ref.xyz", width, height, reference)
         self.write_raster("a.xyz", width, height, image)
         told = json.loads(self.run_lumo("calibrate", "create", "ref.xyz", "a.cal", "--json")[0])
-        self.assertEqual(told, {"file": "a.cal", "pixels": 200, "zeroPixels": 1, "zeroSmoothed": 1,
-                                "atLowestGain": 1, "atHighestGain": 1})
+        self.assertEqual(told, [{"file": "a.cal", "pixels": 200, "zeroPixels": 1, "zeroSmoothed": 1,
+                                 "atLowestGain": 1, "atHighestGain": 1}])
         codes = struct.unpack("<200H", self.read("a.cal")[20:])
         products = [math.floor(v * single(code * 1.5 / 65535 + 0.5)) for v, code in zip(image, codes)]
         out, err = self.run_lumo("calibrate", "apply", "a.cal", "a.xyz", "b.png", "--json")
         clamped = sum(v > 65535 for v in products)
         self.assertLess(0, clamped)
-        self.assertEqual(json.loads(out), {"file": "b.png", "corrected": 200, "beyondTable": 0, "atLowestGain": 1,
-                                           "atHighestGain": 1, "clamped": clamped})
+        step = "calibrate a.cal --crc %08x" % zlib.crc32(self.read("a.cal"))
+        self.assertEqual(json.loads(out), [{"file": "b.png", "steps": [{
+            "step": step, "corrected": 200, "beyondTable": 0, "atLowestGain": 1, "atHighestGain": 1, "clamped": clamped}]}])
         self.assertEqual(err, "")
         self.assertTrue(self.raster("b.png")[2] == [min(v, 65535) for v in products])
         self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: warning: already")
         os.mkdir(os.path.join(self.folder, "many"))
         self.write_raster("many/a.xyz", width, height, image)
         many = self.run_lumo("calibrate", "apply", "a.cal", "--batch", "many", "--out", "out", "--json", "--format", "png")[0]
-        self.assertEqual(json.loads(many), [{**json.loads(out), "file": "out/a.png"}])
+        self.assertEqual(json.loads(many), [{**json.loads(out)[0], "file": "out/a.png"}])
         self.write_raster("wide.xyz", 25, 10, [1] * 250)
-        self.assertIn("beyond the table: 50\n", self.run_lumo("calibrate", "apply", "a.cal", "wide.xyz", "d.png")[0])
+        wide = ["calibrate", "apply", "a.cal", "wide.xyz", "d.png"]
+        self.assertEqual(self.run_lumo(*wide, status=1)[1], "wide.xyz: calibrate: a.cal: a table of 20 x 10 pixels does not fit the "
+                         "picture of 25 x 10 pixels; --partial corrects what it covers\n")
+        self.assertIn("beyond the table: 50\n", self.run_lumo(*wide, "--partial")[0])
         # A rounding before a cut makes the highest gain's code 65534 here.
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "create", "ref.xyz", "b.cal", "--range", "15,200")[0])
         self.assertEqual(max(struct.unpack("<200H", self.read("b.cal")[20:])), 65534)
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "apply", "b.cal", "a.xyz", "f.png")[0])
         os.truncate(os.path.join(self.folder, "b.cal"), 99)
-        for table, reason in (("no.cal", r"-1 .*\(No such"), ("b.cal", r"-11 .*\(cut short")):
-            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^%s: %s" % (table, reason))
+        for table, reason in (("no.cal", "No such file"), ("b.cal", "cut short"), ("many", "a folder, a pipe or a device")):
+            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^calibrate: %s: %s" % (table, reason))
         self.assertNotIn("e.png", self.files())
 
     def test_a_detector_is_corrected_by_its_flat_field(self):
