@@ -5,7 +5,12 @@
 
 namespace lumo {
 
-/// CalculateRotationAngle() of a raster with pixels; raises -8.
-[[nodiscard]] double rotationAngle(Source image);
+struct Tilt {
+    double degrees;  ///< what CalculateRotationAngle() returns: the mean of two edges
+    double spread;   ///< by how many degrees these two differ
+};
+
+/// Of a raster with pixels; raises -8.
+[[nodiscard]] Tilt tiltOf(Source image);
 
 }  // namespace lumo

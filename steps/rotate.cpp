@@ -58,20 +58,25 @@ void turnQuarters(const StepWork& work, int angle) {
         {"Image_X", "PixelsizeY", std::to_string(work.image.pixelsizeX)});
 }
 
-/// The tilt of the exposed area. What counts as exposed is a fixed grey value, so detectors of
-/// fewer bits are spread over all grey values first.
+/// The tilt of the exposed area. What counts as exposed is a fixed grey value, so the picture is
+/// spread over all grey values first: evenly, and where the edges then found contradict each other,
+/// through a square root, which keeps dark parts of the area apart from what was not exposed.
 double estimatedAngle(const StepWork& work) {
     constexpr std::int32_t limit = 1000;  // parts per million
+    constexpr double largestSpread = 2;   // degrees
     constexpr int exposed = 8000;
     NewRaster copy;
     const Image stretched = copy.make(work.image.width, work.image.height);
-    work.require(Opt_GreyscaleLim(work.source(), stretched, limit, limit, CurveLinear));
-    ImageValue value{};
-    work.require(Get_ImageValue(stretched, &value));
-    if (value.min > exposed || value.max <= exposed)
-        refuse(work.report, LumoErrorImage,
-               "rotate: --straighten finds no exposed area that stands out from its surroundings");
-    return rotationAngle(asSource(viewOf(stretched)));
+    for (const std::uint16_t curve : {CurveLinear, CurveSquareRoot}) {
+        work.require(Opt_GreyscaleLim(work.source(), stretched, limit, limit, curve));
+        ImageValue value{};
+        work.require(Get_ImageValue(stretched, &value));
+        if (value.min > exposed || value.max <= exposed) break;
+        const Tilt tilt = tiltOf(asSource(viewOf(stretched)));
+        if (tilt.spread <= largestSpread) return tilt.degrees;
+    }
+    refuse(work.report, LumoErrorImage,
+           "rotate: --straighten finds no exposed area with straight edges");
 }
 
 void apply(const StepWork& work) {

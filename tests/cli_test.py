@@ -488,7 +488,7 @@ class Program(unittest.TestCase):
         self.phantom("coarse.png", "--pitch", "100000000")
         self.assertIn("4300000000 x 100000000 nm", self.run_lumo("bin", "coarse.png", "c.png", "--x", "43", "--y", "1", status=1)[1])
         self.run_lumo("window", "a.png", "dark.png", "--lo", "65534", "--hi", "65535")
-        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "rotate: --straighten finds no exposed area"),
+        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "rotate: --straighten finds no exposed area with"),
                                   (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "crop: --roi 64,0,64,1 leaves the picture of"),
                                   (["profile", "a.png", "--axis", "x", "--roi", "0,0,1,-1"], "--roi 0,0,1,-1 leaves the image of"),
                                   (["bin", "a.png", "c.png", "--x", "65"], "bin: the picture of 64 x 48 pixels is smaller than one block")):

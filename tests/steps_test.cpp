@@ -322,6 +322,29 @@ TEST(Steps, WhatDoesNotFitAnImageLeavesItAsItWas) {
     EXPECT_EQ(LumoCheckStep(cases[10].text.c_str(), 0, nullptr), 0);
 }
 
+TEST(Steps, StraightenFindsEdgesOfADimAreaAndRefusesToGuess) {
+    // Twelve bits: an area darker than a hand in it, but not so dark as what was not exposed.
+    Raster upright(400, 300, 5);
+    for (int y = 40; y < 260; ++y)
+        for (int x = 50; x < 350; ++x)
+            upright.at(x, y) = std::hypot(x - 200, y - 150) < 70 ? 4000 : 400;
+    for (const double tilt : {-4.0, 2.5}) {
+        OwnedImage turned;
+        ASSERT_EQ(RotationNewImage(upright.image(), &turned, tilt), 0);
+        const ImageOwner image{Raster(turned)};
+        Report report;
+        ASSERT_EQ(LumoApplyStep(image.image, "rotate --straighten", &report.report), 0);
+        EXPECT_NEAR(report.value("angle"), -tilt, 0.2);
+        EXPECT_TRUE(matches(report.get().text, "rotate --angle -?[0-9.]+"));
+    }
+    Raster disc(300, 300, 5);
+    for (int y = 0; y < 300; ++y)
+        for (int x = 0; x < 300; ++x)
+            if (std::hypot(x - 100, y - 180) < 120) disc.at(x, y) = 4000;
+    const ImageOwner round(disc);
+    EXPECT_EQ(LumoApplyStep(round.image, "rotate --straighten", nullptr), -50);
+}
+
 TEST(Steps, ACalibrationNamesItsTableAndCountsWhatItDid) {
     const TempFolder folder;
     const std::string table = folder / "my \"gains\".cal";
