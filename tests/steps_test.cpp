@@ -292,7 +292,7 @@ TEST(Steps, WhatDoesNotFitAnImageLeavesItAsItWas) {
         {"rotate --straighten", -50, "rotate: the pixels are not as wide as high .*"},
         {"shear --angle 3", -50, "shear: the pixels are not as wide as high .*"},
         {"bin --x 20", -2, "bin: pixels of 2000000000 x 200000 nm would be larger .*"},
-        {"calibrate " + (folder / "no.cal"), -1, "calibrate: .*/no.cal: No such file or directory"},
+        {"calibrate " + (folder / "no.cal"), -1, "calibrate: .*/no.cal: .+"},
         {"calibrate " + (folder / "bad.cal"), -11,
          "calibrate: .*: cut short, or no calibration file"},
         {"calibrate " + (folder / "small.cal"), -50,
