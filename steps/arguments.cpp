@@ -43,12 +43,6 @@ std::string hint(std::string_view typed, const std::vector<std::string_view>& na
     return meant.empty() ? "" : "; did you mean " + (before + std::string(meant)) + behind + '?';
 }
 
-/// A value that would be taken for an option.
-std::string asValue(const StepOption& option, const std::string& value) {
-    const bool looksLikeOption = value.starts_with("--");
-    return quotedWord(looksLikeOption && option.type == LumoOptionFile ? "./" + value : value);
-}
-
 /// Reads the words behind a step's name.
 class Reader {
 public:
@@ -216,11 +210,11 @@ std::string StepArguments::normalForm() const {
         if (isKey(option))
             all += shownName(option) + value;
         else if (isPositional(option))
-            all += asValue(option, value);
+            all += quotedWord(value);
         else if (option.type == LumoOptionFlag)
             all += shownName(option);
         else
-            all += shownName(option) + ' ' + asValue(option, value);
+            all += shownName(option) + ' ' + quotedWord(value);
     }
     return all;
 }

@@ -85,7 +85,7 @@ std::string realNumber(const Typed& typed) {
 
 std::string oneWord(const Typed& typed) {
     const std::vector<std::string_view> choices = itemsOf(typed.option.choices);
-    const std::string word = lowerCase(typed.text);
+    std::string word = lowerCase(typed.text);
     std::string list;
     for (const std::string_view choice : choices) {
         if (choice == word) return word;
