@@ -533,6 +533,7 @@ TEST(Steps, AnyNameComesBackFromItsQuotes) {
         ASSERT_EQ(LumoQuoteStepWord(name.c_str(), quoted.data(), &size), 0);
         quoted.pop_back();
         for (const char c : quoted) EXPECT_TRUE(static_cast<unsigned char>(c) >= ' ' && c != 0x7F);
+        EXPECT_EQ(quoted.find("\xC2\x9B"), std::string::npos);  // obeyed by terminals
         const std::string text = checked("calibrate " + quoted);
         EXPECT_EQ(text, "calibrate " + quoted);
         EXPECT_EQ(checked(text), text);
