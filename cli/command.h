@@ -18,7 +18,8 @@ struct Verb {
     const char* name;
     const char* summary;
     Work (*setUp)(CLI::App& verb);
-    const char* examples;  ///< command lines, one a line, without the program's name
+    const char* examples;  ///< command lines, one a line, without the program's name; null where
+                           ///< the verb itself adds some
 };
 
 }  // namespace lumo::cli

@@ -1,4 +1,4 @@
-// What the file of a gain table holds, and what it did to an image: for reports.
+// What the file of a gain table holds: for reports.
 #include "cli/gain_table.h"
 
 #include <algorithm>
@@ -43,30 +43,6 @@ GainTable readGainTable(const std::string& file, const std::string& shownAs) {
     table.codes = readWords(in, std::size_t{header[widthAt / 2]} * header[heightAt / 2]);
     if (!in) throw libraryError(LumoErrorFile, shownAs);
     return table;
-}
-
-CorrectionCounts countCorrection(const GainTable& table, int width, int height,
-                                 const std::vector<std::uint16_t>& source) {
-    const int columns = std::min(width, table.width), rows = std::min(height, table.height);
-    const double lowest = table.lowest(), step = (table.highest() - lowest) / 65535.0;
-    const int topCode = table.topCode();
-    CorrectionCounts counts{};
-    counts.corrected = std::int64_t{columns} * rows;
-    counts.beyondTable = std::int64_t{width} * height - counts.corrected;
-    for (int y = 0; y < rows; ++y)
-        for (int x = 0; x < columns; ++x) {
-            const int code =
-                table
-                    .codes[static_cast<std::size_t>(y) * std::size_t(table.width) + std::size_t(x)];
-            const int pixel =
-                source[static_cast<std::size_t>(y) * std::size_t(width) + std::size_t(x)];
-            // As the correction computes it: gains are single precision, products double.
-            const auto gain = static_cast<float>(code * step + lowest);
-            counts.clamped += pixel * static_cast<double>(gain) >= 65536.0;
-            counts.atLowestGain += code == 0;
-            counts.atHighestGain += code >= topCode;
-        }
-    return counts;
 }
 
 }  // namespace lumo::cli

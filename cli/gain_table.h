@@ -1,4 +1,4 @@
-// What the file of a gain table holds, and what it did to an image: for reports.
+// What the file of a gain table holds: for reports.
 #pragma once
 
 #include <cstdint>
@@ -22,15 +22,5 @@ struct GainTable {
 
 /// `shownAs` is the file's name in errors.
 [[nodiscard]] GainTable readGainTable(const std::string& file, const std::string& shownAs);
-
-/// Pixels of an image that a table reached.
-struct CorrectionCounts {
-    std::int64_t corrected, beyondTable, atLowestGain, atHighestGain;
-    std::int64_t clamped;  ///< whose product with the gain left the range of grey values
-};
-
-/// @param source  the image before its correction
-[[nodiscard]] CorrectionCounts countCorrection(const GainTable& table, int width, int height,
-                                               const std::vector<std::uint16_t>& source);
 
 }  // namespace lumo::cli

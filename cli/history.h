@@ -1,17 +1,21 @@
-// The processing history of an image, and how the program's filter commands stand in it.
+// The processing history of an image, read through the library.
 #pragma once
 
-#include <map>
 #include <string>
+#include <vector>
 
 #include "lumo.h"
 
 namespace lumo::cli {
 
-constexpr const char filterStepPrefix[] = "filter ";
+/// An entry; the fields are those of LumoHistoryStep.
+struct HistoryStep {
+    unsigned long number;
+    unsigned flags;
+    std::string recorded, text, reason;
+};
 
 /// The steps by their numbers, which may have gaps. `file` is only named in errors.
-[[nodiscard]] std::map<unsigned long, std::string> readHistory(lmImage* image,
-                                                               const std::string& file);
+[[nodiscard]] std::vector<HistoryStep> readHistory(lmImage* image, const std::string& file);
 
 }  // namespace lumo::cli

@@ -79,6 +79,11 @@ void JsonWriter::number(std::int64_t value) {
     out_ << value;
 }
 
+void JsonWriter::boolean(bool value) {
+    beginValue();
+    out_ << (value ? "true" : "false");
+}
+
 void JsonWriter::number(double value, int decimals) {
     beginValue();
     char digits[64];

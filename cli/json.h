@@ -30,6 +30,7 @@ public:
     void null();
     /// A value that another writer has made, for this depth.
     void written(std::string_view value);
+    void boolean(bool value);
 
     /// The shorthands for entries of an object.
     void entry(std::string_view name, std::string_view value) { key(name), text(value); }

@@ -112,7 +112,7 @@ Status run(std::vector<std::string> arguments) {
     Status status = done;
     for (const Verb& verb : verbs()) {
         CLI::App& command = *program.add_subcommand(verb.name, verb.summary);
-        command.footer(examplesOf(verb));
+        if (verb.examples != nullptr) command.footer(examplesOf(verb));
         command.callback([&status, work = verb.setUp(command)] { status = work(); });
     }
     try {

@@ -171,6 +171,21 @@ void commandSeeds() {
     }
 }
 
+void stepSeeds() {
+    int number = 0;
+    for (const std::string_view text :
+         {"window --lo 9600 --hi 50000 --mode sqrt", "crop --roi 3,4,12,10", "bin --x=3",
+          "rotate --quarter 90", "rotate --angle -1.5", "rotate --straighten", "shear --angle +5",
+          "mirror --horizontal --vertical", "equalize --clipped --low 9 --weight 20",
+          "filter size=5 TYPE=median_filter # five", "filter type=gauss_fd2 ab1=3 fbp0=1e0",
+          "filter type=histogramm_equal3 np=60 lf=1", "calibrate \"my \\x41.cal\" --partial",
+          "calibrate 'a b' --crc 1a2b3c4d", "phantom --seed 7", "window --limits 1000,1000"}) {
+        Bytes bytes;
+        append(bytes, text);
+        seed(std::to_string(number++).c_str(), bytes);
+    }
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -184,6 +199,7 @@ int main(int count, char** arguments) {
                   {"png_fuzz", pngSeeds},
                   {"raw_fuzz", rawSeeds},
                   {"round_trip_fuzz", roundTripSeeds},
+                  {"steps_fuzz", stepSeeds},
                   {"xyz_fuzz", xyzSeeds}};
     for (const auto& maker : makers) {
         target = std::filesystem::path(arguments[1]) / maker.target;

@@ -1,4 +1,6 @@
 // How far the exposed area is tilted, from straight lines through its four edges.
+#include "geometry/tilt.h"
+
 #include <algorithm>
 #include <cmath>
 #include <span>
@@ -30,23 +32,24 @@ double slopeOf(std::span<const std::uint16_t> profile) {
            (number(count) * number(sumII) - number(sumI) * number(sumI));
 }
 
-double rotationAngle(Source image) {
+}  // namespace
+
+Tilt tiltOf(Source image) {
     const EdgeProfiles edges = findEdges(image);
     // The sides measure x against y, so their slopes count the other way round.
     double angles[] = {std::atan(slopeOf(edges.top)), std::atan(slopeOf(edges.bottom)),
                        std::atan(-slopeOf(edges.left)), std::atan(-slopeOf(edges.right))};
     std::ranges::stable_sort(angles);
     // The outer two are dropped: one edge that goes astray does not count.
-    return degrees((angles[1] + angles[2]) * 0.5);
+    return {degrees((angles[1] + angles[2]) * 0.5), degrees(angles[2] - angles[1])};
 }
 
-}  // namespace
 }  // namespace lumo
 
 extern "C" double CalculateRotationAngle(Image image) {
     if (image.data == nullptr || image.width == 0 || image.height == 0) return 0;
     double angle = 0;
     const int code =
-        lumo::guarded([&] { angle = lumo::rotationAngle(lumo::asSource(lumo::viewOf(image))); });
+        lumo::guarded([&] { angle = lumo::tiltOf(lumo::asSource(lumo::viewOf(image))).degrees; });
     return code == LumoOk ? angle : 0;
 }

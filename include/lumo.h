@@ -18,13 +18,13 @@
 
 /**
  * @name Version of these headers
- * LumoGetVersion() gives that of the library in use.
+ * The text that LumoGetVersion() gives is another one: hosts know the library by it, so it stays.
  * @{
  */
 #define LUMO_VERSION_MAJOR 2 /**< changes when callers have to be compiled anew */
-#define LUMO_VERSION_MINOR 2 /**< changes with new functions */
-#define LUMO_VERSION_PATCH 1 /**< changes with mended faults */
-#define LUMO_VERSION "2.2.1" /**< as a text */
+#define LUMO_VERSION_MINOR 3 /**< changes with new functions */
+#define LUMO_VERSION_PATCH 0 /**< changes with mended faults */
+#define LUMO_VERSION "2.3.0" /**< as a text */
 /** @} */
 
 /** @def LUMO_API

@@ -11,7 +11,7 @@ export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name lumo.pc)")
 export LD_LIBRARY_PATH=$prefix/lib:$prefix/lib64:$(dirname "$(find "$prefix" -name liblumo.so)")
 export ORVEL_LOG_DIR=$folder
 
-for header in lumo.h lumo_legacy.h; do
+for header in lumo.h lumo_legacy.h lumo_steps.h; do
     for compiler in gcc clang-14; do
         command -v $compiler >/dev/null || continue
         echo "#include <$header>" >"$folder/alone.c"
@@ -25,10 +25,11 @@ mkdir "$folder/consumer"
 awk '/^```c$/ {inside = 1; next} /^```/ {inside = 0} inside' "$source/README.md" >"$folder/consumer/first.c"
 cat >"$folder/consumer/second.cpp" <<'CPP'
 #include <lumo_legacy.h>
+#include <lumo_steps.h>
 #include <cstdlib>
 #include <cstring>
 int main(int, char** arguments) {
-    if (std::strstr(LumoGetVersion(), LUMO_VERSION) == nullptr) return 1;
+    if (std::strstr(LumoGetVersion(), "libpng") == nullptr || LumoCountSteps() < 1) return 1;
     auto* pixels = static_cast<uint16_t*>(std::calloc(6, 2));
     const int code = WriteImageRot({3, 2, pixels}, arguments[1], 90);
     std::free(pixels);
@@ -38,7 +39,7 @@ CPP
 cat >"$folder/consumer/CMakeLists.txt" <<'CMAKE'
 cmake_minimum_required(VERSION 3.25)
 project(Consumer C CXX)
-find_package(Lumo 2.2 REQUIRED)
+find_package(Lumo 2.3 REQUIRED)
 add_executable(first first.c)
 add_executable(second second.cpp)
 target_link_libraries(first Lumo::lumo)
@@ -50,7 +51,7 @@ cmake --build "$folder/consumer/build" >/dev/null
 cc "$folder/consumer/first.c" $(pkg-config --cflags --libs lumo) -o "$folder/first"
 c++ -std=c++20 "$folder/consumer/second.cpp" $(pkg-config --cflags --libs lumo) -o "$folder/second"
 "$folder/second" "$folder/a.raw"
-[ "$(pkg-config --modversion lumo)" = 2.2.1 ]
+[ "$(pkg-config --modversion lumo)" = 2.3.0 ]
 for program in "$folder/consumer/build/first" "$folder/first"; do
     # A name without any '.', folders included, asks for no information file.
     mv "$folder/a.raw" "$folder/plain"

@@ -98,6 +98,15 @@ made window corrected.png corrected_windowed.png --lo 4000 --hi 32000 --invert
 made deflash corrected_windowed.png deflashed.png --threshold 8000
 sheet calibration.png --columns 3 --width 480 --roi 240,120,719,599
 
+say "a chain, and the recipe that repeats it"
+lumo run exposure.png chain.png "calibrate detector.cal" "rotate --straighten" "crop --roi 200,150,820,1000" \
+    "filter type=unsharp_mask2 radius=0.5 value=1" "window --limits 1000,1000 --mode sqrt" --force
+lumo history --recipe chain.png >recipe.txt
+cat recipe.txt
+lumo run exposure.png repeated.png --recipe recipe.txt --force >repeated.txt
+[ "$(checksum chain.png)" = "$(checksum repeated.png)" ] || { echo "repeated.png: pixels differ"; exit 1; }
+echo "repeated.png: the same pixels ($(checksum repeated.png))"
+
 say "folders"
 mkdir -p exposures
 cp exposure.png flat.png exposures

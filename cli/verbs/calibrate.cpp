@@ -1,30 +1,30 @@
-// The verb `calibrate`: gain tables from reference exposures, images corrected by them, and what
-// happened to the pixels on the way.
+// The verb `calibrate`: gain tables from reference exposures, and images corrected by them.
 #include <algorithm>
 #include <charconv>
 #include <iostream>
 #include <memory>
-#include <string_view>
 #include <vector>
 
-#include "cli/files/batch.h"
+#include "cli/command.h"
 #include "cli/files/output.h"
 #include "cli/files/reading.h"
 #include "cli/files/records.h"
 #include "cli/gain_table.h"
-#include "cli/history.h"
 #include "cli/messages.h"
+#include "cli/steps/applying.h"
+#include "cli/steps/options.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
 
 namespace {
 
-struct Options : ChangeOptions {
-    BatchOptions batch;
+struct Options : StepRun {
+    StepDescription step{"calibrate"};
+    StepOptions values{step};
     std::string reference, table;
     std::string smooth = "1x1", range = "50,200";
-    bool force = false, json = false;
+    bool force = false;
 };
 
 /// Two numbers of 0 to 65535 with a separator between.
@@ -46,12 +46,15 @@ struct Count {
     std::int64_t pixels;
 };
 
-void report(Records& records, const std::string& file, const std::vector<Count>& counts) {
-    if (records.asJson())
-        return records.add(file, [&](JsonWriter& json) {
+/// Counts about a file, as text or as JSON.
+void report(bool asJson, const std::string& file, const std::vector<Count>& counts) {
+    Records records(asJson);
+    if (asJson) {
+        records.add(file, [&](JsonWriter& json) {
             for (const Count& count : counts) json.entry(count.key, count.pixels);
         });
-    clearProgress();
+        return records.end();
+    }
     std::cout << printable(file) << '\n';
     for (const Count& count : counts)
         std::cout << "  " << count.text << ": " << count.pixels << '\n';
@@ -80,63 +83,20 @@ Status create(const Options& options) {
     const auto atHighest = std::ranges::count_if(
         codes, [top = table.topCode()](std::uint16_t code) { return code >= top; });
     output.publish();
-    Records records(options.json);
-    report(records, options.table,
+    report(options.json, options.table,
            {{"pixels", "pixels", static_cast<std::int64_t>(count)},
             {"zeroPixels", "of 0 in the reference", dead},
             {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
              countOf(reference->data, count, 0)},
             {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
             {"atHighestGain", "at the highest gain", atHighest}});
-    records.end();
     return done;
 }
 
-/// The history names tables as they were called then, whatever the folder was: the same name counts
-/// as the same table.
-void warnIfRepeated(lmImage* image, const Options& options, const std::string& file) {
-    constexpr std::string_view prefix = "CalibrateImage(calibrationDataFileName=", suffix = ")";
-    for (const auto& [number, step] : readHistory(image, file)) {
-        if (!step.starts_with(prefix)) continue;
-        const std::string table =
-            step.substr(prefix.size(), step.size() - prefix.size() - suffix.size());
-        if (SplitPath(table).name == SplitPath(options.table).name)
-            return printMessage(file + ": warning: already corrected with this calibration (" +
-                                table + ')');
-    }
-}
-
-void correct(ImageHandle& image, const Options& options, const std::string& file,
-             CorrectionCounts& counts) {
-    const std::vector<std::uint16_t> source(
-        image->data, image->data + std::size_t{image->width} * image->height);
-    warnIfRepeated(image.get(), options, file);
-    checkRead(CalibrateImage(image.get(), options.table.c_str()), options.table);
-    counts = countCorrection(readGainTable(options.table, options.table), image->width,
-                             image->height, source);
-}
-
 Status apply(const Options& options) {
-    requireFiles(options.batch, options, "lumo calibrate apply");
     if (options.batch.chosen() && !options.input.empty())
         throw usageError("lumo calibrate apply: --batch takes the place of IN and OUT");
-    Records records(options.json);
-    const Status status = runOnFiles(
-        options.batch, options,
-        [&](const ChangeOptions& each) {
-            CorrectionCounts counts{};
-            changeImage(each,
-                        [&](ImageHandle& image) { correct(image, options, each.input, counts); });
-            report(records, each.output.file,
-                   {{"corrected", "pixels corrected", counts.corrected},
-                    {"beyondTable", "left as they were, beyond the table", counts.beyondTable},
-                    {"atLowestGain", "at the lowest gain", counts.atLowestGain},
-                    {"atHighestGain", "at the highest gain", counts.atHighestGain},
-                    {"clamped", "clamped at 65535", counts.clamped}});
-        },
-        &records);
-    records.end();
-    return status;
+    return runSteps(options, {{options.values.text(), ""}}, "lumo calibrate");
 }
 
 }  // namespace
@@ -152,12 +112,15 @@ Work setUpCalibrate(CLI::App& verb) {
     create_.add_option("--range", options->range, "Lowest and highest gain in per cent, MIN,MAX")
         ->capture_default_str();
     addForceOption(create_, options->force);
+    create_.add_flag("--json", options->json, "What was done as JSON, an array with one object");
+    create_.footer("Examples:\n  lumo calibrate create flat.png gains.cal --range 50,200");
     CLI::App& apply_ = *verb.add_subcommand("apply", "Correct an image by a gain table");
-    apply_.add_option("CAL", options->table, "Calibration file to read")->required();
-    addBatchOptions(apply_, *options, options->batch);
-    for (CLI::App* each : {&create_, &apply_})
-        each->add_flag("--json", options->json,
-                       "What was done as JSON, an array with one object a file");
+    options->values.declare(apply_);
+    addStepRunOptions(apply_, *options);
+    apply_.footer(options->step.info().effect +
+                  std::string("\n\nExamples:"
+                              "\n  lumo calibrate apply gains.cal in.png out.png"
+                              "\n  lumo calibrate apply gains.cal --batch raw --out corrected"));
     return [options, &create_, &apply_] {
         if (create_.parsed()) return create(*options);
         if (apply_.parsed()) return apply(*options);

@@ -1,33 +1,22 @@
 // The verb `filter`: runs filter commands on an image, one after another, one step of history each.
-#include <algorithm>
-#include <fstream>
-#include <iostream>
 #include <memory>
+#include <sstream>
 #include <vector>
 
-#include "cli/arguments.h"
-#include "cli/files/batch.h"
-#include "cli/history.h"
-#include "cli/messages.h"
+#include "cli/command.h"
+#include "cli/steps/applying.h"
+#include "cli/steps/options.h"
+#include "cli/steps/recipe.h"
 #include "cli/verbs/verbs.h"
+#include "lumo_legacy.h"
 
 namespace lumo::cli {
 
 namespace {
 
-struct Options : ChangeOptions {
-    BatchOptions batch;
+struct Options : StepRun {
     std::string script;
     std::vector<std::string> commands;
-};
-
-/// A command, and where it stands for messages: "script.imo:3", or the command itself.
-struct Command {
-    std::string text, place;
-};
-
-struct StoreRelease {
-    void operator()(IniReturn* store) const { Destroy_IniReturn(&store); }
 };
 
 /// A bare name is looked for in the workstation's script folder.
@@ -41,87 +30,64 @@ std::string scriptPath(const std::string& name) {
     return file;
 }
 
-/// The commands of a text file, one a line; '#' begins a comment.
-std::vector<Command> readScript(const std::string& name) {
-    const std::string path = scriptPath(name);
-    std::ifstream file(path);
-    std::vector<Command> commands;
-    int number = 0;
-    for (std::string line; std::getline(file, line);) {
-        ++number;
-        line.resize(std::min(line.find('#'), line.size()));
-        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
-        while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
-        commands.push_back({line, path + ":" + std::to_string(number)});
-    }
-    if (!file.eof()) throw CommandError(path + ": cannot be read");
-    return commands;
-}
-
-/// The history's line for a command: what history --script gives back. Characters that would end or
-/// cut a script's line become others that no key and no number can hold either.
-std::string stepOf(std::string text) {
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < ' ') c = ' ';
-        if (c == '#') c = ';';
-    }
-    return filterStepPrefix + text;
-}
-
-void runCommand(lmImage* image, const Command& command, const std::string& file, bool amongOthers) {
-    const Image raster = rasterOf(*image);
-    IniReturn* slot = nullptr;
-    char* text = nullptr;
-    std::uint32_t size = 0;
-    lmtSetLastError(LumoOk);
-    const int code = SC_Filter_ImageEx(raster, raster, static_cast<std::int32_t>(image->pixelsizeX),
-                                       static_cast<std::int32_t>(image->pixelsizeY),
-                                       command.text.c_str(), &slot, &text, &size);
-    const std::unique_ptr<IniReturn, StoreRelease> store(slot);
-    check(code, command.place);
-    // An operation that refuses its parameters leaves its code behind.
-    check(lmtGetLastError(), command.place);
-    if (size > 0) clearProgress();
-    if (size > 0 && amongOthers) std::cout << "; " << printable(file) << '\n';
-    if (size > 0) std::cout << std::string(text, size);
-    addStep(image, stepOf(command.text), file);
-}
-
-std::vector<Command> gatherCommands(const Options& options) {
-    std::vector<Command> commands;
-    if (!options.script.empty()) commands = readScript(options.script);
-    // What stands where IN and OUT would stand are commands when a batch brings its own files.
-    std::vector<std::string> texts;
-    if (options.batch.chosen()) texts = {options.input, options.output.file};
-    texts.insert(texts.end(), options.commands.begin(), options.commands.end());
-    for (const std::string& text : texts)
-        if (!text.empty()) commands.push_back({text, text});
-    if (commands.empty())
+Status run(Options& options) {
+    const std::string name = "filter ";
+    std::vector<StepText> steps;
+    if (!options.script.empty()) steps = readRecipe(scriptPath(options.script), name);
+    for (const std::string& text : takeTexts(options, options.commands))
+        steps.push_back({name + text, ""});
+    if (steps.empty())
         throw usageError("lumo filter: no command; give one behind the files, or --script FILE");
-    return commands;
+    return runSteps(options, steps, "lumo filter");
 }
 
-Status run(const Options& options) {
-    const std::vector<Command> commands = gatherCommands(options);
-    requireFiles(options.batch, options, "lumo filter");
-    return runOnFiles(options.batch, options, [&](const ChangeOptions& each) {
-        changeImage(each, [&](ImageHandle& image) {
-            for (const Command& command : commands)
-                runCommand(image.get(), command, each.input, options.batch.chosen());
-        });
-    });
+/// The keys of one command, a line each.
+std::string keysOf(const StepDescription& step, const std::string& command) {
+    std::string text;
+    for (const LumoOptionInfo& key : step.options()) {
+        std::istringstream commands(key.commands);
+        for (std::string each; commands >> each;) {
+            if (each != command) continue;
+            std::string line = std::string("\n    ") + key.name + '=' + key.value;
+            line.resize(27, ' ');
+            text += line + key.summary + detailsOf(key);
+        }
+    }
+    return text;
+}
+
+/// Commands with the same keys stand together.
+std::string footer(const StepDescription& step) {
+    std::string text = "Commands and their keys:", heads, keys;
+    std::istringstream commands(step.options().front().choices);
+    for (std::string command; commands >> command;) {
+        const std::string own = keysOf(step, command);
+        if (own == keys) {
+            heads += ", type=" + command;
+            continue;
+        }
+        text += heads + keys;
+        heads = "\n  type=" + command;
+        keys = own;
+    }
+    return text + heads + keys + "\n\n" +
+           "Examples:"
+           "\n  lumo filter in.png out.png \"type=unsharp_mask radius=0.5 value=2\""
+           "\n  lumo filter in.png out.png \"type=median_filter size=5\" \"type=gauss_fd2 ab1=3\""
+           "\n  lumo filter --batch exposures --out sharp --script sharpen.imo";
 }
 
 }  // namespace
 
 Work setUpFilter(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    addBatchOptions(verb, *options, options->batch);
+    addStepRunOptions(verb, *options);
     verb.add_option("COMMAND", options->commands,
                     "Filter commands, such as \"type=unsharp_mask radius=0.5 value=2\"");
     verb.add_option("--script", options->script,
                     "File of filter commands to run first, one a line; '#' begins a comment; a "
                     "bare name is looked for in the script folder");
+    verb.footer(footer(StepDescription("filter")));
     return [options] { return run(*options); };
 }
 

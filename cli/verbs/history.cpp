@@ -1,81 +1,129 @@
-// The verb `history`: the processing steps recorded in an image, in their order.
+// The verb `history`: the processing steps recorded in an image, as a list, or as a recipe or
+// script that makes the picture again from its source.
 #include "cli/history.h"
 
-#include <charconv>
 #include <iostream>
 #include <memory>
 
 #include "cli/files/inputs.h"
 #include "cli/library.h"
 #include "cli/messages.h"
-#include "cli/metadata.h"
 #include "cli/verbs/verbs.h"
+#include "lumo_steps.h"
 
 namespace lumo::cli {
 
 namespace {
 
-constexpr std::string_view stepPrefix = "Step";
-
 struct Options {
     std::string file;
-    bool script = false, asJson = false;
+    bool script = false, recipe = false, json = false;
 };
 
-/// The filter commands among the steps, as `lumo filter --script` reads them.
-void printScript(const std::map<unsigned long, std::string>& steps) {
-    const std::string_view prefix = filterStepPrefix;
-    for (const auto& [number, step] : steps)
-        if (step.starts_with(prefix)) std::cout << step.substr(prefix.size()) << '\n';
+std::string nameOf(const HistoryStep& step) {
+    return "Step" + std::to_string(step.number) + ": " + printable(step.recorded);
 }
 
-void writeJson(JsonWriter& json, const std::map<unsigned long, std::string>& steps) {
+bool isSource(const HistoryStep& step) {
+    return (step.flags & LumoStepSource) != 0 && step.reason.empty();
+}
+
+/// The steps as lines, or a message for each that would be lost.
+template <class Line, class Reason>
+Status printLines(const Options& options, const std::vector<HistoryStep>& steps, Line line,
+                  Reason reasonAgainst) {
+    std::string text;
+    Status status = done;
+    for (const HistoryStep& step : steps) {
+        const std::string reason = reasonAgainst(step);
+        if (reason.empty()) {
+            text += line(step);
+            continue;
+        }
+        printMessage(options.file + ": " + nameOf(step) + ": " + reason);
+        status = failed;
+    }
+    if (status == done) std::cout << text;
+    return status;
+}
+
+Status printRecipe(const Options& options, const std::vector<HistoryStep>& steps) {
+    return printLines(
+        options, steps,
+        [](const HistoryStep& step) {
+            return (isSource(step) ? "# the source: " : "") + step.text + '\n';
+        },
+        [](const HistoryStep& step) {
+            return step.reason.empty() ? "" : "cannot be repeated (" + step.reason + ')';
+        });
+}
+
+/// The filter commands, as `lumo filter --script` reads them.
+Status printScript(const Options& options, const std::vector<HistoryStep>& steps) {
+    return printLines(
+        options, steps,
+        [](const HistoryStep& step) {
+            return isSource(step) ? "" : step.text.substr(sizeof "filter") + '\n';
+        },
+        [](const HistoryStep& step) {
+            const bool fits = isSource(step) || (step.flags & LumoStepFilterCommand) != 0;
+            return fits ? "" : "is no filter command, a script would leave it out; see --recipe";
+        });
+}
+
+void writeJson(JsonWriter& json, const std::vector<HistoryStep>& steps) {
     json.key("steps");
     json.beginArray();
-    for (const auto& [number, step] : steps) {
+    for (const HistoryStep& step : steps) {
         json.beginObject();
-        json.entry("number", static_cast<std::int64_t>(number));
-        json.entry("step", step);
+        json.entry("number", static_cast<std::int64_t>(step.number));
+        json.entry("recorded", step.recorded);
+        json.entry("step", step.text);
+        for (const auto& [name, value] :
+             {std::pair{"repeatable", step.reason.empty()},
+              std::pair{"linear", (step.flags & LumoStepLinear) != 0},
+              std::pair{"harmless", (step.flags & LumoStepHarmless) != 0}}) {
+            json.key(name);
+            json.boolean(value);
+        }
         json.end();
     }
     json.end();
 }
 
 Status run(const Options& options) {
-    Records records(options.asJson);
-    return forEachFile({options.file}, records, [&](const std::string& file) {
+    if (options.script + options.recipe + options.json > 1)
+        throw usageError("lumo history: give one of --script, --recipe and --json");
+    Records records(options.json);
+    Status printed = done;
+    const Status read = forEachFile({options.file}, records, [&](const std::string& file) {
         const ImageHandle image = readImage(file);
-        const std::map<unsigned long, std::string> steps = readHistory(image.get(), file);
-        if (options.script) return printScript(steps);
-        if (options.asJson)
+        const std::vector<HistoryStep> steps = readHistory(image.get(), file);
+        if (options.json)
             return records.add(file, [&](JsonWriter& json) { writeJson(json, steps); });
-        for (const auto& [number, step] : steps)
-            std::cout << stepPrefix << number << ": " << printable(step) << '\n';
+        if (options.script)
+            printed = printScript(options, steps);
+        else if (options.recipe)
+            printed = printRecipe(options, steps);
+        else
+            for (const HistoryStep& step : steps) std::cout << nameOf(step) << '\n';
     });
+    return read == done ? printed : read;
 }
 
 }  // namespace
 
-std::map<unsigned long, std::string> readHistory(lmImage* image, const std::string& file) {
-    std::map<unsigned long, std::string> steps;
-    for (const MetaEntry& entry : readMetadata(image, file)) {
-        if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
-        const char *begin = entry.key.data() + stepPrefix.size(),
-                   *end = entry.key.data() + entry.key.size();
-        unsigned long number = 0;
-        const auto [rest, error] = std::from_chars(begin, end, number);
-        if (error == std::errc() && rest == end) steps[number] = entry.value;
-    }
-    return steps;
-}
-
 Work setUpHistory(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     verb.add_option("FILE", options->file, "Image file; -: standard input")->required();
-    CLI::Option* script = verb.add_flag("--script", options->script,
-                                        "Only the filter commands, as a script for filter");
-    addJsonOption(verb, options->asJson);
-    verb.get_option("--json")->excludes(script);
+    verb.add_flag("--script", options->script, "The filter commands, as a script for filter");
+    verb.add_flag("--recipe", options->recipe,
+                  "The steps that make the picture again from its source, for run");
+    verb.add_flag("--json", options->json, "As JSON, with what is known of each step");
+    verb.footer(
+        "Examples:"
+        "\n  lumo history out.png"
+        "\n  lumo history --recipe out.png > panel.txt");
     return [options] { return run(*options); };
 }
 

@@ -7,6 +7,7 @@
 #include "cli/library.h"
 #include "cli/phantom/model.h"
 #include "cli/raster.h"
+#include "cli/steps/applying.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
@@ -50,7 +51,7 @@ std::string stepOf(const Options& options) {
     std::string step = "phantom --width " + std::to_string(options.width) + " --height " +
                        std::to_string(options.height) + " --seed " + std::to_string(options.seed) +
                        " --pitch " + std::to_string(options.pitch);
-    if (!options.flatField.empty()) step += " --detector " + options.flatField;
+    if (!options.flatField.empty()) step += " --detector " + quotedWord(options.flatField);
     return step;
 }
 

@@ -4,7 +4,9 @@
 #include <optional>
 #include <vector>
 
-#include "cli/change.h"
+#include "cli/arguments.h"
+#include "cli/command.h"
+#include "cli/files/image_output.h"
 #include "cli/files/output.h"
 #include "cli/files/reading.h"
 #include "cli/history.h"
@@ -12,6 +14,7 @@
 #include "cli/pictures/drawing.h"
 #include "cli/pictures/picture.h"
 #include "cli/verbs/verbs.h"
+#include "lumo_steps.h"
 
 namespace lumo::cli {
 
@@ -43,9 +46,13 @@ struct Cell {
 
 Cell cellOf(const std::string& file, const Options& options) {
     Cell cell{readImage(file), SplitPath(file).name, {}, nullptr, {}};
-    if (!options.roi.empty()) cropTo(cell.image, parseRoi(options.roi), file);
     const auto steps = readHistory(cell.image.get(), file);
-    if (!steps.empty()) cell.step = printable(steps.rbegin()->second);
+    if (!steps.empty()) cell.step = printable(steps.back().recorded);
+    if (!options.roi.empty()) {
+        requireInside(*cell.image, parseRoi(options.roi), file);
+        const std::string step = "crop --roi " + options.roi;
+        check(LumoApplyStep(cell.image.get(), step.c_str(), nullptr), file);
+    }
     cell.window = options.window.of(rasterOf(*cell.image), file);
     cell.picture = std::make_unique<ScaledDown>(rasterOf(*cell.image), options.width);
     if (cell.picture->image().data != cell.image->data) cell.image.reset();

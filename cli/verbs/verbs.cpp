@@ -13,20 +13,12 @@ constexpr Verb table[] = {
     {"convert", "Write an image in another format, with changed metadata", setUpConvert,
      "convert chest.xyz chest.png\n"
      "convert chest.png out.png --set Image/Author=QA --pitch 143000"},
-    {"filter", "Run filter commands on an image", setUpFilter,
-     "filter in.png out.png \"type=median_filter size=5\" \"type=unsharp_mask radius=0.5 "
-     "value=2\"\n"
-     "filter --batch raw --out sharp -j 4 \"type=unsharp_mask radius=0.5 value=2\""},
-    {"history", "List the processing steps that an image went through", setUpHistory,
-     "history sharp.png\n"
-     "history --script sharp.png > sharpen.imo"},
-    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpRotate,
-     "rotate in.png out.png --quarter 90\n"
-     "rotate in.png out.png --straighten"},
-    {"mirror", "Exchange left and right or top and bottom", setUpMirror,
-     "mirror in.png out.png --horizontal"},
-    {"shear", "Turn approximately, in whole-pixel shears", setUpShear,
-     "shear in.png out.png --angle 1.5"},
+    {"run", "Apply a chain of steps to an image", setUpRun, nullptr},
+    {"filter", "Run filter commands on an image", setUpFilter, nullptr},
+    {"history", "List the processing steps that an image went through", setUpHistory, nullptr},
+    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpStep, nullptr},
+    {"mirror", "Exchange left and right or top and bottom", setUpStep, nullptr},
+    {"shear", "Turn approximately, in whole-pixel shears", setUpStep, nullptr},
     {"calibrate", "Make a gain table, or correct an image by one", setUpCalibrate,
      "calibrate create flat.png gains.cal\n"
      "calibrate apply gains.cal in.png out.png"},
@@ -42,26 +34,19 @@ constexpr Verb table[] = {
      "stats --csv *.png > figures.csv"},
     {"histogram", "Count grey values, as numbers or as a picture", setUpHistogram,
      "histogram chest.png --bins 64 --csv\n"
-     "histogram chest.png --png histogram.png"},
+     "histogram chest.png edge.png --chart histogram.svg"},
     {"profile", "Means of a region's columns or rows, as numbers or as a picture", setUpProfile,
      "profile chest.png --roi 0,500,1023,520 --axis x\n"
-     "profile chest.png --roi 0,500,1023,520 --axis x --png profile.png"},
+     "profile chest.png --roi 0,500,1023,520 --axis x --chart profile.pdf"},
     {"dose", "Report the dose indicator of images", setUpDose,
      "dose *.png\n"
      "dose --json chest.png"},
-    {"window", "Map a window of grey values through a curve", setUpWindow,
-     "window in.png out.png --lo 9600 --hi 50000 --mode sqrt\n"
-     "window in.png out.png --limits 1000,1000"},
-    {"equalize", "Equalise the histogram", setUpEqualize,
-     "equalize in.png out.png --limits 5000,5000\n"
-     "equalize in.png out.png --clipped --strength 50"},
-    {"invert", "Exchange black and white", setUpInvert,
-     "invert in.png out.png\n"
-     "invert - - < in.png > out.png"},
-    {"crop", "Keep a region", setUpCrop, "crop in.png out.png --roi 100,100,1123,899"},
-    {"bin", "Average blocks of pixels", setUpBin, "bin in.png out.png --x 2 --y 2"},
-    {"deflash", "Remove single pixels much brighter than the one above", setUpDeflash,
-     "deflash in.png out.png"},
+    {"window", "Map a window of grey values through a curve", setUpStep, nullptr},
+    {"equalize", "Equalise the histogram", setUpStep, nullptr},
+    {"invert", "Exchange black and white", setUpStep, nullptr},
+    {"crop", "Keep a region", setUpStep, nullptr},
+    {"bin", "Average blocks of pixels", setUpStep, nullptr},
+    {"deflash", "Remove single pixels much brighter than the one above", setUpStep, nullptr},
 };
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <functional>
 #include <new>
 
+#include "lumo_steps.h"
 #include "support/support.h"
 
 namespace {
@@ -135,7 +136,7 @@ using Call = std::function<int(Bench&)>;
 struct Case {
     const char* name;
     Call call;
-    bool recovers = false;  ///< does without a thread, so that it may still succeed
+    bool recovers = false;  ///< does without a thread or a buffer: may still succeed
 };
 
 Call command(const char* text) {
@@ -144,6 +145,25 @@ Call command(const char* text) {
         const int code =
             SC_Filter_Image(at.source.image(), at.target.image(), 100000, 100000, text);
         return code != 0 ? code : lmtGetLastError();  // where an operation's own code is found
+    };
+}
+
+/// A step with a report, after the history was read.
+Call step(const std::string& text) {
+    return [text](Bench& at) {
+        LumoHistory* history = nullptr;
+        int code = LumoReadHistory(at.owner.image, &history);
+        LumoDestroyHistory(&history);
+        if (code != 0) return code;
+        LumoStepReport* report = nullptr;
+        code = LumoCheckStep(text.c_str(), 1, &report);
+        if (code == 0) code = LumoApplyStep(at.owner.image, text.c_str(), &report);
+        LumoStepSummary summary{};
+        summary.size = sizeof summary;
+        const bool has = report != nullptr && LumoGetStepReport(report, &summary) == 0;
+        EXPECT_TRUE(!has || (*summary.message == '\0') == (code == 0)) << text;
+        LumoDestroyStepReport(&report);
+        return code;
     };
 }
 
@@ -225,8 +245,16 @@ std::vector<Case> casesIn(const TempFolder& folder) {
         {"shear", [](Bench& at) { return Shear(at.source.image(), &at.fresh, 7); }},
         {"write", writeBegunTwice},
         {"quarter turn", turn},
+        {"step crop", step("crop --roi 1,1,30,20")},
+        {"step bin", step("bin --x 3")},
+        {"step rotate", step("rotate --quarter 90")},
+        {"step straighten", step("rotate --straighten"), true},
+        {"step mirror", step("mirror --vertical")},
+        {"step window", step("window --limits 10,10 --mode log")},
+        {"step filter", step("filter type=histogramm_equal3 np=60")},
         {"gains", gains},
         {"calibrate", calibrate},
+        {"step calibrate", step("calibrate '" + table + "'")},
     };
 }
 
@@ -262,7 +290,7 @@ bool tryWith(const Case& one, long allocations) {
 TEST(Shortage, EveryAllocationOfEveryFunctionOnRastersMayFail) {
     const TempFolder folder;
     const std::vector<Case> cases = casesIn(folder);
-    EXPECT_EQ(cases[cases.size() - 2].call(*std::make_unique<Bench>()), 0);  // for "calibrate"
+    EXPECT_EQ(cases[cases.size() - 3].call(*std::make_unique<Bench>()), 0);  // for "calibrate"
     for (const Case& one : cases) {
         long allocations = 0;
         while (!tryWith(one, allocations) && allocations < 500) ++allocations;

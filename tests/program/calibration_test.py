@@ -1,5 +1,5 @@
 """Gain tables and what is said about them."""
-import json, math, os, struct, unittest
+import json, math, os, struct, unittest, zlib
 
 from program import Program
 
@@ -18,31 +18,34 @@ class Calibration(Program):
         self.write_raster("a.xyz", width, height, image)
         told = json.loads(self.run_lumo("calibrate", "create", "ref.xyz", "a.cal", "--json")[0])
         self.assertEqual(told, [{"file": "a.cal", "pixels": 200, "zeroPixels": 1, "zeroSmoothed": 1,
-                                "atLowestGain": 1, "atHighestGain": 1}])
+                                 "atLowestGain": 1, "atHighestGain": 1}])
         codes = struct.unpack("<200H", self.read("a.cal")[20:])
         products = [math.floor(v * single(code * 1.5 / 65535 + 0.5)) for v, code in zip(image, codes)]
         out, err = self.run_lumo("calibrate", "apply", "a.cal", "a.xyz", "b.png", "--json")
         clamped = sum(v > 65535 for v in products)
         self.assertLess(0, clamped)
-        one, = json.loads(out)
-        self.assertEqual(one, {"file": "b.png", "corrected": 200, "beyondTable": 0, "atLowestGain": 1,
-                                           "atHighestGain": 1, "clamped": clamped})
+        step = "calibrate a.cal --crc %08x" % zlib.crc32(self.read("a.cal"))
+        self.assertEqual(json.loads(out), [{"file": "b.png", "steps": [{
+            "step": step, "corrected": 200, "beyondTable": 0, "atLowestGain": 1, "atHighestGain": 1, "clamped": clamped}]}])
         self.assertEqual(err, "")
         self.assertTrue(self.raster("b.png")[2] == [min(v, 65535) for v in products])
         self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: warning: already")
         os.mkdir(os.path.join(self.folder, "many"))
         self.write_raster("many/a.xyz", width, height, image)
         many = self.run_lumo("calibrate", "apply", "a.cal", "--batch", "many", "--out", "out", "--json", "--format", "png")[0]
-        self.assertEqual(json.loads(many), [{**one, "file": "out/a.png"}])
+        self.assertEqual(json.loads(many), [{**json.loads(out)[0], "file": "out/a.png"}])
         self.write_raster("wide.xyz", 25, 10, [1] * 250)
-        self.assertIn("beyond the table: 50\n", self.run_lumo("calibrate", "apply", "a.cal", "wide.xyz", "d.png")[0])
+        wide = ["calibrate", "apply", "a.cal", "wide.xyz", "d.png"]
+        self.assertEqual(self.run_lumo(*wide, status=1)[1], "wide.xyz: calibrate: a.cal: a table of 20 x 10 pixels does not fit the "
+                         "picture of 25 x 10 pixels; --partial corrects what it covers\n")
+        self.assertIn("beyond the table: 50\n", self.run_lumo(*wide, "--partial")[0])
         # A rounding before a cut makes the highest gain's code 65534 here.
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "create", "ref.xyz", "b.cal", "--range", "15,200")[0])
         self.assertEqual(max(struct.unpack("<200H", self.read("b.cal")[20:])), 65534)
         self.assertIn("at the highest gain: 1\n", self.run_lumo("calibrate", "apply", "b.cal", "a.xyz", "f.png")[0])
         os.truncate(os.path.join(self.folder, "b.cal"), 99)
-        for table, reason in (("no.cal", r"-1 .*\(No such"), ("b.cal", r"-11 .*\(cut short")):
-            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^%s: %s" % (table, reason))
+        for table, reason in (("no.cal", "No such file"), ("b.cal", "cut short"), ("many", "a folder, a pipe or a device")):
+            self.assertRegex(self.run_lumo("calibrate", "apply", table, "a.xyz", "e.png", status=1)[1], "^calibrate: %s: %s" % (table, reason))
         self.assertNotIn("e.png", self.files())
 
     def test_a_detector_is_corrected_by_its_flat_field(self):

@@ -10,7 +10,7 @@ class Changes(Program):
         commands = ["type=unsharp_mask radius=0.3 value=2", "type=Median_Filter size=5 # five", "type=gauss_fd2 al0=0.5"]
         self.run_lumo("filter", "a.png", "b.png", *commands)
         script = self.run_lumo("history", "b.png", "--script")[0]
-        self.assertEqual(script, commands[0] + "\n" + commands[1].replace("#", ";") + "\n" + commands[2] + "\n")
+        self.assertEqual(script, commands[0] + "\ntype=median_filter size=5\n" + commands[2] + "\n")
         os.mkdir(os.path.join(self.home.name, "scripts"))
         with open(os.path.join(self.home.name, "scripts", "s.imo"), "w") as file:
             file.write("# sharpen\n\n" + script + " # end\n")
@@ -28,26 +28,27 @@ class Changes(Program):
         self.phantom("a.png")
         with open(os.path.join(self.folder, "s.imo"), "w") as file:
             file.write("type=mean_filter\ntype=mean_filter size=99\n")
-        for arguments, place in ((["type=sharpen"], "type=sharpen"), (["type=mean_filter size=0"], "type=mean_filter size=0"),
-                                 (["--script", "./s.imo"], "./s.imo:2")):
-            self.assertRegex(self.run_lumo("filter", "a.png", "b.png", *arguments, status=1)[1],
-                             "^" + place + r": -2 [^\n]+\n$")
-        self.run_lumo("filter", "a.png", "b.png", "--script", "./no.imo", status=1)
+        with open(os.path.join(self.folder, "t.imo"), "w") as file:
+            file.write("# wrong\n\ntype=mean_filter siez=3\n")
+        for arguments, status, message in (
+            (["type=sharpen"], 2, "lumo filter: type=sharpen: none of "), (["type=mean_filter size=0"], 2, "lumo filter: size=0: outside 1 to"),
+            (["--script", "./t.imo"], 2, "./t.imo:3: filter: mean_filter has no key siez; did you mean size="),
+            (["--script", "./s.imo"], 1, "a.png: ./s.imo:2: filter: the values do not fit a picture of 64 x 48 pixels"),
+            (["--script", "./no.imo"], 1, "./no.imo: cannot be read (No such file or directory)"),
+        ):
+            self.assertRegex(self.run_lumo("filter", "a.png", "b.png", *arguments, status=status)[1],
+                             "^" + re.escape(message) + r"[^\n]*\n$")
         self.run_lumo("filter", "a.png", "b.png", status=2)
-        self.assertEqual(self.files(), ["a.png", "s.imo"])
-        self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0], r"\[return\]\nlp=\d+\nrp=\d+\n")
+        self.assertEqual(self.files(), ["a.png", "s.imo", "t.imo"])
+        self.assertRegex(self.run_lumo("filter", "a.png", "b.png", "type=histogramm_equal3")[0],
+                         r"^b\.png\n  lower end of the useful range: \d+\n  upper end of the useful range: \d+\n$")
 
     @staticmethod
     def again(step, source, target):
         """The command line that a step of the history stands for."""
         patterns = (
             (r"filter (.*)", lambda m: ["filter", source, target, m[1]]),
-            (r"LumoRotateImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--quarter", m[1]]),
-            (r"RotationNewImage\(angle=(.*)\)", lambda m: ["rotate", source, target, "--angle", m[1]]),
-            (r"Shear\(angle=(.*)\)", lambda m: ["shear", source, target, "--angle", m[1]]),
-            (r"LumoMirrorImage\(h=1, v=0\)", lambda m: ["mirror", source, target, "--horizontal"]),
-            (r"LumoMirrorImage\(h=0, v=1\)", lambda m: ["mirror", source, target, "--vertical"]),
-            (r"CalibrateImage\(calibrationDataFileName=(.*)\)", lambda m: ["calibrate", "apply", m[1], source, target]),
+            (r"calibrate (\S+)(.*)", lambda m: ["calibrate", "apply", m[1], source, target] + m[2].split()),
             (r"(phantom) (.*)", lambda m: ["phantom", target] + m[2].split()),
             (r"(\w+)(.*)", lambda m: [m[1], source, target] + m[2].split()))
         return next(line(m) for pattern, line in patterns if (m := re.fullmatch(pattern, step)))
@@ -107,6 +108,9 @@ class Changes(Program):
                 self.run_lumo(*self.again(steps[1].removeprefix("Step1: "), "a.png", "c.png"), "--force")
                 self.assertEqual(self.info("c.png")[0]["pixels"], b["pixels"])
                 self.assertEqual(self.run_lumo("history", "c.png")[0].splitlines(), steps)
+                self.run_lumo("run", "a.png", "c.png", steps[1].removeprefix("Step1: "), "--force")
+                self.assertEqual(self.info("c.png")[0]["pixels"], b["pixels"])
+                self.assertEqual(self.run_lumo("history", "c.png")[0].splitlines(), steps)
                 if width:
                     self.assertEqual((b["width"], b["height"]), (width, height))
                 if expected:
@@ -133,10 +137,10 @@ class Changes(Program):
         self.phantom("coarse.png", "--pitch", "100000000")
         self.assertIn("4300000000 x 100000000 nm", self.run_lumo("bin", "coarse.png", "c.png", "--x", "43", "--y", "1", status=1)[1])
         self.run_lumo("window", "a.png", "dark.png", "--lo", "65534", "--hi", "65535")
-        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "no grey value above"),
-                                  (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "--roi 64,0,64,1 leaves the image of"),
+        for arguments, reason in ((["rotate", "dark.png", "c.png", "--straighten"], "rotate: --straighten finds no exposed area with"),
+                                  (["crop", "a.png", "c.png", "--roi", "64,0,64,1"], "crop: --roi 64,0,64,1 leaves the picture of"),
                                   (["profile", "a.png", "--axis", "x", "--roi", "0,0,1,-1"], "--roi 0,0,1,-1 leaves the image of"),
-                                  (["bin", "a.png", "c.png", "--x", "65"], "smaller than one block")):
+                                  (["bin", "a.png", "c.png", "--x", "65"], "bin: the picture of 64 x 48 pixels is smaller than one block")):
             self.assertRegex(self.run_lumo(*arguments, status=1)[1], r"^(a|dark)\.png: " + reason + r"[^\n]*\n$")
         self.assertNotIn("c.png", self.files())
 
@@ -152,7 +156,7 @@ class Changes(Program):
         self.assertEqual({key: b["metadata"]["Image_X"][key] for key in ("Rotation", "Width", "Height", "Res_X", "MaxPix")},
                          {"Rotation": "90", "Width": "48", "Height": "64", "Res_X": "125000", "MaxPix": "65535"})
         self.assertEqual(self.run_lumo("history", "turned.png")[0],
-                         "Step0: filter type=unsharp_mask radius=0.5 value=2\nStep1: LumoRotateImage(angle=90)\n")
+                         "Step0: filter type=unsharp_mask radius=0.5 value=2\nStep1: rotate --quarter 90\n")
 
 
 if __name__ == "__main__":

@@ -47,7 +47,7 @@ class CommandLine(Program):
             (["invrt", "in.png"], "lumo: there is no verb invrt; did you mean invert?\n"), (["equa"], "lumo: there is no verb equa; did you mean equalize?\n"),
             (["help", "profil"], "lumo: there is no verb profil; did you mean profile?\n"), (["stats", "in.png", "--csx"], "lumo stats: not expected: --csx\nlumo stats: did you mean --csv?\n"),
             (["window", "in.png", "a.png", "--limtis=1,1"], "lumo window: not expected: --limtis=1,1\nlumo window: did you mean --limits?\n"),
-            ([], "lumo VERB IN OUT [options]: "), (["calibrate", "apply"], "lumo calibrate apply: CAL is required\n"),
+            ([], "lumo VERB IN OUT [options]: "), (["calibrate", "apply"], "lumo calibrate apply: TABLE is required\n"),
             (["crop", "in.png", "a.png", "--roi", "1", "2", "3"], "lumo crop: not expected: 2 3\n"),
             (["convert", "", "a.png"], "lumo: argument 2 is empty\n"), (["stats", "in.png", "--limits", ""], "lumo: argument 4 is empty\n"),
         ):
