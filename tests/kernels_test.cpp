@@ -10,6 +10,7 @@
 #include "filters/filters.h"
 #include "io/png_filter.h"
 #include "io/png_unfilter.h"
+#include "lumo_steps.h"
 #include "platform/cpu_level.h"
 #include "support/support.h"
 
@@ -81,6 +82,7 @@ void calibrate(Image from, Image) {
     const ImageOwner image{Raster(from)};
     ASSERT_EQ(CreateCalibrationData(image.image, 1, 1, 50, 200, (folder / "c").c_str()), 0);
     ASSERT_EQ(CalibrateImage(image.image, (folder / "c").c_str()), 0);
+    ASSERT_EQ(LumoApplyStep(image.image, ("calibrate " + (folder / "c")).c_str(), nullptr), 0);
 }
 
 void mirror(Image from, Image) {
@@ -146,7 +148,7 @@ const std::vector<Family>& families() {
         {smoothing(7), {"smoothSmall"}},
         {smoothing(9), {"smoothMiddle"}},
         {smoothing(183), {"smoothLarge"}},
-        {calibrate, {"encodeAtLevel", "correctAtLevel", "sumAtLevel"}},
+        {calibrate, {"encodeAtLevel", "correctAtLevel", "sumAtLevel", "countRow"}},
         {into([](Image from, Image* made) { return RotationNewImage(from, made, 7); }),
          {"rotateStripAtLevel"}},
         {into([](Image from, Image* made) { return Shear(from, made, 7); }), {"shearStripAtLevel"}},
