@@ -104,6 +104,7 @@ void checkText(const StepText& step, const std::string& verb) {
     const int code = LumoCheckStep(step.text.c_str(), 0, report.place());
     const LumoStepSummary summary = report.get();
     const std::string front = step.place.empty() ? verb : step.place;
+    if (code == LumoErrorMemory) throw std::bad_alloc();
     if (code != LumoOk) {
         std::string message = summary.message;
         // "lumo window: --lo", not "lumo window: window: --lo".

@@ -55,6 +55,13 @@ void writeToErrors(const char* text) noexcept {
     (void)writeAll(STDERR_FILENO, text, std::strlen(text));
 }
 
+void silenceErrors() {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nowhere < 0) return;
+    dup2(nowhere, STDERR_FILENO);
+    close(nowhere);
+}
+
 bool writeToOutput(std::string_view bytes) {
     std::cout.flush();
     return std::cout.good() && writeAll(STDOUT_FILENO, bytes.data(), bytes.size());

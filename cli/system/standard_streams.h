@@ -12,6 +12,9 @@ namespace lumo::cli {
 /// Writes a text to standard error, without the help of memory.
 void writeToErrors(const char* text) noexcept;
 
+/// Nothing that this process writes to standard error is seen any more.
+void silenceErrors();
+
 /// Writes bytes to standard output behind what was printed there; false with errno set if that
 /// fails.
 [[nodiscard]] bool writeToOutput(std::string_view bytes);

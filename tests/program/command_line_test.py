@@ -64,7 +64,7 @@ class CommandLine(Program):
             examples = self.run_lumo("help", verb)[0].split("Examples:\n")[1].splitlines()
             self.assertGreater(len(examples), 0)
             for example in examples:
-                self.assertTrue(example.startswith("  lumo %s " % verb), example)
+                self.assertTrue(example.startswith("  lumo "), example)
                 words = shlex.split(re.sub(r" [<>] \S+", "", example))[1:]
                 process = self.start(*words, stdin=subprocess.DEVNULL)
                 process.communicate()

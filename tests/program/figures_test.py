@@ -42,11 +42,12 @@ class Figures(Program):
     def test_json_has_one_shape_and_keeps_what_failed(self):
         self.phantom("a.png")
         dark = sum(v < 32768 for v in self.raster("a.png")[2])
+        phantom = self.run_lumo("history", "a.png")[0].split(": ")[1].strip()
         for arguments, key, value in (
             (["dose"], "dose", int(self.run_lumo("dose", "a.png")[0].split()[0])),
             (["histogram", "--bins", "2"], "bins", [{"first": 0, "last": 32767, "count": dark}, {"first": 32768, "last": 65535, "count": 64 * 48 - dark}]),
             (["profile", "--axis", "y", "--roi", "0,47,63,46"], "first", 46),
-            (["history"], "steps", [{"number": 0, "step": self.run_lumo("history", "a.png")[0].split(": ")[1].strip()}]),
+            (["history"], "steps", [{"number": 0, "recorded": phantom, "step": phantom, "repeatable": True, "linear": True, "harmless": True}]),
             (["info"], "extendedHeader", None), (["stats"], "region", "all"),
         ):
             verb, *options = arguments
