@@ -1,7 +1,8 @@
 # Headers, library, program, CMake package and pkg-config file.
 include(CMakePackageConfigHelpers)
 install(TARGETS lumo EXPORT LumoTargets)
-install(FILES include/lumo.h include/lumo_legacy.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/lumo.h include/lumo_legacy.h include/lumo_quality.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT LumoTargets NAMESPACE Lumo:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Lumo)
 write_basic_package_version_file(LumoConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 configure_file(cmake/LumoConfig.cmake.in LumoConfig.cmake @ONLY)

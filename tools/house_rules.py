@@ -20,6 +20,7 @@ MAY_USE = {
     "geometry": ["image"],
     "calibration": ["image"],
     "dose": ["measure"],
+    "quality": ["measure", "scripts"],
     "cli": ["include"],
 }
 
@@ -48,7 +49,7 @@ def allowed(folder):
 
 
 def folder_of_header(name):
-    if name in ("lumo.h", "lumo_legacy.h"):
+    if name in ("lumo.h", "lumo_legacy.h", "lumo_quality.h"):
         return "include"
     return name.split("/")[0] if "/" in name else None
 

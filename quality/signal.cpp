@@ -1,0 +1,150 @@
+// Grey values as signal: dark frame, offset, response table; clipped pixels.
+#include "quality/signal.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "image/pixel.h"
+#include "measure/region.h"
+#include "measure/sums.h"
+#include "platform/cpu_level.h"
+#include "quality/record.h"
+
+namespace lumo {
+namespace {
+
+/// Pixels of a run at two grey values.
+struct Counts {
+    std::uint64_t low = 0, high = 0;
+};
+
+LUMO_INLINE void countEndsBody(const std::uint16_t* pixels, int count, std::uint16_t low,
+                               std::uint16_t high, Counts& counts) {
+    constexpr int block = 32768;  // counts in 16 bits, as many at once as there are pixels
+    for (int begin = 0; begin < count; begin += block) {
+        const int length = std::min(block, count - begin);
+        std::uint16_t lows = 0, highs = 0;
+        for (int i = begin; i < begin + length; ++i) {
+            lows = static_cast<std::uint16_t>(lows + (pixels[i] == low));
+            highs = static_cast<std::uint16_t>(highs + (pixels[i] == high));
+        }
+        counts.low += lows;
+        counts.high += highs;
+    }
+}
+LUMO_LEVELS(void, countEnds, countEndsBody,
+            (const std::uint16_t* pixels, int count, std::uint16_t low, std::uint16_t high,
+             Counts& counts),
+            (pixels, count, low, high, counts))
+
+/// Pixels at the next grey value that occurs, in steps from one end; 0 if there is none.
+std::uint64_t neighbourCount(const std::vector<std::uint64_t>& histogram, int value, int step) {
+    for (value += step; value >= 0 && value <= lastGreyValue; value += step)
+        if (histogram[static_cast<std::size_t>(value)] > 0)
+            return histogram[static_cast<std::size_t>(value)];
+    return 0;
+}
+
+/// Strictly rising or falling throughout, and finite.
+bool isMonotone(const double* values, std::int32_t count) {
+    const bool rising = values[1] > values[0];
+    for (std::int32_t i = 0; i < count; ++i) {
+        if (!std::isfinite(values[i])) return false;
+        if (i > 0 && (rising ? values[i] <= values[i - 1] : values[i] >= values[i - 1]))
+            return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+std::vector<Run> runsIn(const Image& image, Roi& region) {
+    if (image.data == nullptr || image.width == 0 || image.height == 0) raise(LumoErrorImage);
+    Normalize_Roi(region);
+    if (Check_Roi(image, region) != LumoOk) refuse(LumoReasonRegionOutside);
+    std::vector<Run> runs;
+    for (int y = region.y1; y <= region.y2; ++y)
+        runs.push_back({region.x1, y, region.x2 - region.x1 + 1});
+    return runs;
+}
+
+void refuseClipped(const Image& image, const std::vector<Run>& runs) {
+    Sums sums;
+    addPixels(image.data, viewOf(image).count(), sums);
+    Counts counts;
+    std::uint64_t pixels = 0;
+    for (const Run& run : runs) {
+        countEnds(viewOf(image).row(run.y) + run.x, run.count, sums.smallest, sums.largest, counts);
+        pixels += static_cast<std::uint64_t>(run.count);
+    }
+    const auto many = [=](std::uint64_t count) { return count * 1000 > pixels; };
+    if (!many(counts.low) && !many(counts.high)) return;
+    std::vector<std::uint64_t> histogram(greyValues);
+    for (const Run& run : runs)
+        std::for_each_n(viewOf(image).row(run.y) + run.x, run.count,
+                        [&](std::uint16_t pixel) { ++histogram[pixel]; });
+    if ((many(counts.low) && counts.low > neighbourCount(histogram, sums.smallest, 1)) ||
+        (many(counts.high) && counts.high > neighbourCount(histogram, sums.largest, -1)))
+        refuse(LumoReasonClipped);
+}
+
+Signal::Signal(const Image& image, const LumoSignal* given) : image_(asSource(viewOf(image))) {
+    if (given == nullptr) return;
+    requireRecord(given);
+    if (!std::isfinite(given->offset)) raise(LumoErrorParameter);
+    offset_ = given->offset;
+    if (given->dark != nullptr) {
+        const Image& dark = *given->dark;
+        if (dark.data == nullptr) raise(LumoErrorImage);
+        if (dark.width != image.width || dark.height != image.height) refuse(LumoReasonSizes);
+        dark_ = dark.data;
+    }
+    if (given->responseCount != 0) readResponse(*given);
+}
+
+void Signal::readResponse(const LumoSignal& given) {
+    const std::int32_t count = given.responseCount;
+    if (given.responseGrey == nullptr || given.responseSignal == nullptr) raise(LumoErrorParameter);
+    if (count < 2 || !isMonotone(given.responseGrey, count) ||
+        !isMonotone(given.responseSignal, count))
+        refuse(LumoReasonResponseTable);
+    grey_.assign(given.responseGrey, given.responseGrey + count);
+    signal_.assign(given.responseSignal, given.responseSignal + count);
+    if (grey_.front() > grey_.back()) {
+        std::ranges::reverse(grey_);
+        std::ranges::reverse(signal_);
+    }
+    if (dark_ != nullptr) return;
+    table_.resize(greyValues);
+    for (std::size_t v = 0; v < greyValues; ++v)
+        table_[v] = respond(static_cast<double>(v) - offset_);
+}
+
+/// NaN outside the table.
+double Signal::respond(double grey) const {
+    if (grey_.empty()) return grey;
+    if (!(grey >= grey_.front() && grey <= grey_.back())) return missing;
+    const auto above = std::ranges::upper_bound(grey_, grey);
+    const auto i = static_cast<std::size_t>(
+        std::clamp<std::ptrdiff_t>(above - grey_.begin(), 1, std::ssize(grey_) - 1));
+    const double part = (grey - grey_[i - 1]) / (grey_[i] - grey_[i - 1]);
+    return signal_[i - 1] + part * (signal_[i] - signal_[i - 1]);
+}
+
+void Signal::read(const Run& run, double* to) const {
+    const std::uint16_t* pixels = image_.row(run.y) + run.x;
+    if (isShift()) {
+        for (int i = 0; i < run.count; ++i) to[i] = pixels[i] - offset_;
+        return;
+    }
+    if (dark_ != nullptr) {
+        const std::uint16_t* dark = dark_ + (pixels - image_.pixels);
+        for (int i = 0; i < run.count; ++i) to[i] = respond(pixels[i] - dark[i] - offset_);
+    } else {
+        for (int i = 0; i < run.count; ++i) to[i] = table_[pixels[i]];
+    }
+    if (std::any_of(to, to + run.count, [](double value) { return std::isnan(value); }))
+        refuse(LumoReasonResponseRange);
+}
+
+}  // namespace lumo
