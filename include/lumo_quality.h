@@ -337,7 +337,7 @@ typedef struct LumoNpsOptions {
 typedef struct LumoNpsPoint {
     double frequencyX; /**< index / (256 pitchX), cycles per millimetre */
     double npsX;       /**< noise power along x, signal^2 mm^2 */
-    double nnpsX;      /**< npsX / mean^2, mm^2 */
+    double nnpsX;      /**< npsX / mean^2, mm^2; NaN for a mean of 0 or less */
     double frequencyY; /**< index / (256 pitchY) */
     double npsY;       /**< along y */
     double nnpsY;      /**< npsY / mean^2 */
@@ -392,7 +392,7 @@ LUMO_API int LumoNpsAdd(LumoNps* spectrum, Image image, const Roi* region, const
  * @param result    [out] the figures
  * @param curve     [out] index 0 to 128; or null
  * @param count     [in, out] points of the curve, or null
- * @return 0; -30 nothing was added or the mean is not above 0; -2 no spectrum or a record is wrong;
+ * @return 0; -30 nothing was added; -2 no spectrum or a record is wrong;
  * -8 without memory
  */
 LUMO_API int LumoMeasureNps(LumoNps* spectrum, LumoNpsFigures* result, LumoNpsPoint* curve,

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "quality/bins.h"
 #include "quality/signal.h"
 #include "quality/strip.h"
 
@@ -38,10 +39,9 @@ struct EdgeLine {
 [[nodiscard]] EdgeLine findLine(const EdgeImage& image);
 
 /// Sums over bins of distance from the line along the normal, from -span to span.
-struct EdgeBins {
-    explicit EdgeBins(std::size_t size);
-    std::vector<double> sums, places, counts, squares;
-    EdgeBins& operator+=(const EdgeBins& other);
+struct EdgeBins : Bins {
+    explicit EdgeBins(std::size_t size) : Bins(size), squares(size) {}
+    std::vector<double> squares;
 };
 
 /// The edge spread function, one value in the middle of each bin.
@@ -57,7 +57,6 @@ struct EdgeSpread {
 [[nodiscard]] EdgeSpread spreadOf(const EdgeImage& image, const EdgeLine& line, double span);
 
 /// Means at the bins' middles, the tails beyond the box calmed.
-[[nodiscard]] std::vector<double> curveOf(const EdgeSpread& spread, const EdgeBins& bins,
-                                          double box);
+[[nodiscard]] std::vector<double> curveOf(const EdgeSpread& spread, const Bins& bins, double box);
 
 }  // namespace lumo

@@ -21,8 +21,11 @@ double sumOfDifferences(const std::vector<double>& sums) {
 }
 
 EdgeImage transposed(const EdgeImage& from) {
-    EdgeImage to{from.rows, from.columns, {from.pitch.y, from.pitch.x}, true, {}};
-    to.values.resize(from.values.size());
+    EdgeImage to{from.rows,
+                 from.columns,
+                 {from.pitch.y, from.pitch.x},
+                 true,
+                 std::vector<double>(from.values.size())};
     constexpr int block = 32;  // squares that stay in the cache
     for (int y0 = 0; y0 < from.rows; y0 += block)
         for (int x0 = 0; x0 < from.columns; x0 += block)

@@ -18,30 +18,6 @@ double reachOf(const EdgeImage& image, const EdgeLine& line) {
     return std::min(low, right - high) * line.cosine();
 }
 
-/// Means at the bins' middles, from the mean places of the pixels; empty bins by their neighbours.
-std::vector<double> interpolated(const EdgeBins& bins, double bin) {
-    const std::size_t size = bins.sums.size();
-    std::vector<double> places, means, values(size);
-    for (std::size_t i = 0; i < size; ++i) {
-        if (bins.counts[i] == 0) continue;
-        places.push_back(bins.places[i] / bins.counts[i]);
-        means.push_back(bins.sums[i] / bins.counts[i]);
-    }
-    if (places.empty()) return values;
-    std::size_t next = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        const double place = (static_cast<double>(i) + 0.5) * bin;
-        while (next < places.size() && places[next] < place) ++next;
-        if (next == 0 || next == places.size()) {
-            values[i] = next == 0 ? means.front() : means.back();
-            continue;
-        }
-        const double part = (place - places[next - 1]) / (places[next] - places[next - 1]);
-        values[i] = means[next - 1] + part * (means[next] - means[next - 1]);
-    }
-    return values;
-}
-
 /// Beyond `box` bins from the middle each value becomes the mean over a window half as wide as its
 /// distance from there, less at the ends.
 std::vector<double> calmed(const std::vector<double>& values, double box) {
@@ -62,18 +38,6 @@ std::vector<double> calmed(const std::vector<double>& values, double box) {
 }
 
 }  // namespace
-
-EdgeBins::EdgeBins(std::size_t size) : sums(size), places(size), counts(size), squares(size) {}
-
-EdgeBins& EdgeBins::operator+=(const EdgeBins& other) {
-    for (std::size_t i = 0; i < sums.size(); ++i) {
-        sums[i] += other.sums[i];
-        places[i] += other.places[i];
-        counts[i] += other.counts[i];
-        squares[i] += other.squares[i];
-    }
-    return *this;
-}
 
 EdgeSpread spreadOf(const EdgeImage& image, const EdgeLine& line, double span) {
     constexpr double leastPixels = 16;
@@ -96,17 +60,15 @@ EdgeSpread spreadOf(const EdgeImage& image, const EdgeLine& line, double span) {
             if (!(place >= 0 && place < end)) continue;
             const auto at = std::min(static_cast<std::size_t>(place / bin), 2 * half - 1);
             const double value = row[x] - spread.origin;
-            bins.sums[at] += value;
-            bins.places[at] += place;
-            bins.counts[at] += 1;
+            bins.add(at, place, value);
             bins.squares[at] += value * value;
         }
     }
     return spread;
 }
 
-std::vector<double> curveOf(const EdgeSpread& spread, const EdgeBins& bins, double box) {
-    return calmed(interpolated(bins, spread.bin), box / spread.bin);
+std::vector<double> curveOf(const EdgeSpread& spread, const Bins& bins, double box) {
+    return calmed(bins.atMiddles(spread.bin), box / spread.bin);
 }
 
 }  // namespace lumo

@@ -3,46 +3,43 @@
 #include "quality/median.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace lumo {
 namespace {
 
-Middle middleBySelection(std::vector<double>& values, std::size_t below) {
-    const auto upper = values.begin() + static_cast<std::ptrdiff_t>(below);
-    std::nth_element(values.begin(), upper, values.end());
-    return {*upper, *upper};
-}
-
 /// Values of ranks `lower` and `upper`, which are equal or neighbours.
-Middle byRank(std::vector<double>& values, std::size_t lower, std::size_t upper) {
-    Middle middle = middleBySelection(values, upper);
-    if (lower < upper)
-        middle.lower =
-            *std::max_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(upper));
-    return middle;
+template <class Value>
+Middle byRank(Value* values, std::size_t count, std::size_t lower, std::size_t upper) {
+    std::nth_element(values, values + upper, values + count);
+    const double above = values[upper];
+    return {lower < upper ? *std::max_element(values, values + upper) : above, above};
 }
 
 }  // namespace
 
-Middle middleOf(std::vector<double>& values) {
+template <class Value>
+Middle middleOf(std::vector<Value>& values) {
     constexpr std::size_t sampleSize = 4096, margin = 256, worthwhile = 16 * sampleSize;
     const std::size_t count = values.size(), lower = (count - 1) / 2, upper = count / 2;
-    if (count < worthwhile) return byRank(values, lower, upper);
+    if (count < worthwhile) return byRank(values.data(), count, lower, upper);
 
-    std::vector<double> sample(sampleSize);
+    std::vector<Value> sample(sampleSize);
     for (std::size_t i = 0; i < sampleSize; ++i) sample[i] = values[i * (count / sampleSize)];
     std::ranges::sort(sample);
-    const double low = sample[sampleSize / 2 - margin], high = sample[sampleSize / 2 + margin];
-    std::vector<double> between(count);
+    const Value low = sample[sampleSize / 2 - margin], high = sample[sampleSize / 2 + margin];
+    const auto between = std::make_unique_for_overwrite<Value[]>(count);
     std::size_t below = 0, inside = 0;
-    for (const double value : values) {  // without branches: they could not be foreseen
+    for (const Value value : values) {  // without branches: they could not be foreseen
         below += value < low;
         between[inside] = value;
         inside += value >= low && value <= high;
     }
-    between.resize(inside);
-    if (lower < below || upper >= below + inside) return byRank(values, lower, upper);
-    return byRank(between, lower - below, upper - below);
+    if (lower < below || upper >= below + inside) return byRank(values.data(), count, lower, upper);
+    return byRank(between.get(), inside, lower - below, upper - below);
 }
+
+template Middle middleOf(std::vector<double>&);
+template Middle middleOf(std::vector<float>&);
 
 }  // namespace lumo

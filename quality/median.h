@@ -11,11 +11,13 @@ struct Middle {
     [[nodiscard]] double mean() const { return (lower + upper) / 2; }
 };
 
-/// Puts the values, of which there is at least one, into another order.
-[[nodiscard]] Middle middleOf(std::vector<double>& values);
+/// Puts the values, of which there is at least one, into another order. For double and float.
+template <class Value>
+[[nodiscard]] Middle middleOf(std::vector<Value>& values);
 
 /// Their median: the mean of the middle two for an even count.
-[[nodiscard]] inline double medianOf(std::vector<double>& values) {
+template <class Value>
+[[nodiscard]] double medianOf(std::vector<Value>& values) {
     return middleOf(values).mean();
 }
 

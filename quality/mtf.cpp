@@ -84,13 +84,13 @@ double crossing(const Transfer& transfer, double level, ValueAt valueAt) {
     return missing;
 }
 
-double mtf50Of(const EdgeSpread& spread, const EdgeBins& bins, double box) {
+double mtf50Of(const EdgeSpread& spread, const Bins& bins, double box) {
     const Transfer transfer(spread, curveOf(spread, bins, box));
     return crossing(transfer, 0.5, [&](std::size_t k) { return transfer.at(k); });
 }
 
 /// Contrast, noise and overshoot of the curve; the box is counted in bins.
-void describe(const EdgeSpread& spread, const EdgeBins& bins, const std::vector<double>& curve,
+void describe(const EdgeSpread& spread, const Bins& bins, const std::vector<double>& curve,
               double box, LumoMtf& to) {
     constexpr std::size_t pixel = 10;
     double low = 0, high = 0, beside = 0, squares = 0, freedom = 0;
@@ -102,7 +102,8 @@ void describe(const EdgeSpread& spread, const EdgeBins& bins, const std::vector<
         beside += 1;
         for (const std::size_t k : {i, mirrored}) {
             if (bins.counts[k] < 2) continue;
-            squares += bins.squares[k] - bins.sums[k] * bins.sums[k] / bins.counts[k];
+            squares += spread.even.squares[k] + spread.odd.squares[k] -
+                       bins.sums[k] * bins.sums[k] / bins.counts[k];
             freedom += bins.counts[k] - 1;
         }
     }
@@ -143,7 +144,7 @@ std::vector<LumoCurvePoint> measureMtf(const EdgeImage& image, double span, Lumo
     const EdgeLine line = findLine(image);
     requireStraight(image, line);
     const EdgeSpread spread = spreadOf(image, line, span);
-    EdgeBins all = spread.even;
+    Bins all = spread.even;
     all += spread.odd;
     const double box = line.box * line.cosine();
     const std::vector<double> curve = curveOf(spread, all, box);

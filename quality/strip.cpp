@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "quality/bins.h"
 #include "quality/record.h"
 
 namespace lumo {
@@ -20,14 +21,9 @@ void narrow(double begin, double step, double least, double most, double& first,
     last = std::min(last, high);
 }
 
-/// Sums of the pixels of each bin.
-struct Bins {
-    std::vector<double> sums, places, counts;
-};
-
 Bins binsOf(const Image& image, const Signal& signal, const Strip& strip, double bin) {
     const auto size = static_cast<std::size_t>(std::max(strip.length / bin, 1.0));
-    Bins bins{std::vector<double>(size), std::vector<double>(size), std::vector<double>(size)};
+    Bins bins(size);
     std::vector<double> row(image.width);
     const double step = strip.placePerColumn();
     for (const Run& run : strip.runs(image)) {
@@ -36,10 +32,7 @@ Bins binsOf(const Image& image, const Signal& signal, const Strip& strip, double
         for (int i = 0; i < run.count; ++i) {
             const double place = begin + step * (run.x + i);
             const auto at = static_cast<std::size_t>(std::max(place / bin, 0.0));
-            if (at >= size) continue;
-            bins.sums[at] += row[static_cast<std::size_t>(i)];
-            bins.places[at] += place;
-            bins.counts[at] += 1;
+            if (at < size) bins.add(at, place, row[static_cast<std::size_t>(i)]);
         }
     }
     return bins;
@@ -117,27 +110,7 @@ double Strip::pitchAcross() const {
 }
 
 Profile profileOf(const Image& image, const Signal& signal, const Strip& strip, double bin) {
-    const Bins bins = binsOf(image, signal, strip, bin);
-    std::vector<double> places, means;
-    for (std::size_t i = 0; i < bins.sums.size(); ++i) {
-        if (bins.counts[i] == 0) continue;
-        places.push_back(bins.places[i] / bins.counts[i]);
-        means.push_back(bins.sums[i] / bins.counts[i]);
-    }
-    Profile profile{bin, std::vector<double>(bins.sums.size())};
-    if (places.empty()) return profile;
-    std::size_t next = 0;
-    for (std::size_t i = 0; i < profile.values.size(); ++i) {
-        const double place = profile.placeOf(i);
-        while (next < places.size() && places[next] < place) ++next;
-        if (next == 0 || next == places.size()) {
-            profile.values[i] = next == 0 ? means.front() : means.back();
-            continue;
-        }
-        const double part = (place - places[next - 1]) / (places[next] - places[next - 1]);
-        profile.values[i] = means[next - 1] + part * (means[next] - means[next - 1]);
-    }
-    return profile;
+    return {bin, binsOf(image, signal, strip, bin).atMiddles(bin)};
 }
 
 Strip straightened(const Image& image, const Signal& signal, const Strip& strip) {

@@ -42,8 +42,7 @@ struct Profile {
     }
 };
 
-/// The mean of the pixels of each bin, brought from their mean place to the bin's middle. The image
-/// is not interpolated, which would blur it.
+/// The mean of the pixels of each bin.
 [[nodiscard]] Profile profileOf(const Image& image, const Signal& signal, const Strip& strip,
                                 double bin);
 

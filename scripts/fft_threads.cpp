@@ -23,14 +23,25 @@ bool setUp() {
     return true;
 }
 
+/// Whether the transform library is ready for plans, made in any thread.
+bool isReady() {
+    static const bool ready = setUp();
+    return ready;
+}
+
 }  // namespace
 
 void Init_FftThreads() {
-    static const bool ready = setUp();
+    const bool ready = isReady();
     const int processors = processorCount();
     if (!ready || processors <= 1) return;
     fftwf_init_threads();
     fftwf_plan_with_nthreads(processors);
+}
+
+void Init_FftPlanner() {
+    // The number is the process's: a band filter that plans at this moment may get one thread, too.
+    if (isReady()) fftwf_plan_with_nthreads(1);
 }
 
 }  // namespace lumo

@@ -1,0 +1,125 @@
+// Transforms of regions, the sum of their powers, cuts through it.
+#include "quality/spectrum.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/cpu_level.h"
+#include "quality/record.h"
+
+namespace lumo {
+namespace {
+
+constexpr int lines = 7;        ///< beside an axis
+constexpr int besideLines = 3;  ///< that tell what an axis would hold without rows or columns
+constexpr int firstShared = 8;  ///< index from which the trend takes nothing away
+
+LUMO_INLINE void addPowersBody(const float* spectrum, int count, double* sums) {
+    for (int i = 0; i < count; ++i) {
+        const double real = spectrum[2 * i], imaginary = spectrum[2 * i + 1];
+        sums[i] += real * real + imaginary * imaginary;
+    }
+}
+LUMO_LEVELS(void, addPowers, addPowersBody, (const float* spectrum, int count, double* sums),
+            (spectrum, count, sums))
+
+/// Power that an axis has above its neighbours, summed over the frequencies along it.
+/// @param above  of an index along the axis, either sign
+template <class Above>
+double sharedDeviation(const Spectrum& spectrum, Above above) {
+    double sum = 0;
+    for (int k = firstShared; k <= regionSide / 2; ++k)
+        sum += (k < regionSide / 2 ? above(k) + above(-k) : above(k));
+    // The indices left out hold as much as the others.
+    const double used = regionSide - (2 * firstShared - 1);
+    const double perIndex = spectrum.scale / (regionSide * spectrum.pitch.x) /
+                            (regionSide * spectrum.pitch.y) * regionSide / used;
+    return std::sqrt(std::max(sum * perIndex, 0.0));
+}
+
+/// A cut's sums by distance from the origin.
+struct Cut {
+    std::vector<double> sums = std::vector<double>(PowerPlane::columns);
+    std::vector<double> counts = std::vector<double>(PowerPlane::columns);
+
+    void add(double distance, double power) {
+        const auto bin = static_cast<std::size_t>(std::lround(distance));
+        if (bin >= sums.size()) return;
+        sums[bin] += power;
+        counts[bin] += 1;
+    }
+    [[nodiscard]] double mean(std::size_t i) const {
+        return counts[i] > 0 ? sums[i] / counts[i] : missing;
+    }
+};
+
+}  // namespace
+
+PowerPlane::PowerPlane() : sums_(std::size_t{regionSide} * columns) {
+    constexpr std::size_t floats = std::size_t{regionSide} * columns * 2;
+    buffer_.reset(static_cast<float*>(fftwf_malloc(floats * sizeof(float))));
+    if (buffer_ == nullptr) raise(LumoErrorMemory);
+    Init_FftPlanner();
+    plan_.reset(fftwf_plan_dft_r2c_2d(regionSide, regionSide, buffer_.get(),
+                                      reinterpret_cast<fftwf_complex*>(buffer_.get()),
+                                      FFTW_ESTIMATE));
+    if (plan_ == nullptr) raise(LumoErrorMemory);
+}
+
+void PowerPlane::add(const float* rows, std::size_t stride) {
+    constexpr std::ptrdiff_t rowFloats = 2 * columns;
+    for (int y = 0; y < regionSide; ++y)
+        std::copy_n(rows + static_cast<std::size_t>(y) * stride, regionSide,
+                    buffer_.get() + y * rowFloats);
+    fftwf_execute(plan_.get());
+    addPowers(buffer_.get(), regionSide * columns, sums_.data());
+}
+
+double PowerPlane::total() const {
+    double total = 0;
+    for (int v = 0; v < regionSide; ++v)
+        for (int u = 0; u < columns; ++u) total += (u > 0 && u < regionSide / 2 ? 2 : 1) * at(u, v);
+    return total;
+}
+
+std::vector<LumoNpsPoint> cutsOf(const Spectrum& spectrum, double mean) {
+    const PowerPlane& plane = spectrum.plane;
+    // Distances count in indices along the cut: the other axis has another pitch.
+    const double vInU = spectrum.pitch.x / spectrum.pitch.y, uInV = 1 / vInU;
+    Cut x, y;
+    for (int line = 1; line <= lines; ++line)
+        for (int k = 1; k < PowerPlane::columns; ++k) {
+            for (const int v : {line, -line}) x.add(std::hypot(k, v * vInU), plane.at(k, v));
+            // Mirrored: (-u, v) holds what (u, -v) does.
+            for (const int v : {k, -k}) y.add(std::hypot(line * uInV, k), plane.at(line, v));
+        }
+    std::vector<LumoNpsPoint> points;
+    const double normal = mean > 0 ? 1 / (mean * mean) : missing;
+    for (std::size_t k = 0; k < x.sums.size(); ++k) {
+        const double npsX = x.mean(k) * spectrum.scale, npsY = y.mean(k) * spectrum.scale;
+        const double index = static_cast<double>(k) / regionSide;
+        points.push_back({index / spectrum.pitch.x, npsX, npsX * normal, index / spectrum.pitch.y,
+                          npsY, npsY * normal});
+    }
+    points[0].npsX = points[0].npsY = points[0].nnpsX = points[0].nnpsY = missing;
+    return points;
+}
+
+double rowDeviation(const Spectrum& spectrum) {
+    return sharedDeviation(spectrum, [&](int v) {
+        double beside = 0;
+        for (int u = 1; u <= besideLines; ++u) beside += spectrum.plane.at(u, v);
+        return spectrum.plane.at(0, v) - beside / besideLines;
+    });
+}
+
+double columnDeviation(const Spectrum& spectrum) {
+    return sharedDeviation(spectrum, [&](int u) {
+        double beside = 0;
+        for (int v = 1; v <= besideLines; ++v)
+            beside += spectrum.plane.at(std::abs(u), u > 0 ? v : -v);
+        return spectrum.plane.at(std::abs(u), 0) - beside / besideLines;
+    });
+}
+
+}  // namespace lumo

@@ -1,0 +1,59 @@
+// The plane of noise powers of regions of 256 x 256 pixels, summed over any number of them.
+#pragma once
+
+#include <fftw3.h>
+
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+#include "lumo_quality.h"
+#include "quality/strip.h"
+#include "quality/trend.h"
+#include "scripts/band_filter.h"
+
+namespace lumo {
+
+constexpr int regionSide = 256, regionStep = regionSide / 2;
+
+/// Squared moduli by frequency indices: v 0..255 (above 128 the negative ones), u 0..128.
+class PowerPlane {
+public:
+    static constexpr int columns = regionSide / 2 + 1;
+
+    PowerPlane();
+    /// Adds a region, whose rows lie `stride` apart.
+    void add(const float* rows, std::size_t stride);
+    /// The sum at (u, v), v from -127 to 128.
+    [[nodiscard]] double at(int u, int v) const {
+        return sums_[static_cast<std::size_t>((v + regionSide) % regionSide) * columns +
+                     static_cast<std::size_t>(u)];
+    }
+    /// Over the whole plane, the half that mirrors this one included.
+    [[nodiscard]] double total() const;
+
+private:
+    struct PlanRelease {
+        void operator()(fftwf_plan plan) const noexcept { fftwf_destroy_plan(plan); }
+    };
+    FftBuffer buffer_;
+    std::unique_ptr<std::remove_pointer_t<fftwf_plan>, PlanRelease> plan_;
+    std::vector<double> sums_;
+};
+
+/// What the cuts of a plane are made from.
+struct Spectrum {
+    const PowerPlane& plane;
+    double scale;  ///< from sums to noise power
+    Pitch pitch;
+};
+
+/// Means along both axes by distance from the origin, over seven lines on either side but not the
+/// axes themselves, on which offsets of whole rows and columns lie.
+[[nodiscard]] std::vector<LumoNpsPoint> cutsOf(const Spectrum& spectrum, double mean);
+
+/// Deviation of what whole rows (columns) share.
+[[nodiscard]] double rowDeviation(const Spectrum& spectrum);
+[[nodiscard]] double columnDeviation(const Spectrum& spectrum);
+
+}  // namespace lumo
