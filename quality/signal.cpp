@@ -77,7 +77,9 @@ void refuseClipped(const Image& image, const std::vector<Run>& runs) {
         countEnds(viewOf(image).row(run.y) + run.x, run.count, sums.smallest, sums.largest, counts);
         pixels += static_cast<std::uint64_t>(run.count);
     }
-    const auto many = [=](std::uint64_t count) { return count * 1000 > pixels; };
+    // In the smallest regions two pixels of a noise may happen to be equal: those are not many.
+    constexpr std::uint64_t least = 5;
+    const auto many = [=](std::uint64_t count) { return count >= least && count * 1000 > pixels; };
     if (!many(counts.low) && !many(counts.high)) return;
     std::vector<std::uint64_t> histogram(greyValues);
     for (const Run& run : runs)

@@ -18,8 +18,8 @@ struct Run {
 /// for a region outside the image.
 [[nodiscard]] std::vector<Run> runsIn(const Image& image, Roi& region);
 
-/// Refuses runs of which more than 0.1 % are at the image's smallest (or largest) grey value, and
-/// more than at the next one that occurs in them.
+/// Refuses runs of which more than 0.1 %, and five pixels or more, are at the image's smallest (or
+/// largest) grey value, and more than at the next one that occurs in them.
 void refuseClipped(const Image& image, const std::vector<Run>& runs);
 
 class Signal {
