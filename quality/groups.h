@@ -20,8 +20,14 @@ struct Uniform {
 [[nodiscard]] Uniform measureUniform(const Image& image, Roi region, std::uint32_t along,
                                      const LumoSignal* signal);
 
-/// Adds the sum of each group of a row's pixels, and 20 times the sum of their squares less the
-/// square of the sum. Both are whole numbers.
-void groupSums(const std::uint16_t* pixels, int groups, double* sums, double* spreads);
+/// Sums over a row of groups, exact.
+struct RowTotals {
+    double sum = 0, squares = 0;
+};
+
+/// The sum of each group of a row's pixels, and 20 times the sum of their squares less the square
+/// of the sum. All are whole numbers.
+/// @return sums over all groups
+RowTotals groupSums(const std::uint16_t* pixels, int groups, double* sums, double* spreads);
 
 }  // namespace lumo

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/cpu_level.h"
+#include "platform/widths.h"
 #include "quality/record.h"
 #include "quality/spectrum.h"
 
@@ -55,12 +55,18 @@ int regionsIn(int length) {
 
 LUMO_INLINE double squaresOf(const float* values) {
     constexpr int lanes = 8;
-    double sums[lanes] = {}, sum = 0;
-    for (int i = 0; i < regionStep; i += lanes)
-        for (int lane = 0; lane < lanes; ++lane)
-            sums[lane] +=
-                static_cast<double>(values[i + lane]) * static_cast<double>(values[i + lane]);
-    for (const double lane : sums) sum += lane;
+    using Lanes = Vector<double, lanes * sizeof(double)>;
+    using Floats = Vector<float, lanes * sizeof(float)>;
+    Lanes sums = {};
+    for (int i = 0; i < regionStep; i += lanes) {
+        Floats some;
+        Lanes wide;
+        load(some, values + i);
+        convert(wide, some);
+        sums += wide * wide;
+    }
+    double sum = 0;
+    for (int lane = 0; lane < lanes; ++lane) sum += sums[lane];
     return sum;
 }
 LUMO_INLINE void addSquaresBody(const float* row, int blocks, double* sums) {
@@ -69,62 +75,67 @@ LUMO_INLINE void addSquaresBody(const float* row, int blocks, double* sums) {
 LUMO_LEVELS(void, addSquares, addSquaresBody, (const float* row, int blocks, double* sums),
             (row, blocks, sums))
 
-/// Walks an area in bands as high as a region, each half of which serves two rows of regions.
+/// Walks down a part of an area in bands half as high as a region, each of which serves two rows of
+/// regions.
 class Bands {
 public:
-    Bands(const Signal& signal, const Roi& area, const Trend& trend)
-        : signal_(signal),
-          area_(area),
-          trend_(trend),
-          width_(static_cast<std::size_t>(area.x2 - area.x1 + 1)),
-          columns_(regionsIn(static_cast<int>(width_))),
-          values_(width_),
-          band_(width_ * regionSide),
-          upper_(static_cast<std::size_t>(columns_) + 1),
-          lower_(upper_.size()) {}
+    /// @param first    number of the first column of regions
+    /// @param columns  of regions
+    Bands(Trend& trend, int first, int columns) : trend_(trend), first_(first), columns_(columns) {
+        for (Band* band : {&upper_, &lower_}) {
+            band->rows.resize(width() * regionStep);
+            band->squares.resize(static_cast<std::size_t>(columns_) + 1);
+        }
+    }
 
-    /// Adds all regions.
-    void addTo(LumoNps& spectrum) {
-        const int rows = regionsIn(area_.y2 - area_.y1 + 1);
-        fillLower(0);
+    void addTo(LumoNps& spectrum, int rows) {
+        fill(lower_, 0);
         for (int row = 0; row < rows; ++row) {
-            std::copy(band_.begin() + half(), band_.end(), band_.begin());
-            upper_ = lower_;
-            fillLower(row + 1);
-            for (std::size_t i = 0; i + 1 < upper_.size(); ++i) {
-                spectrum.plane.add(band_.data() + i * regionStep, width_);
-                spectrum.squares += upper_[i] + upper_[i + 1] + lower_[i] + lower_[i + 1];
+            std::swap(upper_, lower_);
+            fill(lower_, row + 1);
+            for (std::size_t i = 0; i < static_cast<std::size_t>(columns_); ++i) {
+                const std::size_t begin = i * regionStep;
+                spectrum.plane.add(upper_.rows.data() + begin, lower_.rows.data() + begin, width());
+                for (const Band* band : {&upper_, &lower_})
+                    spectrum.squares += band->squares[i] + band->squares[i + 1];
             }
         }
-        spectrum.regions += static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(columns_);
-        spectrum.pixels +=
-            (static_cast<std::uint64_t>(rows) + 1) * upper_.size() * regionStep * regionStep;
     }
 
 private:
-    [[nodiscard]] std::ptrdiff_t half() const { return std::ssize(band_) / 2; }
+    /// Rows without trend, and the squares of their blocks.
+    struct Band {
+        std::vector<float> rows;
+        std::vector<double> squares;
+    };
 
-    /// The lower half: the rows of a number of steps, and the squares of their blocks.
-    void fillLower(int step) {
-        std::ranges::fill(lower_, 0.0);
+    [[nodiscard]] std::size_t width() const {
+        return (static_cast<std::size_t>(columns_) + 1) * regionStep;
+    }
+    void fill(Band& band, int step) {
+        std::ranges::fill(band.squares, 0.0);
         for (int i = 0; i < regionStep; ++i) {
-            const int row = step * regionStep + i;
-            float* to = band_.data() + half() + i * static_cast<std::ptrdiff_t>(width_);
-            signal_.read({area_.x1, area_.y1 + row, static_cast<int>(width_)}, values_.data());
-            trend_.subtract(values_.data(), row, to);
-            addSquares(to, static_cast<int>(lower_.size()), lower_.data());
+            float* to = band.rows.data() + static_cast<std::size_t>(i) * width();
+            trend_.subtract(step * regionStep + i, first_ * regionStep, static_cast<int>(width()),
+                            to);
+            addSquares(to, columns_ + 1, band.squares.data());
         }
     }
 
-    const Signal& signal_;
-    Roi area_;
-    const Trend& trend_;
-    std::size_t width_;
-    int columns_;
-    std::vector<double> values_;
-    std::vector<float> band_;
-    std::vector<double> upper_, lower_;  ///< squares of the blocks of each half
+    Trend& trend_;
+    int first_, columns_;
+    Band upper_, lower_;
 };
+
+void addRegions(LumoNps& spectrum, const Roi& area, Trend& trend) {
+    constexpr int atOnce = 8;  // columns of regions whose bands stay in the cache
+    const int columns = regionsIn(area.x2 - area.x1 + 1), rows = regionsIn(area.y2 - area.y1 + 1);
+    for (int first = 0; first < columns; first += atOnce)
+        Bands(trend, first, std::min(atOnce, columns - first)).addTo(spectrum, rows);
+    spectrum.regions += static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(columns);
+    spectrum.pixels += (static_cast<std::uint64_t>(rows) + 1) *
+                       (static_cast<std::uint64_t>(columns) + 1) * regionStep * regionStep;
+}
 
 void addImage(LumoNps& spectrum, const Image& image, const Roi* region, const LumoSignal* given) {
     if (image.data == nullptr) raise(LumoErrorImage);
@@ -134,9 +145,12 @@ void addImage(LumoNps& spectrum, const Image& image, const Roi* region, const Lu
     const std::vector<Run> runs = runsIn(image, area);
     const Signal signal(image, given);
     if (runs.front().count < regionSide || runs.size() < regionSide) refuse(LumoReasonRegionSmall);
-    refuseClipped(image, runs);
-    const Trend trend(signal, area, spectrum.keepTrend);
-    Bands(signal, area, trend).addTo(spectrum);
+    Extremes extremes(image);
+    for (int y = 0; y < area.y1; ++y) extremes.look(y);
+    Trend trend(signal, area, spectrum.keepTrend, extremes);
+    extremes.lookAtAll();
+    extremes.refuseClipped(runs);
+    addRegions(spectrum, area, trend);
     spectrum.signal += trend.sum();
     spectrum.signalPixels +=
         static_cast<double>(runs.front().count) * static_cast<double>(runs.size());

@@ -6,36 +6,32 @@
 
 #include "image/pixel.h"
 #include "measure/region.h"
-#include "measure/sums.h"
 #include "platform/cpu_level.h"
 #include "quality/record.h"
 
 namespace lumo {
 namespace {
 
-/// Pixels of a run at two grey values.
-struct Counts {
-    std::uint64_t low = 0, high = 0;
-};
-
-LUMO_INLINE void countEndsBody(const std::uint16_t* pixels, int count, std::uint16_t low,
-                               std::uint16_t high, Counts& counts) {
-    constexpr int block = 32768;  // counts in 16 bits, as many at once as there are pixels
-    for (int begin = 0; begin < count; begin += block) {
-        const int length = std::min(block, count - begin);
-        std::uint16_t lows = 0, highs = 0;
-        for (int i = begin; i < begin + length; ++i) {
-            lows = static_cast<std::uint16_t>(lows + (pixels[i] == low));
-            highs = static_cast<std::uint16_t>(highs + (pixels[i] == high));
-        }
-        counts.low += lows;
-        counts.high += highs;
+LUMO_INLINE void widenBody(const std::uint16_t* pixels, int count, std::uint16_t& low,
+                           std::uint16_t& high) {
+    std::uint16_t least = low, most = high;
+    for (int i = 0; i < count; ++i) {
+        least = std::min(least, pixels[i]);
+        most = std::max(most, pixels[i]);
     }
+    low = least;
+    high = most;
 }
-LUMO_LEVELS(void, countEnds, countEndsBody,
-            (const std::uint16_t* pixels, int count, std::uint16_t low, std::uint16_t high,
-             Counts& counts),
-            (pixels, count, low, high, counts))
+LUMO_LEVELS(void, widen, widenBody,
+            (const std::uint16_t* pixels, int count, std::uint16_t& low, std::uint16_t& high),
+            (pixels, count, low, high))
+
+LUMO_INLINE void shiftBody(const std::uint16_t* pixels, int count, double offset, double* to) {
+    for (int i = 0; i < count; ++i) to[i] = pixels[i] - offset;
+}
+LUMO_LEVELS(void, shift, shiftBody,
+            (const std::uint16_t* pixels, int count, double offset, double* to),
+            (pixels, count, offset, to))
 
 /// Pixels at the next grey value that occurs, in steps from one end; 0 if there is none.
 std::uint64_t neighbourCount(const std::vector<std::uint64_t>& histogram, int value, int step) {
@@ -68,26 +64,44 @@ std::vector<Run> runsIn(const Image& image, Roi& region) {
     return runs;
 }
 
-void refuseClipped(const Image& image, const std::vector<Run>& runs) {
-    Sums sums;
-    addPixels(image.data, viewOf(image).count(), sums);
-    Counts counts;
-    std::uint64_t pixels = 0;
-    for (const Run& run : runs) {
-        countEnds(viewOf(image).row(run.y) + run.x, run.count, sums.smallest, sums.largest, counts);
-        pixels += static_cast<std::uint64_t>(run.count);
-    }
+void Extremes::look(int row) {
+    Ends ends{65535, 0};
+    widen(image_.row(row), image_.width, ends.low, ends.high);
+    rows_.push_back(ends);
+    all_ = {std::min(all_.low, ends.low), std::max(all_.high, ends.high)};
+}
+
+void Extremes::lookAtAll() {
+    for (int row = static_cast<int>(rows_.size()); row < image_.height; ++row) look(row);
+}
+
+void Extremes::refuseClipped(const std::vector<Run>& runs) const {
     // In the smallest regions two pixels of a noise may happen to be equal: those are not many.
     constexpr std::uint64_t least = 5;
+    std::uint64_t pixels = 0, lows = 0, highs = 0;
+    for (const Run& run : runs) {
+        pixels += static_cast<std::uint64_t>(run.count);
+        const Ends& ends = rows_[static_cast<std::size_t>(run.y)];
+        if (ends.low != all_.low && ends.high != all_.high) continue;
+        const std::uint16_t* first = image_.row(run.y) + run.x;
+        lows += static_cast<std::uint64_t>(std::count(first, first + run.count, all_.low));
+        highs += static_cast<std::uint64_t>(std::count(first, first + run.count, all_.high));
+    }
     const auto many = [=](std::uint64_t count) { return count >= least && count * 1000 > pixels; };
-    if (!many(counts.low) && !many(counts.high)) return;
+    if (!many(lows) && !many(highs)) return;
     std::vector<std::uint64_t> histogram(greyValues);
     for (const Run& run : runs)
-        std::for_each_n(viewOf(image).row(run.y) + run.x, run.count,
+        std::for_each_n(image_.row(run.y) + run.x, run.count,
                         [&](std::uint16_t pixel) { ++histogram[pixel]; });
-    if ((many(counts.low) && counts.low > neighbourCount(histogram, sums.smallest, 1)) ||
-        (many(counts.high) && counts.high > neighbourCount(histogram, sums.largest, -1)))
+    if ((many(lows) && lows > neighbourCount(histogram, all_.low, 1)) ||
+        (many(highs) && highs > neighbourCount(histogram, all_.high, -1)))
         refuse(LumoReasonClipped);
+}
+
+void refuseClipped(const Image& image, const std::vector<Run>& runs) {
+    Extremes extremes(image);
+    extremes.lookAtAll();
+    extremes.refuseClipped(runs);
 }
 
 Signal::Signal(const Image& image, const LumoSignal* given) : image_(asSource(viewOf(image))) {
@@ -136,7 +150,7 @@ double Signal::respond(double grey) const {
 void Signal::read(const Run& run, double* to) const {
     const std::uint16_t* pixels = image_.row(run.y) + run.x;
     if (isShift()) {
-        for (int i = 0; i < run.count; ++i) to[i] = pixels[i] - offset_;
+        shift(pixels, run.count, offset_, to);
         return;
     }
     if (dark_ != nullptr) {

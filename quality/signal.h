@@ -18,8 +18,28 @@ struct Run {
 /// for a region outside the image.
 [[nodiscard]] std::vector<Run> runsIn(const Image& image, Roi& region);
 
-/// Refuses runs of which more than 0.1 %, and five pixels or more, are at the image's smallest (or
-/// largest) grey value, and more than at the next one that occurs in them.
+/// Smallest and largest grey values of an image's rows and of the whole.
+class Extremes {
+public:
+    /// Looks at the rows one after another; afterwards all are known.
+    explicit Extremes(const Image& image) : image_(asSource(viewOf(image))) {}
+    void look(int row);
+    void lookAtAll();
+
+    /// Refuses runs of which more than 0.1 %, and five pixels or more, are at the image's smallest
+    /// (or largest) grey value, and more than at the next one that occurs in them.
+    void refuseClipped(const std::vector<Run>& runs) const;
+
+private:
+    struct Ends {
+        std::uint16_t low, high;
+    };
+    Source image_;
+    std::vector<Ends> rows_;
+    Ends all_ = {65535, 0};
+};
+
+/// The same for an image that is not looked at otherwise.
 void refuseClipped(const Image& image, const std::vector<Run>& runs);
 
 class Signal {
@@ -31,6 +51,10 @@ public:
     [[nodiscard]] bool isShift() const { return dark_ == nullptr && grey_.empty(); }
     [[nodiscard]] double offset() const { return offset_; }
 
+    /// The grey values of a run, to be used where the signal is but a shift of them.
+    [[nodiscard]] const std::uint16_t* pixels(const Run& run) const {
+        return image_.row(run.y) + run.x;
+    }
     /// The signal along a run.
     void read(const Run& run, double* to) const;
 

@@ -14,22 +14,30 @@ constexpr int lines = 7;        ///< beside an axis
 constexpr int besideLines = 3;  ///< that tell what an axis would hold without rows or columns
 constexpr int firstShared = 8;  ///< index from which the trend takes nothing away
 
-LUMO_INLINE void addPowersBody(const float* spectrum, int count, double* sums) {
-    for (int i = 0; i < count; ++i) {
-        const double real = spectrum[2 * i], imaginary = spectrum[2 * i + 1];
-        sums[i] += real * real + imaginary * imaginary;
-    }
+LUMO_INLINE double powerOf(const float* coefficient) {
+    const double real = coefficient[0], imaginary = coefficient[1];
+    return real * real + imaginary * imaginary;
 }
-LUMO_LEVELS(void, addPowers, addPowersBody, (const float* spectrum, int count, double* sums),
-            (spectrum, count, sums))
+LUMO_INLINE void addPowersBody(const float* row, int count, double* sums) {
+    for (int i = 0; i < count; ++i) sums[i] += powerOf(row + 2 * i);
+}
+/// The same of two rows.
+LUMO_INLINE void addPowers2Body(const float* row, const float* mirrored, int count, double* sums) {
+    for (int i = 0; i < count; ++i) sums[i] += powerOf(row + 2 * i) + powerOf(mirrored + 2 * i);
+}
+LUMO_LEVELS(void, addPowers, addPowersBody, (const float* row, int count, double* sums),
+            (row, count, sums))
+LUMO_LEVELS(void, addPowers2, addPowers2Body,
+            (const float* row, const float* mirrored, int count, double* sums),
+            (row, mirrored, count, sums))
 
 /// Power that an axis has above its neighbours, summed over the frequencies along it.
-/// @param above  of an index along the axis, either sign
+/// @param above  of an index along the axis
 template <class Above>
 double sharedDeviation(const Spectrum& spectrum, Above above) {
     double sum = 0;
     for (int k = firstShared; k <= regionSide / 2; ++k)
-        sum += (k < regionSide / 2 ? above(k) + above(-k) : above(k));
+        sum += (k < regionSide / 2 ? 2 : 1) * above(k);
     // The indices left out hold as much as the others.
     const double used = regionSide - (2 * firstShared - 1);
     const double perIndex = spectrum.scale / (regionSide * spectrum.pitch.x) /
@@ -55,7 +63,7 @@ struct Cut {
 
 }  // namespace
 
-PowerPlane::PowerPlane() : sums_(std::size_t{regionSide} * columns) {
+PowerPlane::PowerPlane() : sums_(std::size_t{columns} * columns) {
     constexpr std::size_t floats = std::size_t{regionSide} * columns * 2;
     buffer_.reset(static_cast<float*>(fftwf_malloc(floats * sizeof(float))));
     if (buffer_ == nullptr) raise(LumoErrorMemory);
@@ -66,19 +74,27 @@ PowerPlane::PowerPlane() : sums_(std::size_t{regionSide} * columns) {
     if (plan_ == nullptr) raise(LumoErrorMemory);
 }
 
-void PowerPlane::add(const float* rows, std::size_t stride) {
-    constexpr std::ptrdiff_t rowFloats = 2 * columns;
-    for (int y = 0; y < regionSide; ++y)
-        std::copy_n(rows + static_cast<std::size_t>(y) * stride, regionSide,
-                    buffer_.get() + y * rowFloats);
+void PowerPlane::add(const float* upper, const float* lower, std::size_t stride) {
+    float* to = buffer_.get();
+    for (const float* half : {upper, lower})
+        for (std::size_t y = 0; y < regionStep; ++y, to += 2 * columns)
+            std::copy_n(half + y * stride, regionSide, to);
     fftwf_execute(plan_.get());
-    addPowers(buffer_.get(), regionSide * columns, sums_.data());
+    const auto rowAt = [this](int v) { return buffer_.get() + std::ptrdiff_t{v} * 2 * columns; };
+    for (int v = 0; v < columns; ++v) {
+        double* sums = sums_.data() + std::ptrdiff_t{v} * columns;
+        if (v == 0 || v == regionSide / 2)
+            addPowers(rowAt(v), columns, sums);
+        else
+            addPowers2(rowAt(v), rowAt(regionSide - v), columns, sums);
+    }
 }
 
 double PowerPlane::total() const {
+    const auto signs = [](int index) { return index > 0 && index < regionSide / 2 ? 2 : 1; };
     double total = 0;
-    for (int v = 0; v < regionSide; ++v)
-        for (int u = 0; u < columns; ++u) total += (u > 0 && u < regionSide / 2 ? 2 : 1) * at(u, v);
+    for (int v = 0; v < columns; ++v)
+        for (int u = 0; u < columns; ++u) total += signs(u) * signs(v) * at(u, v);
     return total;
 }
 
@@ -89,9 +105,8 @@ std::vector<LumoNpsPoint> cutsOf(const Spectrum& spectrum, double mean) {
     Cut x, y;
     for (int line = 1; line <= lines; ++line)
         for (int k = 1; k < PowerPlane::columns; ++k) {
-            for (const int v : {line, -line}) x.add(std::hypot(k, v * vInU), plane.at(k, v));
-            // Mirrored: (-u, v) holds what (u, -v) does.
-            for (const int v : {k, -k}) y.add(std::hypot(line * uInV, k), plane.at(line, v));
+            x.add(std::hypot(k, line * vInU), plane.at(k, line));
+            y.add(std::hypot(line * uInV, k), plane.at(line, k));
         }
     std::vector<LumoNpsPoint> points;
     const double normal = mean > 0 ? 1 / (mean * mean) : missing;
@@ -116,9 +131,8 @@ double rowDeviation(const Spectrum& spectrum) {
 double columnDeviation(const Spectrum& spectrum) {
     return sharedDeviation(spectrum, [&](int u) {
         double beside = 0;
-        for (int v = 1; v <= besideLines; ++v)
-            beside += spectrum.plane.at(std::abs(u), u > 0 ? v : -v);
-        return spectrum.plane.at(std::abs(u), 0) - beside / besideLines;
+        for (int v = 1; v <= besideLines; ++v) beside += spectrum.plane.at(u, v);
+        return spectrum.plane.at(u, 0) - beside / besideLines;
     });
 }
 

@@ -16,20 +16,21 @@ namespace lumo {
 
 constexpr int regionSide = 256, regionStep = regionSide / 2;
 
-/// Squared moduli by frequency indices: v 0..255 (above 128 the negative ones), u 0..128.
+/// Squared moduli by frequency indices u and v, those of v and -v added: 0..128 each.
 class PowerPlane {
 public:
     static constexpr int columns = regionSide / 2 + 1;
 
     PowerPlane();
-    /// Adds a region, whose rows lie `stride` apart.
-    void add(const float* rows, std::size_t stride);
-    /// The sum at (u, v), v from -127 to 128.
+    /// Adds a region of two halves, whose rows lie `stride` apart.
+    void add(const float* upper, const float* lower, std::size_t stride);
+    /// The mean of the sums at (u, v) and (u, -v).
     [[nodiscard]] double at(int u, int v) const {
-        return sums_[static_cast<std::size_t>((v + regionSide) % regionSide) * columns +
-                     static_cast<std::size_t>(u)];
+        const double sum =
+            sums_[static_cast<std::size_t>(v) * columns + static_cast<std::size_t>(u)];
+        return v > 0 && v < regionSide / 2 ? sum / 2 : sum;
     }
-    /// Over the whole plane, the half that mirrors this one included.
+    /// Over the whole plane, u and v of either sign.
     [[nodiscard]] double total() const;
 
 private:

@@ -2,7 +2,7 @@
 // are products of sums over rows and over columns.
 #include "quality/trend.h"
 
-#include "platform/cpu_level.h"
+#include "platform/widths.h"
 #include "quality/least_squares.h"
 
 namespace lumo {
@@ -21,55 +21,94 @@ double power(double base, int exponent) {
     return product;
 }
 
+/// Eight values as numbers in double precision; grey values by way of whole numbers of 32 bits, for
+/// which there are instructions.
+template <class To, class From>
+LUMO_INLINE void toDouble(To& to, const From& from) {
+    Vector<std::int32_t, sizeof to / 2> whole;
+    if constexpr (sizeof from < sizeof whole) {
+        convert(whole, from);
+        convert(to, whole);
+    } else {
+        to = from;
+    }
+}
+
 /// Sums over a row of the signal times 1, x and x^2, each in eight lanes that are added at the end:
 /// an order that a processor can follow eight at a time.
 struct RowSums {
     double sums[3] = {};
 };
 
-LUMO_INLINE void sumRowBody(const double* signal, const double* x, int count, RowSums& to) {
+template <class Value>
+LUMO_INLINE void sumRowBody(const Value* signal, double offset, const double* x, int count,
+                            RowSums& to) {
     constexpr int lanes = 8;
-    double sums[3][lanes] = {};
+    using Lanes = Vector<double, lanes * sizeof(double)>;
+    Lanes sums[3] = {}, value, place;
+    Vector<Value, lanes * sizeof(Value)> some;
     int i = 0;
-    for (; i + lanes <= count; i += lanes)
-        for (int lane = 0; lane < lanes; ++lane) {
-            const double value = signal[i + lane], place = x[i + lane];
-            sums[0][lane] += value;
-            sums[1][lane] += value * place;
-            sums[2][lane] += value * (place * place);
-        }
+    for (; i + lanes <= count; i += lanes) {
+        load(some, signal + i);
+        load(place, x + i);
+        toDouble(value, some);
+        value -= offset;
+        sums[0] += value;
+        sums[1] += value * place;
+        sums[2] += value * (place * place);
+    }
     for (int lane = 0; i < count; ++i, ++lane) {
-        sums[0][lane] += signal[i];
-        sums[1][lane] += signal[i] * x[i];
-        sums[2][lane] += signal[i] * (x[i] * x[i]);
+        const double last = signal[i] - offset;
+        sums[0][lane] += last;
+        sums[1][lane] += last * x[i];
+        sums[2][lane] += last * (x[i] * x[i]);
     }
     for (int term = 0; term < 3; ++term)
-        for (const double sum : sums[term]) to.sums[term] += sum;
+        for (int lane = 0; lane < lanes; ++lane) to.sums[term] += sums[term][lane];
 }
-LUMO_LEVELS(void, sumRow, sumRowBody,
-            (const double* signal, const double* x, int count, RowSums& to), (signal, x, count, to))
+LUMO_LEVELS(void, sumPixels, sumRowBody,
+            (const std::uint16_t* pixels, double offset, const double* x, int count, RowSums& to),
+            (pixels, offset, x, count, to))
+LUMO_LEVELS(void, sumSignal, sumRowBody,
+            (const double* signal, double offset, const double* x, int count, RowSums& to),
+            (signal, offset, x, count, to))
 
-LUMO_INLINE void subtractBody(const double* signal, const double* x, int count, double a, double b,
-                              double c, float* to) {
+template <class Value>
+LUMO_INLINE void subtractBody(const Value* signal, double offset, const double* x, int count,
+                              const std::array<double, 3>& parabola, float* to) {
+    const double a = parabola[0], b = parabola[1], c = parabola[2];
     for (int i = 0; i < count; ++i)
-        to[i] = static_cast<float>(signal[i] - (a + x[i] * (b + x[i] * c)));
+        to[i] = static_cast<float>(signal[i] - offset - (a + x[i] * (b + x[i] * c)));
 }
-LUMO_LEVELS(void, subtractParabola, subtractBody,
-            (const double* signal, const double* x, int count, double a, double b, double c,
-             float* to),
-            (signal, x, count, a, b, c, to))
+LUMO_LEVELS(void, subtractFromPixels, subtractBody,
+            (const std::uint16_t* pixels, double offset, const double* x, int count,
+             const std::array<double, 3>& parabola, float* to),
+            (pixels, offset, x, count, parabola, to))
+LUMO_LEVELS(void, subtractFromSignal, subtractBody,
+            (const double* signal, double offset, const double* x, int count,
+             const std::array<double, 3>& parabola, float* to),
+            (signal, offset, x, count, parabola, to))
 
 }  // namespace
 
-Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone)
-    : width_(region.x2 - region.x1 + 1), height_(region.y2 - region.y1 + 1) {
+Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone, Extremes& extremes)
+    : signal_(signal),
+      region_(region),
+      width_(region.x2 - region.x1 + 1),
+      height_(region.y2 - region.y1 + 1),
+      values_(static_cast<std::size_t>(width_)) {
     for (int i = 0; i < width_; ++i) columns_.push_back(scaled(i, width_));
-    std::vector<double> values(columns_.size());
     std::array<double, 6> moments{};
     for (int row = 0; row < height_; ++row) {
-        signal.read({region.x1, region.y1 + row, width_}, values.data());
         RowSums sums;
-        sumRow(values.data(), columns_.data(), width_, sums);
+        if (signal.isShift()) {
+            sumPixels(signal.pixels(runOf(row, 0, width_)), signal.offset(), columns_.data(),
+                      width_, sums);
+        } else {
+            signal.read(runOf(row, 0, width_), values_.data());
+            sumSignal(values_.data(), 0, columns_.data(), width_, sums);
+        }
+        extremes.look(region.y1 + row);
         for (std::size_t i = 0; i < moments.size(); ++i)
             moments[i] += sums.sums[powerX[i]] * power(scaled(row, height_), powerY[i]);
     }
@@ -78,6 +117,10 @@ Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone)
         factors_[0] = sum_ / (static_cast<double>(width_) * height_);
     else
         fit(moments);
+}
+
+Run Trend::runOf(int row, int firstColumn, int count) const {
+    return {region_.x1 + firstColumn, region_.y1 + row, count};
 }
 
 void Trend::fit(const std::array<double, 6>& moments) {
@@ -101,9 +144,13 @@ std::array<double, 3> Trend::along(int row) const {
             factors_[3]};
 }
 
-void Trend::subtract(const double* signal, int row, float* to) const {
-    const auto [a, b, c] = along(row);
-    subtractParabola(signal, columns_.data(), width_, a, b, c, to);
+void Trend::subtract(int row, int firstColumn, int count, float* to) {
+    const Run run = runOf(row, firstColumn, count);
+    const double* x = columns_.data() + firstColumn;
+    if (signal_.isShift())
+        return subtractFromPixels(signal_.pixels(run), signal_.offset(), x, count, along(row), to);
+    signal_.read(run, values_.data());
+    subtractFromSignal(values_.data(), 0, x, count, along(row), to);
 }
 
 }  // namespace lumo

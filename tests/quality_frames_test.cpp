@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <memory>
 
@@ -51,7 +52,7 @@ TEST(QualityStack, RoundsHalfUpAndTakesAnyNumber) {
     LumoStackMean(stack.get(), mean.image());
     EXPECT_EQ(mean, high);
     stack = stackOf(5, 4);
-    for (int i = 0; i < 150000; ++i) LumoStackAdd(stack.get(), white.image());
+    for (int i = 0; i < 70000; ++i) LumoStackAdd(stack.get(), white.image());
     LumoStackMean(stack.get(), mean.image());
     EXPECT_EQ(mean, white);
     std::vector<float> deviations(20, 1);
@@ -229,26 +230,28 @@ TEST(QualityBadPixels, CountsClustersAsTheyTouch) {
     // Letters are clusters, digits single pixels; upper-case ones hold a pixel of fewer than five
     // good neighbours.
     const std::vector<std::string> drawn = {
-        "1....aa.......B", ".......a......B", "..CC..........B", "..CC....2...d..",
-        ".............d.", "............d..", "EEEEEEEEEEEEE..", "E...........E..",
-        "E..3..f.....E..", ".......f.f.....", "........f......",
+        "1....AA.......B", "......A.......B", "..cc..........B", "..cc....2...d..",
+        ".............d.", "...............", "EEEEEEEEEEEEE..", "E...........E..",
+        "E..3..F.....E..", ".......F.F.....", "........F......",
     };
     Raster map(15, 11);
-    std::map<char, LumoBadCluster> expected;
+    std::vector<LumoBadCluster> expected;  // by their first pixel
+    std::string names;
     for (int y = 0; y < 11; ++y)
         for (int x = 0; x < 15; ++x) {
             const char c = drawn[std::size_t(y)][std::size_t(x)];
             if (c == '.') continue;
             map.at(x, y) = std::uint16_t(1 << (x % 7));
             if (std::isdigit(c)) continue;
-            auto& cluster =
-                expected.try_emplace(c, LumoBadCluster{{x, y, x, y}, 0, std::isupper(c) ? 1U : 0U})
-                    .first->second;
+            if (names.find(c) == std::string::npos) {
+                names += c;
+                expected.push_back({{x, y, x, y}, 0, std::isupper(c) ? 1U : 0U});
+            }
+            LumoBadCluster& cluster = expected[names.find(c)];
             cluster.box = {std::min(cluster.box.x1, x), cluster.box.y1, std::max(cluster.box.x2, x),
                            y};
             ++cluster.pixels;
         }
-    // Beside the border there are five good ones, and in the corner three.
     LumoBadPixels counts = sized<LumoBadPixels>();
     const auto clusters = curveOf<LumoBadCluster>([&](LumoBadCluster* list, std::int32_t* count) {
         return LumoListBadPixels(map.image(), &counts, list, count);
@@ -257,25 +260,18 @@ TEST(QualityBadPixels, CountsClustersAsTheyTouch) {
     EXPECT_EQ(counts.clusters, expected.size());
     EXPECT_EQ(counts.rows, 0U);
     ASSERT_EQ(clusters.size(), expected.size());
-    std::size_t i = 0;
-    for (const auto& [name, cluster] : expected) {
-        const LumoBadCluster& found = clusters[i++];
-        EXPECT_EQ(found.pixels, cluster.pixels) << name;
-        EXPECT_EQ(found.relevant, cluster.relevant) << name;
-        EXPECT_TRUE(found.box.x1 == cluster.box.x1 && found.box.y1 == cluster.box.y1 &&
-                    found.box.x2 == cluster.box.x2 && found.box.y2 == cluster.box.y2)
-            << name;
-    }
-    EXPECT_EQ(counts.relevantClusters, 3U);
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(std::memcmp(&clusters[i], &expected[i], sizeof expected[i]), 0) << names[i];
+    EXPECT_EQ(counts.relevantClusters, 4U);
 
     Raster lines(20, 30);
     for (int x = 0; x < 18; ++x) lines.at(x, 4) = lines.at(x, 20) = 1;
-    lines.at(17, 20) = 0;
+    lines.at(17, 20) = lines.at(16, 20) = 0;
     for (int y = 0; y < 27; ++y) lines.at(19, y) = 128;
     EXPECT_EQ(LumoListBadPixels(lines.image(), &counts, nullptr, nullptr), 0);
     EXPECT_EQ(counts.rows, 1U);
     EXPECT_EQ(counts.columns, 1U);
-    EXPECT_EQ(counts.bad, 18U + 17 + 27);
+    EXPECT_EQ(counts.bad, 18U + 16 + 27);
     EXPECT_EQ(LumoListBadPixels({}, &counts, nullptr, nullptr), -50);
     EXPECT_EQ(LumoListBadPixels(lines.image(), nullptr, nullptr, nullptr), -2);
 }
