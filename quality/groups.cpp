@@ -215,7 +215,10 @@ private:
         const std::size_t count = inRow_ * rows_;
         std::vector<double> sums, spreads;
         for (std::size_t i = 0; i < MiddleFinder::sampleSize; ++i) {
-            const std::size_t at = i * count / MiddleFinder::sampleSize;
+            // Multiples of the golden section, with the same number everywhere: equal steps could
+            // follow the rows.
+            const std::uint64_t part = i * 2654435769U & 0xFFFFFFFFU;
+            const auto at = static_cast<std::size_t>(part * count >> 32);
             sumGroups(at / inRow_, at % inRow_, 1);
             sums.push_back(sums_[0]);
             spreads.push_back(spreads_[0]);

@@ -1,7 +1,9 @@
 // Replacing bad pixels by the mean of good ones around them.
 #include <algorithm>
+#include <vector>
 
 #include "measure/region.h"
+#include "platform/cpu_level.h"
 #include "quality/bad_map.h"
 #include "quality/record.h"
 
@@ -40,11 +42,26 @@ bool hasGoodPixel(const BadMap& map) {
                        [](std::uint16_t pixel) { return pixel == 0; });
 }
 
+/// The columns of a row's bad pixels; what is around them is fetched.
+void findBad(Source image, const BadMap& map, int y, std::vector<int>& columns) {
+    const std::ptrdiff_t stride =
+        std::ptrdiff_t{image.width} * std::ptrdiff_t{sizeof *image.pixels};
+    columns.clear();
+    forEachBad(map.row(y), map.width, [&](int x) {
+        columns.push_back(x);
+        for (int line = -1; line <= 1; ++line) prefetchAhead(image.row(y) + x, line * stride);
+    });
+}
+
 Mended mend(Target image, const BadMap& map) {
     Mended mended;
+    std::vector<int> columns;
+    columns.reserve(static_cast<std::size_t>(map.width));
     for (int y = 0; y < map.height; ++y) {
+        findBad(asSource(image), map, y, columns);
         int radius = 1;  // of the smallest square with good pixels around the last one
-        forEachBad(map.row(y), map.width, [&, last = -1](int x) mutable {
+        int last = -1;
+        for (const int x : columns) {
             // One column further on it is smaller by one at most.
             radius = last == x - 1 ? std::max(radius - 1, 1) : 1;
             last = x;
@@ -55,7 +72,7 @@ Mended mend(Target image, const BadMap& map) {
                 static_cast<std::uint16_t>((2 * ring.sum + ring.count) / (2 * ring.count));
             ++mended.all;
             if (map.goodNeighbours(x, y) < enoughNeighbours) ++mended.doubtful;
-        });
+        }
     }
     return mended;
 }

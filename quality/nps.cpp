@@ -49,8 +49,8 @@ Roi centredSquare(const Image& image, Pitch pitch) {
 }
 
 /// Regions that fit a length at steps of half their side.
-int regionsIn(int length) {
-    return (length - regionSide) / regionStep + 1;
+std::size_t regionsIn(int length) {
+    return static_cast<std::size_t>((length - regionSide) / regionStep + 1);
 }
 
 LUMO_INLINE double squaresOf(const float* values) {
@@ -75,31 +75,35 @@ LUMO_INLINE void addSquaresBody(const float* row, int blocks, double* sums) {
 LUMO_LEVELS(void, addSquares, addSquaresBody, (const float* row, int blocks, double* sums),
             (row, blocks, sums))
 
-/// Walks down a part of an area in bands half as high as a region, each of which serves two rows of
-/// regions.
+/// Walks down an area in bands half as high as a region, each of which serves two rows of regions.
 class Bands {
 public:
-    /// @param first    number of the first column of regions
-    /// @param columns  of regions
-    Bands(Trend& trend, int first, int columns) : trend_(trend), first_(first), columns_(columns) {
+    Bands(const Roi& area, Trend& trend)
+        : trend_(trend),
+          width_(static_cast<std::size_t>(area.x2 - area.x1 + 1)),
+          columns_(regionsIn(area.x2 - area.x1 + 1)),
+          rows_(regionsIn(area.y2 - area.y1 + 1)) {
         for (Band* band : {&upper_, &lower_}) {
-            band->rows.resize(width() * regionStep);
-            band->squares.resize(static_cast<std::size_t>(columns_) + 1);
+            band->rows.resize(width_ * regionStep);
+            band->squares.resize(columns_ + 1);
         }
     }
 
-    void addTo(LumoNps& spectrum, int rows) {
+    /// Adds all regions.
+    void addTo(LumoNps& spectrum) {
         fill(lower_, 0);
-        for (int row = 0; row < rows; ++row) {
+        for (std::size_t row = 0; row < rows_; ++row) {
             std::swap(upper_, lower_);
-            fill(lower_, row + 1);
-            for (std::size_t i = 0; i < static_cast<std::size_t>(columns_); ++i) {
+            fill(lower_, static_cast<int>(row) + 1);
+            for (std::size_t i = 0; i < columns_; ++i) {
                 const std::size_t begin = i * regionStep;
-                spectrum.plane.add(upper_.rows.data() + begin, lower_.rows.data() + begin, width());
+                spectrum.plane.add(upper_.rows.data() + begin, lower_.rows.data() + begin, width_);
                 for (const Band* band : {&upper_, &lower_})
                     spectrum.squares += band->squares[i] + band->squares[i + 1];
             }
         }
+        spectrum.regions += rows_ * columns_;
+        spectrum.pixels += (rows_ + 1) * (columns_ + 1) * regionStep * regionStep;
     }
 
 private:
@@ -109,33 +113,19 @@ private:
         std::vector<double> squares;
     };
 
-    [[nodiscard]] std::size_t width() const {
-        return (static_cast<std::size_t>(columns_) + 1) * regionStep;
-    }
     void fill(Band& band, int step) {
         std::ranges::fill(band.squares, 0.0);
         for (int i = 0; i < regionStep; ++i) {
-            float* to = band.rows.data() + static_cast<std::size_t>(i) * width();
-            trend_.subtract(step * regionStep + i, first_ * regionStep, static_cast<int>(width()),
-                            to);
-            addSquares(to, columns_ + 1, band.squares.data());
+            float* to = band.rows.data() + static_cast<std::size_t>(i) * width_;
+            trend_.subtract(step * regionStep + i, to);
+            addSquares(to, static_cast<int>(band.squares.size()), band.squares.data());
         }
     }
 
     Trend& trend_;
-    int first_, columns_;
+    std::size_t width_, columns_, rows_;  ///< pixels, and regions
     Band upper_, lower_;
 };
-
-void addRegions(LumoNps& spectrum, const Roi& area, Trend& trend) {
-    constexpr int atOnce = 8;  // columns of regions whose bands stay in the cache
-    const int columns = regionsIn(area.x2 - area.x1 + 1), rows = regionsIn(area.y2 - area.y1 + 1);
-    for (int first = 0; first < columns; first += atOnce)
-        Bands(trend, first, std::min(atOnce, columns - first)).addTo(spectrum, rows);
-    spectrum.regions += static_cast<std::uint64_t>(rows) * static_cast<std::uint64_t>(columns);
-    spectrum.pixels += (static_cast<std::uint64_t>(rows) + 1) *
-                       (static_cast<std::uint64_t>(columns) + 1) * regionStep * regionStep;
-}
 
 void addImage(LumoNps& spectrum, const Image& image, const Roi* region, const LumoSignal* given) {
     if (image.data == nullptr) raise(LumoErrorImage);
@@ -150,7 +140,7 @@ void addImage(LumoNps& spectrum, const Image& image, const Roi* region, const Lu
     Trend trend(signal, area, spectrum.keepTrend, extremes);
     extremes.lookAtAll();
     extremes.refuseClipped(runs);
-    addRegions(spectrum, area, trend);
+    Bands(area, trend).addTo(spectrum);
     spectrum.signal += trend.sum();
     spectrum.signalPixels +=
         static_cast<double>(runs.front().count) * static_cast<double>(runs.size());

@@ -14,9 +14,9 @@ constexpr int lines = 7;        ///< beside an axis
 constexpr int besideLines = 3;  ///< that tell what an axis would hold without rows or columns
 constexpr int firstShared = 8;  ///< index from which the trend takes nothing away
 
+/// In single precision, as the transform is.
 LUMO_INLINE double powerOf(const float* coefficient) {
-    const double real = coefficient[0], imaginary = coefficient[1];
-    return real * real + imaginary * imaginary;
+    return static_cast<double>(coefficient[0] * coefficient[0] + coefficient[1] * coefficient[1]);
 }
 LUMO_INLINE void addPowersBody(const float* row, int count, double* sums) {
     for (int i = 0; i < count; ++i) sums[i] += powerOf(row + 2 * i);

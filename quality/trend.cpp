@@ -102,10 +102,9 @@ Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone, Extremes& 
     for (int row = 0; row < height_; ++row) {
         RowSums sums;
         if (signal.isShift()) {
-            sumPixels(signal.pixels(runOf(row, 0, width_)), signal.offset(), columns_.data(),
-                      width_, sums);
+            sumPixels(signal.pixels(runOf(row)), signal.offset(), columns_.data(), width_, sums);
         } else {
-            signal.read(runOf(row, 0, width_), values_.data());
+            signal.read(runOf(row), values_.data());
             sumSignal(values_.data(), 0, columns_.data(), width_, sums);
         }
         extremes.look(region.y1 + row);
@@ -119,8 +118,8 @@ Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone, Extremes& 
         fit(moments);
 }
 
-Run Trend::runOf(int row, int firstColumn, int count) const {
-    return {region_.x1 + firstColumn, region_.y1 + row, count};
+Run Trend::runOf(int row) const {
+    return {region_.x1, region_.y1 + row, width_};
 }
 
 void Trend::fit(const std::array<double, 6>& moments) {
@@ -144,13 +143,13 @@ std::array<double, 3> Trend::along(int row) const {
             factors_[3]};
 }
 
-void Trend::subtract(int row, int firstColumn, int count, float* to) {
-    const Run run = runOf(row, firstColumn, count);
-    const double* x = columns_.data() + firstColumn;
+void Trend::subtract(int row, float* to) {
+    const Run run = runOf(row);
     if (signal_.isShift())
-        return subtractFromPixels(signal_.pixels(run), signal_.offset(), x, count, along(row), to);
+        return subtractFromPixels(signal_.pixels(run), signal_.offset(), columns_.data(), width_,
+                                  along(row), to);
     signal_.read(run, values_.data());
-    subtractFromSignal(values_.data(), 0, x, count, along(row), to);
+    subtractFromSignal(values_.data(), 0, columns_.data(), width_, along(row), to);
 }
 
 }  // namespace lumo

@@ -14,13 +14,13 @@ public:
     /// Looks at the extremes of the region's rows on the way.
     Trend(const Signal& signal, const Roi& region, bool meanAlone, Extremes& extremes);
 
-    /// Signal less trend along a part of a row of the region, in single precision.
-    void subtract(int row, int firstColumn, int count, float* to);
+    /// Signal less trend along a row of the region, in single precision.
+    void subtract(int row, float* to);
     /// Sum of the region's signal.
     [[nodiscard]] double sum() const { return sum_; }
 
 private:
-    [[nodiscard]] Run runOf(int row, int firstColumn, int count) const;
+    [[nodiscard]] Run runOf(int row) const;
     void fit(const std::array<double, 6>& moments);
     /// The factors of 1, x and x^2 along a row.
     [[nodiscard]] std::array<double, 3> along(int row) const;
