@@ -1,6 +1,7 @@
 // A small JSON writer: values in the order in which they are given, indented, escaped.
 #include "cli/json.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "cli/messages.h"
@@ -83,6 +84,13 @@ void JsonWriter::number(double value, int decimals) {
     char digits[64];
     std::snprintf(digits, sizeof digits, "%.*f", decimals, value);
     out_ << digits;
+}
+
+void JsonWriter::significant(double value, int digits) {
+    beginValue();
+    char text[64] = "null";
+    if (std::isfinite(value)) std::snprintf(text, sizeof text, "%.*g", digits, value);
+    out_ << text;
 }
 
 }  // namespace lumo::cli

@@ -24,6 +24,8 @@ public:
     void text(std::string_view value);
     void number(std::int64_t value);
     void number(double value, int decimals);
+    /// With so many significant digits; null for what is no finite number.
+    void significant(double value, int digits);
 
     /// The shorthands for entries of an object.
     void entry(std::string_view name, std::string_view value) { key(name), text(value); }

@@ -16,6 +16,7 @@ Work setUpStats(CLI::App&), setUpDose(CLI::App&), setUpHistogram(CLI::App&),
     setUpProfile(CLI::App&);
 Work setUpWindow(CLI::App&), setUpEqualize(CLI::App&), setUpInvert(CLI::App&), setUpCrop(CLI::App&),
     setUpBin(CLI::App&), setUpDeflash(CLI::App&);
+Work setUpQuality(CLI::App&), setUpAverage(CLI::App&), setUpBadPixels(CLI::App&);
 
 namespace {
 
@@ -36,6 +37,9 @@ constexpr Verb verbs[] = {
     {"histogram", "Count grey values, as numbers or as a picture", setUpHistogram},
     {"profile", "Means of a region's columns or rows, as numbers or as a picture", setUpProfile},
     {"dose", "Tell the dose indicator of images", setUpDose},
+    {"quality", "Measure noise, contrast and sharpness", setUpQuality},
+    {"average", "The mean of frames", setUpAverage},
+    {"badpixels", "Find, list and mend bad pixels", setUpBadPixels},
     {"window", "Map a window of grey values through a curve", setUpWindow},
     {"equalize", "Equalise the histogram", setUpEqualize},
     {"invert", "Exchange black and white", setUpInvert},

@@ -1,0 +1,106 @@
+// Figures as a table for people, as CSV or as JSON.
+#include "cli/verbs/quality_report.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+#include "cli/arguments.h"
+#include "cli/messages.h"
+#include "lumo_quality.h"
+
+namespace lumo::cli {
+namespace {
+
+constexpr int fileDigits = 10;
+
+std::string numberText(double value, int digits) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*g", digits, value);
+    return text;
+}
+
+/// A value as a text; `none` for a number that does not exist.
+std::string textOf(const Figure& figure, int digits, const char* none) {
+    if (const auto* text = std::get_if<std::string>(&figure.value)) return *text;
+    if (const auto* whole = std::get_if<std::int64_t>(&figure.value)) return std::to_string(*whole);
+    const double number = std::get<double>(figure.value);
+    return std::isfinite(number) ? numberText(number, digits) : none;
+}
+
+bool isText(const Figure& figure) {
+    return std::holds_alternative<std::string>(figure.value);
+}
+
+}  // namespace
+
+QualityReport::QualityReport(bool csv, bool json) : csv_(csv), json_(json) {
+    if (json_) writer_.beginArray();
+}
+
+void QualityReport::add(const Figures& figures, const std::string& note,
+                        const std::function<void(JsonWriter&)>& curve) {
+    if (csv_) return addCsv(figures, note);
+    if (!json_) return addLine(figures, note);
+    writer_.beginObject();
+    for (const Figure& figure : figures) {
+        writer_.key(figure.key);
+        if (const auto* text = std::get_if<std::string>(&figure.value))
+            writer_.text(*text);
+        else if (const auto* whole = std::get_if<std::int64_t>(&figure.value))
+            writer_.number(*whole);
+        else
+            writer_.significant(std::get<double>(figure.value), fileDigits);
+    }
+    if (curve) curve(writer_);
+    if (!note.empty()) writer_.entry("note", note);
+    writer_.end();
+}
+
+void QualityReport::end() {
+    if (json_) writer_.end();
+}
+
+/// Numbers under their heads, then the texts, which may be of any length.
+void QualityReport::addLine(const Figures& figures, const std::string& note) {
+    constexpr std::size_t leastWidth = 9;
+    std::string heads, line, textHeads, texts;
+    for (const Figure& figure : figures) {
+        if (isText(figure)) {
+            const std::string text = printable(std::get<std::string>(figure.value));
+            const std::size_t width = std::max<std::size_t>(figure.head.size(), 16);
+            textHeads += "  " + figure.head + std::string(width - figure.head.size(), ' ');
+            texts += "  " + text + std::string(width - std::min(width, text.size()), ' ');
+            continue;
+        }
+        const std::string value = textOf(figure, figure.digits, "-");
+        const std::size_t width = std::max(figure.head.size(), leastWidth);
+        heads += std::string(width + 1 - figure.head.size(), ' ') + figure.head;
+        line += std::string(width + 1 - std::min(width, value.size()), ' ') + value;
+    }
+    if (first_) std::cout << heads << textHeads << '\n';
+    first_ = false;
+    std::cout << line << texts << '\n';
+    if (!note.empty()) std::cout << "    note: " << note << '\n';
+}
+
+void QualityReport::addCsv(const Figures& figures, const std::string& note) {
+    if (first_) {
+        for (const Figure& figure : figures) std::cout << figure.key << ',';
+        std::cout << "note\n";
+    }
+    first_ = false;
+    for (const Figure& figure : figures)
+        std::cout << csvField(textOf(figure, fileDigits, "")) << ',';
+    std::cout << csvField(note) << '\n';
+}
+
+std::string noteText(std::uint32_t notes, const std::string& further) {
+    std::string text = further;
+    for (std::uint32_t note = 1; note != 0; note <<= 1)
+        if ((notes & note) != 0)
+            text += (text.empty() ? "" : "; ") + std::string(LumoQualityNoteText(note));
+    return text;
+}
+
+}  // namespace lumo::cli
