@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 
+#include "quality/local_median.h"
 #include "support/pictures.h"
 
 namespace lumo::test {
@@ -142,7 +143,8 @@ struct Found {
     Map map;
 };
 
-Found find(const Panel& panel, int darkFrames = 40, bool corrected = true, bool after = true) {
+Found find(const Panel& panel, int darkFrames = 40, bool corrected = true, bool after = true,
+           double lag = 200) {
     const Stack dark = stackOf(Panel::width, Panel::height),
                 bright = stackOf(Panel::width, Panel::height, false),
                 flat = stackOf(Panel::width, Panel::height, false);
@@ -162,7 +164,7 @@ Found find(const Panel& panel, int darkFrames = 40, bool corrected = true, bool 
     }
     Raster rest = picture(
         Panel::width, Panel::height,
-        [&](int x, int y) { return 300 + 5 * (x % 4) + 200 * panel.at(x, y).lag; }, 6, 7);
+        [&](int x, int y) { return 300 + 5 * (x % 4) + lag * panel.at(x, y).lag; }, 6, 7);
     const Image restImage = rest.image();
     Raster map(Panel::width, Panel::height, 77);
     Found found;
@@ -205,6 +207,12 @@ TEST(QualityBadPixels, FindsWhatIsPlantedAndNothingElse) {
     for (int y = 60; y <= 62; ++y)
         for (int x = 60; x <= 62; ++x) plant(x, y, {.gain = 0}, LumoBadDead);
     plant(61, 61, {}, LumoBadNeighbourhood);
+    for (int y = 69; y <= 71; ++y)
+        for (int x = 0; x <= 1; ++x) plant(x, y, {.gain = 0}, LumoBadDead);
+    plant(0, 70, {}, LumoBadNeighbourhood);
+    // More than half of a window of 9 x 9, but not of 21 x 21.
+    for (int y = 30; y < 37; ++y)
+        for (int x = 100; x < 107; ++x) plant(x, y, {.gain = 0.5}, LumoBadUnder);
 
     const Found found = find(panel);
     ASSERT_EQ(found.code, 0);
@@ -215,7 +223,7 @@ TEST(QualityBadPixels, FindsWhatIsPlantedAndNothingElse) {
     for (const auto& [place, kinds] : expected) dead += kinds & 1, noisy += kinds >> 3 & 1;
     EXPECT_EQ(found.counts.kinds[0], dead);
     EXPECT_EQ(found.counts.kinds[3], noisy);
-    EXPECT_EQ(found.counts.clusters, 1U);
+    EXPECT_EQ(found.counts.clusters, 3U);
 
     const Found fewer = find(panel, 29, false, false);
     EXPECT_EQ(fewer.counts.notes, std::uint32_t{LumoNoteNoisyLeftOut});
@@ -224,6 +232,44 @@ TEST(QualityBadPixels, FindsWhatIsPlantedAndNothingElse) {
             kinds & (LumoBadDead | LumoBadOver | LumoBadUnder | LumoBadNeighbourhood));
         EXPECT_EQ(fewer.map.contains(place) ? fewer.map.at(place) : 0, known);
     }
+}
+
+TEST(QualityBadPixels, TakesNoNoiseForLag) {
+    EXPECT_EQ(find({}, 40, true, true, 0).map, Map{});
+}
+
+TEST(QualityBadPixels, ComparesWithTheMedianOfEachWindow) {
+    atEveryLevel([] {
+        constexpr int width = 61, height = 43, side = 9;
+        Random random(4);
+        std::vector<float> values;
+        for (int i = 0; i < width * height; ++i) values.push_back(float(900 + random.below(200)));
+        const LocalMedian local(values, width, height, side);
+        for (const double factor : {0.95, 1.0, 1.04}) {
+            std::vector<std::size_t> above, below, trueAbove, trueBelow;
+            local.forEachAbove(factor, [&](std::size_t i) { above.push_back(i); });
+            local.forEachBelow(factor, [&](std::size_t i) { below.push_back(i); });
+            std::ranges::sort(above);
+            std::ranges::sort(below);
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const int left = std::clamp(x - side / 2, 0, width - side);
+                    const int top = std::clamp(y - side / 2, 0, height - side);
+                    std::vector<float> window;
+                    for (int v = top; v < top + side; ++v)
+                        for (int u = left; u < left + side; ++u)
+                            window.push_back(values[std::size_t(v * width + u)]);
+                    std::ranges::sort(window);
+                    const double median = double(window[side * side / 2]);
+                    const auto i = std::size_t(y * width + x);
+                    EXPECT_EQ(local.at(i), median);
+                    if (double(values[i]) > factor * median) trueAbove.push_back(i);
+                    if (double(values[i]) < factor * median) trueBelow.push_back(i);
+                }
+            EXPECT_EQ(above, trueAbove) << factor;
+            EXPECT_EQ(below, trueBelow) << factor;
+        }
+    });
 }
 
 TEST(QualityBadPixels, CountsClustersAsTheyTouch) {

@@ -210,6 +210,15 @@ TEST(QualityNps, RefusesWhatDoesNotBelongTogether) {
     EXPECT_EQ(LumoNpsAdd(spectrum, {}, nullptr, nullptr, &reason), -50);
 }
 
+TEST(QualityNps, CountsDistancesInMillimetres) {
+    // With pixels ten times as wide as high, no line beside the axis is nearer than ten indices.
+    const auto curve = measure({}, 1, 200000, 20000).curve;
+    for (std::size_t k = 1; k < curve.size(); ++k) {
+        EXPECT_EQ(std::isnan(curve[k].npsX), k < 10) << k;
+        EXPECT_FALSE(std::isnan(curve[k].npsY)) << k;
+    }
+}
+
 TEST(QualityNps, TakesTheMiddleOfLargePictures) {
     // 125 mm of 0.4 mm are 312 pixels: one region in each direction.
     const Measured middle = measure({.width = 700, .height = 600}, 1, 400000, 400000);

@@ -93,9 +93,17 @@ TEST(QualitySnr, EqualsASlowTwinAtEveryLevel) {
             EXPECT_EQ(middle.lower, sorted[(count - 1) / 2]);
             EXPECT_EQ(middle.upper, sorted[count / 2]);
         }
-    std::vector<double> rising(100000);  // nothing like its sample's neighbours
-    std::iota(rising.begin(), rising.end(), 0);
-    EXPECT_EQ(medianOf(rising), 49999.5);
+    std::vector<double> values(50000), sample;
+    for (double& value : values) value = random.below(1000);
+    for (std::size_t i = 0; i < MiddleFinder::sampleSize; ++i) sample.push_back(values[11 * i]);
+    MiddleFinder finder(sample, values.size()), misled({5000, 6000, 7000}, values.size());
+    for (std::size_t i = 0; i < values.size(); i += 100) {
+        finder.add(values.data() + i, 100);
+        misled.add(values.data() + i, 100);
+    }
+    ASSERT_TRUE(finder.middle().has_value());
+    EXPECT_EQ(finder.middle()->mean(), medianOf(values));
+    EXPECT_FALSE(misled.middle().has_value());
 }
 
 TEST(QualitySnr, TakesOffsetDarkAndResponse) {

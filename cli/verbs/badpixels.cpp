@@ -123,14 +123,29 @@ void addForms(CLI::App& verb, Options& options) {
     verb.add_flag("--json", options.json, "An array of objects")->excludes(csv);
 }
 
+/// The parser gives a name behind a list of frames to that list: the last one of all is the map's.
+void takeMap(const CLI::App& verb, Options& options) {
+    if (!options.map.empty()) return;
+    const std::pair<const char*, std::vector<std::string>*> lists[] = {
+        {"--dark", &options.dark},
+        {"--bright", &options.bright},
+        {"--corrected", &options.corrected}};
+    std::vector<std::string>* last = nullptr;
+    for (const CLI::Option* option : verb.parse_order())
+        for (const auto& [name, files] : lists)
+            if (option->get_name() == name) last = files;
+    if (last == nullptr || last->size() < 2)
+        throw usageError("lumo badpixels find: MAP is required");
+    options.map = last->back();
+    last->pop_back();
+}
+
 void setUpFind(CLI::App& verb, Options& options) {
-    verb.add_option("MAP", options.map, "The map to write, a PNG file")->required();
-    const auto frames = [&](const char* name, std::vector<std::string>& files, const char* text) {
-        return verb.add_option(name, files, text);
-    };
-    frames("--dark", options.dark, "Frames without beam; 30 to look for noisy pixels")->required();
-    frames("--bright", options.bright, "Frames under even radiation, not corrected");
-    frames("--corrected", options.corrected, "Frames under even radiation, corrected");
+    verb.add_option("MAP", options.map, "The map to write, a PNG file; may come last");
+    verb.add_option("--dark", options.dark, "Frames without beam; 30 to look for noisy pixels")
+        ->required();
+    verb.add_option("--bright", options.bright, "Frames under even radiation, not corrected");
+    verb.add_option("--corrected", options.corrected, "Frames under even radiation, corrected");
     verb.add_option("--after", options.after, "The first frame after the beam");
     const auto limit = [&](const char* name, double& value, double least, double most,
                            const char* text) {
@@ -162,7 +177,10 @@ Work setUpBadPixels(CLI::App& verb) {
     addBatchOptions(mend_, *options, options->batch);
     addForms(mend_, *options);
     return [options, &find_, &list_, &mend_] {
-        if (find_.parsed()) return find(*options);
+        if (find_.parsed()) {
+            takeMap(find_, *options);
+            return find(*options);
+        }
         if (list_.parsed()) return list(*options);
         if (mend_.parsed()) return mend(*options);
         throw usageError("lumo badpixels: give find, list or mend");

@@ -34,7 +34,9 @@ void measureSnr(const std::string& file, const QualityInput& input, const NamedR
     LumoSnr snr = sized<LumoSnr>();
     const int code = LumoMeasureSnr(rasterOf(*input.image), region.roi, &chosen, &snr);
     checkQuality(code, snr.reason, file + ": " + region.text);
-    report.add({{"mean", "mean", snr.mean},
+    report.add({{"file", "file", file},
+                {"region", "region", region.text},
+                {"mean", "mean", snr.mean},
                 {"sigma", "sigma", snr.sigma, 5},
                 {"snr", "SNR", snr.snr, 5},
                 {"relativeError", "rel.error", snr.relativeError, 2},
@@ -45,9 +47,7 @@ void measureSnr(const std::string& file, const QualityInput& input, const NamedR
                 {"groups", "groups", std::int64_t{snr.groups}},
                 {"groupSize", "of", std::int64_t{20}},
                 {"along", "along", options.along},
-                {"history", "history", input.history},
-                {"region", "region", region.text},
-                {"file", "file", file}},
+                {"history", "history", input.history}},
                noteText(snr.notes, input.note));
 }
 

@@ -71,7 +71,8 @@ void measure(const std::string& file, const Options& options, const SignalSource
     checkQuality(code, duplex.reason, file);
     constexpr const char* methods[] = {"none", "quadratic", "line"};
     const std::string pair = duplex.srbPair > 0 ? "D" + std::to_string(duplex.srbPair) : "-";
-    report.add({{"srbMicrometres", "SRb/um", duplex.srbMicrometres, 4},
+    report.add({{"file", "file", file},
+                {"srbMicrometres", "SRb/um", duplex.srbMicrometres, 4},
                 {"isrbMicrometres", "iSRb/um", duplex.isrbMicrometres, 4},
                 {"unsharpnessMicrometres", "unsharpness/um", duplex.unsharpnessMicrometres, 4},
                 {"tiltDegrees", "tilt/deg", duplex.tiltDegrees, 3},
@@ -79,8 +80,7 @@ void measure(const std::string& file, const Options& options, const SignalSource
                 {"pitchRatio", "spacing ratio", duplex.pitchRatio, 5},
                 {"srbPair", "pair", pair},
                 {"isrbMethod", "iSRb by", std::string(methods[duplex.isrbMethod])},
-                {"history", "history", input.history},
-                {"file", "file", file}},
+                {"history", "history", input.history}},
                noteText(duplex.notes, input.note),
                [&](JsonWriter& json) { writePairs(json, duplex); });
     if (!options.csv && !options.json) printPairs(duplex);

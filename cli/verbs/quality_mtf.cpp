@@ -47,7 +47,9 @@ void measure(const std::string& file, const QualityInput& input, const NamedRoi&
     call(nullptr, &count);
     curve.resize(static_cast<std::size_t>(count));
     if (options.json) call(curve.data(), &count);
-    report.add({{"mtf50", "MTF50/(1/mm)", mtf.mtf50, 5},
+    report.add({{"file", "file", file},
+                {"region", "region", region.text},
+                {"mtf50", "MTF50/(1/mm)", mtf.mtf50, 5},
                 {"mtf50Error", "+-", mtf.mtf50Error, 2},
                 {"mtf20", "MTF20/(1/mm)", mtf.mtf20, 5},
                 {"mtf10", "MTF10/(1/mm)", mtf.mtf10, 5},
@@ -59,9 +61,7 @@ void measure(const std::string& file, const QualityInput& input, const NamedRoi&
                 {"contrastOverNoise", "over noise", mtf.contrastOverNoise, 4},
                 {"overshootPercent", "overshoot/%", mtf.overshootPercent, 2},
                 {"axis", "axis", std::string(mtf.axis == 0 ? "x" : "y")},
-                {"history", "history", input.history},
-                {"region", "region", region.text},
-                {"file", "file", file}},
+                {"history", "history", input.history}},
                noteText(mtf.notes, input.note), [&](JsonWriter& json) { writeCurve(json, curve); });
 }
 

@@ -68,9 +68,11 @@ void QualityReport::addLine(const Figures& figures, const std::string& note) {
     for (const Figure& figure : figures) {
         if (isText(figure)) {
             const std::string text = printable(std::get<std::string>(figure.value));
-            const std::size_t width = std::max<std::size_t>(figure.head.size(), 16);
-            textHeads += "  " + figure.head + std::string(width - figure.head.size(), ' ');
-            texts += "  " + text + std::string(width - std::min(width, text.size()), ' ');
+            const std::size_t width = std::max<std::size_t>(figure.head.size(), 12);
+            // The file comes last, as it may be of any length.
+            textHeads =
+                "  " + figure.head + std::string(width - figure.head.size(), ' ') + textHeads;
+            texts = "  " + text + std::string(width - std::min(width, text.size()), ' ') + texts;
             continue;
         }
         const std::string value = textOf(figure, figure.digits, "-");
