@@ -20,7 +20,9 @@ bool wiresAreDark(const std::vector<double>& values) {
     return median - least > most - median;
 }
 
-/// What is left of a profile above a quadratic background that is fitted to what is not deep.
+/// What is left of a profile above a quadratic background that is fitted to what is not deep. It
+/// begins with what lies near the median: wires may cover so much of the line that a fit to all of
+/// it would run between them and the background, and leave out neither.
 Depths withoutBackground(const Profile& profile) {
     constexpr int fits = 9;
     constexpr double limit = 3 * 1.4826;  // deviations of normal noise, by the median deviation
@@ -28,8 +30,12 @@ Depths withoutBackground(const Profile& profile) {
     const auto scaled = [=](std::size_t i) {
         return (2.0 * static_cast<double>(i) + 1) / static_cast<double>(count) - 1;
     };
-    std::vector<double> off(count), kept;
-    double most = std::numeric_limits<double>::infinity(), squares = 0, used = 0;
+    std::vector<double> off = profile.values, kept = off;
+    const double median = medianOf(kept);
+    for (double& value : off) value -= median;
+    kept = off;
+    for (double& value : kept) value = std::abs(value);
+    double most = limit * medianOf(kept), squares = 0, used = 0;
     for (int fit = 0; fit < fits; ++fit) {
         LeastSquares<3> squaresFit;
         for (std::size_t i = 0; i < count; ++i) {

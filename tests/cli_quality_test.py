@@ -96,8 +96,9 @@ class Quality(unittest.TestCase):
 
         def wires(x, y):  # pairs of 800, 630 and 500 micrometres, 6 mm apart, at 3 degrees
             u = (x * math.cos(0.052) + (y - 100) * math.sin(0.052)) * 0.1
-            at = [abs(u - place - side * d) < d / 2 for place, d in ((5, .8), (11, .63), (17, .5)) for side in (-1, 1)]
-            return self.random.gauss(12000 if any(at) else 20000, 30)
+            off = [2 * (u - place - side * d) / d
+                   for place, d in ((5, .8), (11, .63), (17, .5)) for side in (-1, 1)]
+            return self.random.gauss(20000 - 9000 * sum(math.sqrt(max(0, 1 - o * o)) for o in off), 30)
         self.write("gauge.png", 240, 200, wires)
         (duplex,) = self.json("quality", "duplex", "gauge.png", "--line", "15,100,215,100")
         self.assertEqual([pair["pair"] for pair in duplex["pairs"]], [1, 2, 3])
