@@ -74,12 +74,18 @@ enum LumoQualityNote {
     LumoNoteTooManyPairs = 2048  /**< more groups of wires than the gauge has pairs */
 };
 
-/** A sentence without a full stop for an ::LumoQualityReason; never null.
- * @param reason  the record's reason */
+/**
+ * A sentence without a full stop for an ::LumoQualityReason.
+ * @param reason  the record's reason
+ * @return a text that stays valid while the library is loaded; "unknown" for other numbers
+ */
 LUMO_API const char* LumoQualityReasonText(uint32_t reason);
 
-/** A sentence without a full stop for a single ::LumoQualityNote; never null.
- * @param note  one bit of the record's notes */
+/**
+ * A sentence without a full stop for a single ::LumoQualityNote.
+ * @param note  one bit of the record's notes
+ * @return a text that stays valid while the library is loaded; "unknown" for other numbers
+ */
 LUMO_API const char* LumoQualityNoteText(uint32_t note);
 
 /**
@@ -432,8 +438,11 @@ LUMO_API int LumoStackCreate(LumoStack** place, uint16_t width, uint16_t height,
  */
 LUMO_API int LumoStackAdd(LumoStack* stack, Image frame);
 
-/** Number of frames added; 0 without stack.
- * @param stack  from LumoStackCreate(), or null */
+/**
+ * Number of frames added.
+ * @param stack  from LumoStackCreate(), or null
+ * @return the number; 0 without stack
+ */
 LUMO_API uint32_t LumoStackCount(const LumoStack* stack);
 
 /**

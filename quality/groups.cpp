@@ -8,6 +8,7 @@
 #include "measure/region.h"
 #include "measure/sums.h"
 #include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "quality/median.h"
 #include "quality/record.h"
 
@@ -104,9 +105,17 @@ LUMO_TARGET_AVX2 RowTotals groupSumsVector(const std::uint16_t* pixels, int grou
 
 #endif
 
-LUMO_VECTOR_LEVELS(RowTotals, groupSumsByLevel, groupSumsPlain, groupSumsVector,
-                   (const std::uint16_t* pixels, int groups, double* sums, double* spreads),
-                   (pixels, groups, sums, spreads))
+template <int bytes>
+LUMO_INLINE RowTotals groupSumsBody(const std::uint16_t* pixels, int groups, double* sums,
+                                    double* spreads) {
+#if defined(__x86_64__)
+    if constexpr (bytes > baselineBytes) return groupSumsVector(pixels, groups, sums, spreads);
+#endif
+    return groupSumsPlain(pixels, groups, sums, spreads);
+}
+LUMO_LEVELS(RowTotals, sumGroupsOfRow, groupSumsBody<bytes>,
+            (const std::uint16_t* pixels, int groups, double* sums, double* spreads),
+            (pixels, groups, sums, spreads))
 
 /// Sums of groups of 20 rows, column by column.
 LUMO_INLINE void columnSumsBody(const std::uint16_t* pixels, std::ptrdiff_t stride, int columns,
@@ -133,7 +142,7 @@ LUMO_INLINE void columnSumsBody(const std::uint16_t* pixels, std::ptrdiff_t stri
         }
     }
 }
-LUMO_LEVELS(void, columnSums, columnSumsBody,
+LUMO_LEVELS(void, sumGroupColumns, columnSumsBody,
             (const std::uint16_t* pixels, std::ptrdiff_t stride, int columns, double* sums,
              double* spreads),
             (pixels, stride, columns, sums, spreads))
@@ -192,8 +201,8 @@ private:
         if (!alongColumns_)
             return groupSums(pixels + first * groupSize, static_cast<int>(count), sums_.data(),
                              spreads_.data());
-        columnSums(pixels + first, static_cast<std::ptrdiff_t>(runs_.stride),
-                   static_cast<int>(count), sums_.data(), spreads_.data());
+        sumGroupColumns(pixels + first, static_cast<std::ptrdiff_t>(runs_.stride),
+                        static_cast<int>(count), sums_.data(), spreads_.data());
         return {};
     }
     void addRow(std::size_t y, Medians& medians, Sums& all) {
@@ -297,7 +306,7 @@ Found groupsOfSignal(const Signal& signal, const std::vector<Run>& runs, bool al
 }  // namespace
 
 RowTotals groupSums(const std::uint16_t* pixels, int groups, double* sums, double* spreads) {
-    return groupSumsByLevel(pixels, groups, sums, spreads);
+    return sumGroupsOfRow(pixels, groups, sums, spreads);
 }
 
 Uniform measureUniform(const Image& image, Roi region, std::uint32_t along,

@@ -20,7 +20,7 @@ LUMO_INLINE void countBody(const float* values, int count, double factor, double
         for (int i = 0; i < count; ++i) some += factor * static_cast<double>(values[i]) > limit;
     found += some;
 }
-LUMO_LEVELS(void, count, countBody,
+LUMO_LEVELS(void, countBeyond, countBody,
             (const float* values, int count, double factor, double limit, bool above, int& found),
             (values, count, factor, limit, above, found))
 
@@ -78,7 +78,7 @@ bool LocalMedian::isBeyond(int x, int y, double factor, bool above) const {
     const Block window = windowsOf({x, y, x, y});
     int found = 0;
     for (int i = window.y1; i <= window.y2; ++i)
-        count(row(i) + window.x1, side_, factor, row(y)[x], above, found);
+        countBeyond(row(i) + window.x1, side_, factor, row(y)[x], above, found);
     return found > side_ * side_ / 2;
 }
 

@@ -34,7 +34,7 @@ LUMO_INLINE void collectBody(const double* values, std::size_t count, double low
     }
     inside = static_cast<std::size_t>(place - to);
 }
-LUMO_LEVELS(void, collect, collectBody,
+LUMO_LEVELS(void, collectMiddle, collectBody,
             (const double* values, std::size_t count, double low, double high, double* to,
              std::size_t& below, std::size_t& inside),
             (values, count, low, high, to, below, inside))
@@ -64,7 +64,7 @@ MiddleFinder::MiddleFinder(std::vector<double> sample, std::size_t count) : coun
 
 void MiddleFinder::add(const double* values, std::size_t count) {
     if (between_.size() < inside_ + count) between_.resize(2 * (inside_ + count));
-    collect(values, count, low_, high_, between_.data(), below_, inside_);
+    collectMiddle(values, count, low_, high_, between_.data(), below_, inside_);
 }
 
 std::optional<Middle> MiddleFinder::middle() {

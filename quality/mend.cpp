@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "measure/region.h"
-#include "platform/cpu_level.h"
+#include "platform/prefetch.h"
 #include "quality/bad_map.h"
 #include "quality/record.h"
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 #include "quality/record.h"
 #include "quality/spectrum.h"
 
@@ -72,7 +72,7 @@ LUMO_INLINE double squaresOf(const float* values) {
 LUMO_INLINE void addSquaresBody(const float* row, int blocks, double* sums) {
     for (int i = 0; i < blocks; ++i) sums[i] += squaresOf(row + i * regionStep);
 }
-LUMO_LEVELS(void, addSquares, addSquaresBody, (const float* row, int blocks, double* sums),
+LUMO_LEVELS(void, addBlockSquares, addSquaresBody, (const float* row, int blocks, double* sums),
             (row, blocks, sums))
 
 /// Walks down an area in bands half as high as a region, each of which serves two rows of regions.
@@ -118,7 +118,7 @@ private:
         for (int i = 0; i < regionStep; ++i) {
             float* to = band.rows.data() + static_cast<std::size_t>(i) * width_;
             trend_.subtract(step * regionStep + i, to);
-            addSquares(to, static_cast<int>(band.squares.size()), band.squares.data());
+            addBlockSquares(to, static_cast<int>(band.squares.size()), band.squares.data());
         }
     }
 

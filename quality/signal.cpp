@@ -22,14 +22,14 @@ LUMO_INLINE void widenBody(const std::uint16_t* pixels, int count, std::uint16_t
     low = least;
     high = most;
 }
-LUMO_LEVELS(void, widen, widenBody,
+LUMO_LEVELS(void, widenExtremes, widenBody,
             (const std::uint16_t* pixels, int count, std::uint16_t& low, std::uint16_t& high),
             (pixels, count, low, high))
 
 LUMO_INLINE void shiftBody(const std::uint16_t* pixels, int count, double offset, double* to) {
     for (int i = 0; i < count; ++i) to[i] = pixels[i] - offset;
 }
-LUMO_LEVELS(void, shift, shiftBody,
+LUMO_LEVELS(void, shiftSignal, shiftBody,
             (const std::uint16_t* pixels, int count, double offset, double* to),
             (pixels, count, offset, to))
 
@@ -66,7 +66,7 @@ std::vector<Run> runsIn(const Image& image, Roi& region) {
 
 void Extremes::look(int row) {
     Ends ends{65535, 0};
-    widen(image_.row(row), image_.width, ends.low, ends.high);
+    widenExtremes(image_.row(row), image_.width, ends.low, ends.high);
     rows_.push_back(ends);
     all_ = {std::min(all_.low, ends.low), std::max(all_.high, ends.high)};
 }
@@ -150,7 +150,7 @@ double Signal::respond(double grey) const {
 void Signal::read(const Run& run, double* to) const {
     const std::uint16_t* pixels = image_.row(run.y) + run.x;
     if (isShift()) {
-        shift(pixels, run.count, offset_, to);
+        shiftSignal(pixels, run.count, offset_, to);
         return;
     }
     if (dark_ != nullptr) {

@@ -27,7 +27,7 @@ LUMO_INLINE void addPowers2Body(const float* row, const float* mirrored, int cou
 }
 LUMO_LEVELS(void, addPowers, addPowersBody, (const float* row, int count, double* sums),
             (row, count, sums))
-LUMO_LEVELS(void, addPowers2, addPowers2Body,
+LUMO_LEVELS(void, addMirroredPowers, addPowers2Body,
             (const float* row, const float* mirrored, int count, double* sums),
             (row, mirrored, count, sums))
 
@@ -86,7 +86,7 @@ void PowerPlane::add(const float* upper, const float* lower, std::size_t stride)
         if (v == 0 || v == regionSide / 2)
             addPowers(rowAt(v), columns, sums);
         else
-            addPowers2(rowAt(v), rowAt(regionSide - v), columns, sums);
+            addMirroredPowers(rowAt(v), rowAt(regionSide - v), columns, sums);
     }
 }
 

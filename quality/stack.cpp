@@ -18,7 +18,7 @@ constexpr std::uint32_t framesPerSum = 65537;
 LUMO_INLINE void addSumsBody(const std::uint16_t* pixels, std::size_t count, std::uint32_t* sums) {
     for (std::size_t i = 0; i < count; ++i) sums[i] += pixels[i];
 }
-LUMO_LEVELS(void, addSums, addSumsBody,
+LUMO_LEVELS(void, stackSums, addSumsBody,
             (const std::uint16_t* pixels, std::size_t count, std::uint32_t* sums),
             (pixels, count, sums))
 
@@ -29,7 +29,7 @@ LUMO_INLINE void addSquaresBody(const std::uint16_t* pixels, std::size_t count,
         squares[i] += pixel * pixel;
     }
 }
-LUMO_LEVELS(void, addSquares, addSquaresBody,
+LUMO_LEVELS(void, stackSquares, addSquaresBody,
             (const std::uint16_t* pixels, std::size_t count, std::uint64_t* squares),
             (pixels, count, squares))
 
@@ -38,7 +38,7 @@ LUMO_INLINE void subtractBody(const std::uint16_t* from, const std::uint16_t* da
     for (std::size_t i = 0; i < count; ++i)
         to[i] = static_cast<std::uint16_t>(from[i] > dark[i] ? from[i] - dark[i] : 0);
 }
-LUMO_LEVELS(void, subtract, subtractBody,
+LUMO_LEVELS(void, subtractDark, subtractBody,
             (const std::uint16_t* from, const std::uint16_t* dark, std::size_t count,
              std::uint16_t* to),
             (from, dark, count, to))
@@ -60,8 +60,8 @@ void requireSize(const LumoStack* stack, const Record& record) {
 
 void add(LumoStack& stack, const Image& frame) {
     if (stack.framesInSums == framesPerSum) widen(stack);
-    addSums(frame.data, stack.count(), stack.sums.data());
-    if (!stack.squares.empty()) addSquares(frame.data, stack.count(), stack.squares.data());
+    stackSums(frame.data, stack.count(), stack.sums.data());
+    if (!stack.squares.empty()) stackSquares(frame.data, stack.count(), stack.squares.data());
     ++stack.framesInSums;
     ++stack.frames;
 }
@@ -130,7 +130,7 @@ int LumoSubtractDark(Image source, Image dark, Image destination) {
     return lumo::callFrame("LumoSubtractDark", [&] {
         lumo::raiseFailure(lumo::Check_SameSize(source, dark));
         lumo::raiseFailure(lumo::Check_SameSize(source, destination));
-        lumo::subtract(source.data, dark.data, lumo::viewOf(source).count(), destination.data);
+        lumo::subtractDark(source.data, dark.data, lumo::viewOf(source).count(), destination.data);
     });
 }
 

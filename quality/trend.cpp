@@ -2,7 +2,7 @@
 // are products of sums over rows and over columns.
 #include "quality/trend.h"
 
-#include "platform/widths.h"
+#include "platform/vectors.h"
 #include "quality/least_squares.h"
 
 namespace lumo {
@@ -66,10 +66,10 @@ LUMO_INLINE void sumRowBody(const Value* signal, double offset, const double* x,
     for (int term = 0; term < 3; ++term)
         for (int lane = 0; lane < lanes; ++lane) to.sums[term] += sums[term][lane];
 }
-LUMO_LEVELS(void, sumPixels, sumRowBody,
+LUMO_LEVELS(void, sumTrendOfPixels, sumRowBody,
             (const std::uint16_t* pixels, double offset, const double* x, int count, RowSums& to),
             (pixels, offset, x, count, to))
-LUMO_LEVELS(void, sumSignal, sumRowBody,
+LUMO_LEVELS(void, sumTrendOfSignal, sumRowBody,
             (const double* signal, double offset, const double* x, int count, RowSums& to),
             (signal, offset, x, count, to))
 
@@ -80,11 +80,11 @@ LUMO_INLINE void subtractBody(const Value* signal, double offset, const double* 
     for (int i = 0; i < count; ++i)
         to[i] = static_cast<float>(signal[i] - offset - (a + x[i] * (b + x[i] * c)));
 }
-LUMO_LEVELS(void, subtractFromPixels, subtractBody,
+LUMO_LEVELS(void, detrendPixels, subtractBody,
             (const std::uint16_t* pixels, double offset, const double* x, int count,
              const std::array<double, 3>& parabola, float* to),
             (pixels, offset, x, count, parabola, to))
-LUMO_LEVELS(void, subtractFromSignal, subtractBody,
+LUMO_LEVELS(void, detrendSignal, subtractBody,
             (const double* signal, double offset, const double* x, int count,
              const std::array<double, 3>& parabola, float* to),
             (signal, offset, x, count, parabola, to))
@@ -102,10 +102,11 @@ Trend::Trend(const Signal& signal, const Roi& region, bool meanAlone, Extremes& 
     for (int row = 0; row < height_; ++row) {
         RowSums sums;
         if (signal.isShift()) {
-            sumPixels(signal.pixels(runOf(row)), signal.offset(), columns_.data(), width_, sums);
+            sumTrendOfPixels(signal.pixels(runOf(row)), signal.offset(), columns_.data(), width_,
+                             sums);
         } else {
             signal.read(runOf(row), values_.data());
-            sumSignal(values_.data(), 0, columns_.data(), width_, sums);
+            sumTrendOfSignal(values_.data(), 0, columns_.data(), width_, sums);
         }
         extremes.look(region.y1 + row);
         for (std::size_t i = 0; i < moments.size(); ++i)
@@ -146,10 +147,10 @@ std::array<double, 3> Trend::along(int row) const {
 void Trend::subtract(int row, float* to) {
     const Run run = runOf(row);
     if (signal_.isShift())
-        return subtractFromPixels(signal_.pixels(run), signal_.offset(), columns_.data(), width_,
-                                  along(row), to);
+        return detrendPixels(signal_.pixels(run), signal_.offset(), columns_.data(), width_,
+                             along(row), to);
     signal_.read(run, values_.data());
-    subtractFromSignal(values_.data(), 0, columns_.data(), width_, along(row), to);
+    detrendSignal(values_.data(), 0, columns_.data(), width_, along(row), to);
 }
 
 }  // namespace lumo
