@@ -1,7 +1,7 @@
 # Headers, library, program, CMake package and pkg-config file.
 include(CMakePackageConfigHelpers)
 install(TARGETS lumo EXPORT LumoTargets)
-install(FILES include/lumo.h include/lumo_legacy.h include/lumo_steps.h
+install(FILES include/lumo.h include/lumo_legacy.h include/lumo_quality.h include/lumo_steps.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT LumoTargets NAMESPACE Lumo:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/Lumo)
 write_basic_package_version_file(LumoConfigVersion.cmake COMPATIBILITY SameMajorVersion)

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "lumo.h"
+#include "lumo_quality.h"
 
 namespace {
 
@@ -23,6 +23,7 @@ constexpr Message messages[] = {
     {LumoErrorSlot, "the result slot is occupied or missing"},
     {LumoErrorWrite, "the file cannot be created or completely written"},
     {LumoErrorRange, "an angle or a compression level outside the allowed values"},
+    {LumoErrorQuality, "the image does not hold what is to be measured"},
     {LumoErrorImage, "no image, no raster, or pixel data that does not fit"},
     {LumoErrorAccess, "a pixel outside the raster, or no section or key name"},
     {LumoErrorInfoMissing, "the information file cannot be opened"},

@@ -61,6 +61,9 @@ void Filter_FreqColumns(const FreqFilterJob& job);
 /// held.
 void Init_FftThreads();
 
+/// The same for plans that run on their caller's thread alone.
+void Init_FftPlanner();
+
 /// Filters the source into the destination, which may be the same raster.
 /// @param automaticWindow  spread the result's range, or keep the image's own scale
 /// @return 0; -2 if ftp * fhp * fbp is 0; -8 without memory. A failure leaves the destination.

@@ -51,4 +51,9 @@ void Init_FftThreads() {
     fftwf_plan_with_nthreads(std::max(1, processorCount()));
 }
 
+void Init_FftPlanner() {
+    Init_FftThreads();
+    fftwf_plan_with_nthreads(1);
+}
+
 }  // namespace lumo

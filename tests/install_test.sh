@@ -11,7 +11,7 @@ export PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name lumo.pc)")
 export LD_LIBRARY_PATH=$prefix/lib:$prefix/lib64:$(dirname "$(find "$prefix" -name liblumo.so)")
 export ORVEL_LOG_DIR=$folder
 
-for header in lumo.h lumo_legacy.h lumo_steps.h; do
+for header in lumo.h lumo_legacy.h lumo_steps.h lumo_quality.h; do
     for compiler in gcc clang-14; do
         command -v $compiler >/dev/null || continue
         echo "#include <$header>" >"$folder/alone.c"

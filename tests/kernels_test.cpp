@@ -12,7 +12,8 @@
 #include "io/png_unfilter.h"
 #include "lumo_steps.h"
 #include "platform/cpu_level.h"
-#include "support/support.h"
+#include "quality/local_median.h"
+#include "support/pictures.h"
 
 namespace lumo::test {
 namespace {
@@ -49,6 +50,55 @@ struct Family {
     std::function<void(Image from, Image to)> run;
     Names kernels;
 };
+
+void measureNoise(Image, Image) {
+    Raster raster = picture(
+        100, 90, [](int, int) { return 9000; }, 50);
+    for (const std::uint32_t along : {0U, 1U}) {
+        LumoSnrOptions options = sized<LumoSnrOptions>();
+        options.along = along;
+        LumoSnr snr = sized<LumoSnr>();
+        ASSERT_EQ(LumoMeasureSnr(raster.image(), wholeOf(raster), &options, &snr), 0);
+    }
+}
+
+void measureEdge(Image, Image) {
+    Raster raster = picture(
+        90, 80, [](int x, int y) { return x < 40 + y / 10 ? 9000 : 19000; }, 50);
+    LumoMtf mtf = sized<LumoMtf>();
+    ASSERT_EQ(LumoMeasureMtf(raster.image(), wholeOf(raster), 100000, 100000, nullptr, &mtf,
+                             nullptr, nullptr),
+              0);
+}
+
+void measureSpectrum(Image, Image) {
+    Raster raster = picture(
+        300, 260, [](int, int) { return 9000; }, 50);
+    const double same[] = {0, 65535};
+    LumoSignal signal = sized<LumoSignal>();
+    signal.responseCount = 2;
+    signal.responseGrey = signal.responseSignal = same;
+    LumoNps* spectrum = nullptr;
+    ASSERT_EQ(LumoNpsCreate(&spectrum, 100000, 100000, nullptr), 0);
+    EXPECT_EQ(LumoNpsAdd(spectrum, raster.image(), nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(LumoNpsAdd(spectrum, raster.image(), nullptr, &signal, nullptr), 0);
+    LumoNpsDestroy(&spectrum);
+}
+
+void stackFrames(Image from, Image to) {
+    LumoStack* stack = nullptr;
+    ASSERT_EQ(LumoStackCreate(&stack, from.width, from.height, 1), 0);
+    EXPECT_EQ(LumoStackAdd(stack, from), 0);
+    EXPECT_EQ(LumoSubtractDark(from, from, to), 0);
+    LumoStackDestroy(&stack);
+}
+
+void compareWithMedians(Image from, Image) {
+    const std::vector<float> values(from.data, from.data + std::size_t{from.width} * from.height);
+    std::size_t found = 0;
+    LocalMedian(values, from.width, from.height, 9).forEachAbove(1, [&](std::size_t) { ++found; });
+    EXPECT_GT(found, 0U);
+}
 
 std::function<void(Image, Image)> command(const std::string& text) {
     return [=](Image from, Image to) {
@@ -137,6 +187,14 @@ const std::vector<Family>& families() {
     Names window = spectrum;
     window.insert({"widenExtent", "findBins"});
     static const std::vector<Family> all = {
+        {measureNoise,
+         {"sumGroupsOfRow", "sumGroupColumns", "collectMiddle", "widenExtremes", "addStatistics"}},
+        {measureEdge, {"shiftSignal", "widenExtremes"}},
+        {measureSpectrum,
+         {"sumTrendOfPixels", "sumTrendOfSignal", "detrendPixels", "detrendSignal",
+          "addBlockSquares", "addPowers", "addMirroredPowers", "widenExtremes"}},
+        {stackFrames, {"stackSums", "stackSquares", "subtractDark"}},
+        {compareWithMedians, {"countBeyond"}},
         {command("type=mean_filter size=5"), {"addRow", "addUp", "means"}},
         {command("type=median_filter size=3"), {"medianOfNetwork"}},
         {command("type=median_filter size=21"), {"moveShared", "moveMedian"}},

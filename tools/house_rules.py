@@ -20,7 +20,8 @@ MAY_USE = {
     "geometry": ["image"],
     "calibration": ["image"],
     "dose": ["measure"],
-    "steps": ["scripts", "geometry", "calibration", "dose"],
+    "quality": ["measure", "scripts"],
+    "steps": ["scripts", "geometry", "calibration", "dose", "quality"],
     "cli": ["include"],
 }
 
@@ -63,7 +64,7 @@ def allowed(folder):
 
 
 def folder_of_header(name):
-    if name in ("lumo.h", "lumo_legacy.h", "lumo_steps.h"):
+    if name in ("lumo.h", "lumo_legacy.h", "lumo_steps.h", "lumo_quality.h"):
         return "include"
     return name.split("/")[0] if "/" in name else None
 

@@ -41,6 +41,14 @@ constexpr Verb table[] = {
     {"dose", "Report the dose indicator of images", setUpDose,
      "dose *.png\n"
      "dose --json chest.png"},
+    {"quality", "Measure noise, contrast and sharpness", setUpQuality,
+     "quality snr flat.png --roi 100,100,399,399\n"
+     "quality mtf edge.png --roi 200,200,711,711 --json"},
+    {"average", "The mean of frames", setUpAverage,
+     "average frame1.png frame2.png frame3.png mean.png"},
+    {"badpixels", "Find, list and mend bad pixels", setUpBadPixels,
+     "badpixels list map.png\n"
+     "badpixels mend map.png in.png out.png"},
     {"window", "Map a window of grey values through a curve", setUpStep, nullptr},
     {"equalize", "Equalise the histogram", setUpStep, nullptr},
     {"invert", "Exchange black and white", setUpStep, nullptr},

@@ -10,6 +10,8 @@ namespace lumo::cli {
 
 [[nodiscard]] std::span<const Verb> verbs();
 
+Work setUpAverage(CLI::App& verb);
+Work setUpBadPixels(CLI::App& verb);
 Work setUpCalibrate(CLI::App& verb);
 Work setUpConvert(CLI::App& verb);
 Work setUpDose(CLI::App& verb);
@@ -20,6 +22,7 @@ Work setUpInfo(CLI::App& verb);
 Work setUpPhantom(CLI::App& verb);
 Work setUpPreview(CLI::App& verb);
 Work setUpProfile(CLI::App& verb);
+Work setUpQuality(CLI::App& verb);
 Work setUpRun(CLI::App& verb);
 Work setUpSheet(CLI::App& verb);
 Work setUpStats(CLI::App& verb);
