@@ -9,6 +9,8 @@
 #include <new>
 #include <utility>
 
+#include "cli/files/inputs.h"
+#include "cli/files/pitch.h"
 #include "cli/files/records.h"
 #include "cli/messages.h"
 
@@ -57,8 +59,9 @@ AppliedStep apply(lmImage* image, const StepText& step, const std::string& file)
     Report report;
     const int code = LumoApplyStep(image, step.text.c_str(), report.place());
     const LumoStepSummary summary = report.get();
-    if (code != LumoOk) throw CommandError(file + ": " + placed(step, summary.message));
-    for (int i = 0; i < summary.noteCount; ++i) printMessage(file + ": warning: " + report.note(i));
+    if (code != LumoOk)
+        throw CommandError(file + ": " + placed(step, summary.message), failed, code);
+    for (int i = 0; i < summary.noteCount; ++i) printNote(file, report.note(i), report.note(i));
     AppliedStep applied{summary.text, {}};
     for (int i = 0; i < summary.valueCount; ++i) applied.values.push_back(report.value(i));
     return applied;
@@ -119,7 +122,7 @@ void checkText(const StepText& step, const std::string& verb) {
 void checkFiles(const StepText& step) {
     Report report;
     const int code = LumoCheckStep(step.text.c_str(), 1, report.place());
-    if (code != LumoOk) throw CommandError(placed(step, report.get().message));
+    if (code != LumoOk) throw CommandError(placed(step, report.get().message), failed, code);
 }
 
 }  // namespace
@@ -140,7 +143,7 @@ void checkSteps(const std::vector<StepText>& steps, const std::string& verb) {
 
 void addStepRunOptions(CLI::App& verb, StepRun& run) {
     addBatchOptions(verb, run, run.batch);
-    verb.add_flag("--json", run.json, "What was done as JSON, an array with an object a file");
+    addJsonOption(verb, run.json);
 }
 
 std::vector<std::string> takeTexts(StepRun& run, std::vector<std::string> texts) {
@@ -152,11 +155,13 @@ std::vector<std::string> takeTexts(StepRun& run, std::vector<std::string> texts)
 
 Status runSteps(const StepRun& run, const std::vector<StepText>& steps, const std::string& verb) {
     requireFiles(run.batch, run, verb.c_str());
+    const std::optional<Pitch> pitch = parsePitch(run.pitch);
     checkSteps(steps, verb);
     Records records(run.json);
     const auto work = [&](const ChangeOptions& each) {
         std::vector<AppliedStep> applied;
         changeImage(each, [&](ImageHandle& image) {
+            if (pitch) setPitch(image.get(), *pitch, each.input);
             for (const StepText& step : steps)
                 applied.push_back(apply(image.get(), step, each.input));
         });

@@ -26,6 +26,7 @@ void checkSteps(const std::vector<StepText>& steps, const std::string& verb);
 struct StepRun : ChangeOptions {
     BatchOptions batch;
     bool json = false;
+    std::string pitch;  ///< of --pitch, which verbs have that work in millimetres
 };
 
 /// Declares files and folders as addBatchOptions(), and --json.

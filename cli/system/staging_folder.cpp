@@ -74,12 +74,15 @@ StagingFolder::StagingFolder(const std::string& parent, const std::vector<std::s
     const FolderLock lock(parent);
     const DeferredInterrupts waiting;
     std::string pattern = parent + std::string(prefix) + std::string(randomPart);
-    if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
-    lock_ = openFolder(pattern);
-    if (lock_.valid()) flock(lock_.number(), LOCK_EX | LOCK_NB);
+    // All texts are made before the folder is: without memory for one it would stay behind.
     path_ = pattern + '/';
     for (const std::string& name : names) files_.push_back(path_ + name);
     assert(files_.size() <= mostFiles);
+    if (mkdtemp(pattern.data()) == nullptr) throw std::system_error(errno, std::generic_category());
+    std::ranges::copy(pattern, path_.begin());
+    for (std::string& file : files_) std::ranges::copy(pattern, file.begin());
+    lock_ = openFolder(pattern);
+    if (lock_.valid()) flock(lock_.number(), LOCK_EX | LOCK_NB);
     for (std::size_t i = 0; i < files_.size(); ++i) pendingFiles[i] = files_[i].c_str();
     pendingFolder = path_.c_str();
     onInterrupt(removePending);

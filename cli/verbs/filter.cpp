@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/files/pitch.h"
 #include "cli/steps/applying.h"
 #include "cli/steps/options.h"
 #include "cli/steps/recipe.h"
@@ -82,6 +83,7 @@ std::string footer(const StepDescription& step) {
 Work setUpFilter(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     addStepRunOptions(verb, *options);
+    addPitchOption(verb, options->pitch);
     verb.add_option("COMMAND", options->commands,
                     "Filter commands, such as \"type=unsharp_mask radius=0.5 value=2\"");
     verb.add_option("--script", options->script,

@@ -2,6 +2,7 @@
 #include <memory>
 #include <vector>
 
+#include "cli/files/pitch.h"
 #include "cli/steps/applying.h"
 #include "cli/steps/options.h"
 #include "cli/steps/recipe.h"
@@ -36,8 +37,7 @@ std::string footer() {
            "\n\nExamples:"
            "\n  lumo run in.png out.png \"calibrate gains.cal\" \"window --limits 1000,1000\" "
            "invert"
-           "\n  lumo run --recipe panel.txt --batch exposures --out corrected"
-           "\n  lumo history --recipe out.png > again.txt";
+           "\n  lumo run --recipe panel.txt --batch exposures --out corrected";
 }
 
 }  // namespace
@@ -45,6 +45,7 @@ std::string footer() {
 Work setUpRun(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     addStepRunOptions(verb, *options);
+    addPitchOption(verb, options->pitch);
     verb.add_option("STEP", options->steps, "Steps, each one argument, in their order");
     verb.add_option("--recipe", options->recipe,
                     "File of steps to apply first, one a line; '#' begins a comment");

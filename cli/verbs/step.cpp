@@ -20,6 +20,7 @@ struct Options : StepRun {
 
 Work setUpStep(CLI::App& verb) {
     const auto options = std::make_shared<Options>(verb.get_name());
+    verb.description(options->step.info().summary);
     addStepRunOptions(verb, *options);
     options->values.declare(verb);
     verb.footer(options->step.info().effect +

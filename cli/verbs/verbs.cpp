@@ -5,7 +5,7 @@ namespace lumo::cli {
 
 namespace {
 
-/// In the order of --help.
+/// In the order of --help. Verbs that are one step have their words from the library.
 constexpr Verb table[] = {
     {"info", "Show what image files hold", setUpInfo,
      "info chest.png\n"
@@ -16,9 +16,9 @@ constexpr Verb table[] = {
     {"run", "Apply a chain of steps to an image", setUpRun, nullptr},
     {"filter", "Run filter commands on an image", setUpFilter, nullptr},
     {"history", "List the processing steps that an image went through", setUpHistory, nullptr},
-    {"rotate", "Turn an image by quarters, by any angle, or straight", setUpStep, nullptr},
-    {"mirror", "Exchange left and right or top and bottom", setUpStep, nullptr},
-    {"shear", "Turn approximately, in whole-pixel shears", setUpStep, nullptr},
+    {"rotate", "", setUpStep, nullptr},
+    {"mirror", "", setUpStep, nullptr},
+    {"shear", "", setUpStep, nullptr},
     {"calibrate", "Make a gain table, or correct an image by one", setUpCalibrate,
      "calibrate create flat.png gains.cal\n"
      "calibrate apply gains.cal in.png out.png"},
@@ -49,12 +49,12 @@ constexpr Verb table[] = {
     {"badpixels", "Find, list and mend bad pixels", setUpBadPixels,
      "badpixels list map.png\n"
      "badpixels mend map.png in.png out.png"},
-    {"window", "Map a window of grey values through a curve", setUpStep, nullptr},
-    {"equalize", "Equalise the histogram", setUpStep, nullptr},
-    {"invert", "Exchange black and white", setUpStep, nullptr},
-    {"crop", "Keep a region", setUpStep, nullptr},
-    {"bin", "Average blocks of pixels", setUpStep, nullptr},
-    {"deflash", "Remove single pixels much brighter than the one above", setUpStep, nullptr},
+    {"window", "", setUpStep, nullptr},
+    {"equalize", "", setUpStep, nullptr},
+    {"invert", "", setUpStep, nullptr},
+    {"crop", "", setUpStep, nullptr},
+    {"bin", "", setUpStep, nullptr},
+    {"deflash", "", setUpStep, nullptr},
 };
 
 }  // namespace

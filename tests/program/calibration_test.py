@@ -29,7 +29,7 @@ class Calibration(Program):
             "step": step, "corrected": 200, "beyondTable": 0, "atLowestGain": 1, "atHighestGain": 1, "clamped": clamped}]}])
         self.assertEqual(err, "")
         self.assertTrue(self.raster("b.png")[2] == [min(v, 65535) for v in products])
-        self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: warning: already")
+        self.assertRegex(self.run_lumo("calibrate", "apply", "./a.cal", "b.png", "c.png")[1], "^b.png: note: already")
         os.mkdir(os.path.join(self.folder, "many"))
         self.write_raster("many/a.xyz", width, height, image)
         many = self.run_lumo("calibrate", "apply", "a.cal", "--batch", "many", "--out", "out", "--json", "--format", "png")[0]

@@ -51,6 +51,17 @@ class Steps(Program):
             self.assertEqual(self.run_lumo("run", *arguments, status=status), ("", message))
         self.assertEqual(self.files(), ["wrong.txt"])
 
+    def test_lengths_are_those_of_the_pitch_that_is_given(self):
+        self.phantom("a.png")
+        self.phantom("coarse.png", "--pitch", "200000")
+        mask = "type=unsharp_mask2 radius=0.4"
+        self.run_lumo("filter", "a.png", "b.png", mask, "--pitch", "200000")
+        self.run_lumo("run", "a.png", "c.png", "filter " + mask, "--pitch", "200000")
+        self.run_lumo("filter", "coarse.png", "d.png", mask)
+        b, c, d = self.info("b.png", "c.png", "d.png")
+        self.assertEqual((b["width"], b["pixelsizeX"]), (d["width"], 200000))
+        self.assertEqual((b["pixels"], c["pixels"]), (c["pixels"], d["pixels"]))
+
     def test_a_history_that_cannot_be_repeated_is_named(self):
         self.phantom("a.png")
         self.run_lumo("convert", "a.png", "b.png", "--set", "PerformedSteps/Step1=polished\x1b[2J by hand",
