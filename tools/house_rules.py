@@ -20,7 +20,8 @@ MAY_USE = {
     "geometry": ["image"],
     "calibration": ["image"],
     "dose": ["measure"],
-    "cli": ["include"],
+    "interchange": [],
+    "cli": ["include", "interchange"],
 }
 
 # Pattern, what is wrong with it, files in which it has its place.
