@@ -22,8 +22,8 @@ struct Description {
     std::uint32_t width = 0, height = 0;                         ///< pixels, 1 to 65535
     std::uint32_t pitchX = assumedPitch, pitchY = assumedPitch;  ///< nanometres, 1 to largestPitch
     std::uint8_t bits = 16;  ///< that the values were stored in, 1 to 16; right-aligned
-    std::vector<Entry> entries;
-    std::vector<std::string> notes;  ///< for the user, a line each: what was assumed or left out
+    std::vector<Entry> entries = {};
+    std::vector<std::string> notes = {};  ///< for the user, a line each: what was assumed or left out
 
     [[nodiscard]] std::uint64_t pixelCount() const { return std::uint64_t{width} * height; }
     [[nodiscard]] std::uint64_t rasterBytes() const { return pixelCount() * 2; }

@@ -41,8 +41,10 @@ FileKind kindOf(std::string_view head, std::uint64_t fileSize, const std::string
         return FileKind::tiff;
     if (head.size() == headSize && head.substr(dicomMarkAt) == dicomMark) return FileKind::dicom;
     if (head.starts_with("\x89PNG")) return FileKind::own;
-    const bool named = std::ranges::any_of(
-        dicomExtensions, [&](const char* extension) { return hasExtension(file, extension); });
+    const std::size_t dot = std::min(file.rfind('.'), file.size());
+    const bool named = std::ranges::any_of(dicomExtensions, [&](const char* extension) {
+        return strcasecmp(file.c_str() + dot, extension) == 0;
+    });
     return named ? FileKind::dicom : FileKind::own;
 }
 
