@@ -1,5 +1,4 @@
 // Reading a TIFF file: one page of it, checked, then its pixels as they are stored.
-#include <set>
 #include <vector>
 
 #include "interchange/system.h"
@@ -14,17 +13,17 @@ namespace {
 
 constexpr std::uint32_t signOffset = 32768;  // of 16 bits
 
-/// Where the pages of full size begin; stops at a page that comes a second time.
+/// Where the pages of full size begin.
 std::vector<toff_t> pagesOf(const TiffFile& file) {
     std::vector<toff_t> pages;
-    std::set<toff_t> seen;
     for (TIFF* const tiff = file.get();;) {
-        const toff_t place = TIFFCurrentDirOffset(tiff);
-        if (!seen.insert(place).second) throw Refusal("damaged (its pages form a loop)");
         const auto kind = file.number<std::uint32_t>(TIFFTAG_SUBFILETYPE, 0);
-        if ((kind & FILETYPE_REDUCEDIMAGE) == 0) pages.push_back(place);
+        if ((kind & FILETYPE_REDUCEDIMAGE) == 0) pages.push_back(TIFFCurrentDirOffset(tiff));
         if (TIFFLastDirectory(tiff) != 0) return pages;
-        if (TIFFReadDirectory(tiff) != 1) file.refuseAsDamaged();
+        if (TIFFReadDirectory(tiff) == 1) continue;
+        // Of a page that it has seen before, libtiff says nothing.
+        if (file.lastMessage().empty()) throw Refusal("damaged (its pages form a loop)");
+        file.refuseAsDamaged();
     }
 }
 
