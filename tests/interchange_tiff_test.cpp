@@ -198,7 +198,7 @@ TEST_F(Tiff, RefusesEachOtherKindInItsOwnWords) {
          "65535 x 65535 pixels; lumo holds less than 4 GiB"},
         {{{322, 4, {16384}}, {323, 4, {16384}}, {324, 4, {8}}, {325, 4, {100}}, {273, 4, {}}},
          "damaged (tiles of 536870912 bytes in a picture of 640)"},
-        {{{273, 4, {8, 248, 700}}}, "ends early: 530 of 640 bytes of pixels"},
+        {{{273, 4, {8, 248, 700}}}, "ends early: 542 of 640 bytes of pixels"},
         {{{259, 3, {5}},
           {256, 4, {60000}},
           {257, 4, {30000}},
@@ -354,9 +354,9 @@ TEST_F(Tiff, ComesBackWholeInEveryCompressionAndThroughOtherPrograms) {
 TEST_F(Tiff, KeepsThePitchToTheNanometre) {
     Picture picture = pictureOf(valuesOf(16, 2, 1));
     lumo::test::Random random(7);
-    for (int i = 0; i < 400; ++i) {
+    for (int i = 0; i < 200; ++i) {
         picture.pitchX = 1000 + random.below(999001);
-        picture.pitchY = 1000 + std::uint32_t(i) * 2500;
+        picture.pitchY = 1000 + std::uint32_t(i) * 5000;
         write(picture);
         const Picture back = readFile();
         ASSERT_EQ(back.pitchX, picture.pitchX);
