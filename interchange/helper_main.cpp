@@ -46,7 +46,12 @@ HelperStatus refuse(const std::string& reason) {
 HelperStatus work(const Helper& helper, bool writing, const Request& request) {
     try {
         if (writing) {
-            sendAnswer(send, {true, helper.write(receivePicture(), outputDescriptor, request)});
+            Picture picture = receivePicture();
+            // With those on what was cut on the way here.
+            std::vector<std::string> notes = std::move(picture.notes);
+            for (std::string& note : helper.write(picture, outputDescriptor, request))
+                notes.push_back(std::move(note));
+            sendAnswer(send, {true, std::move(notes)});
         } else {
             const Picture picture = helper.read(standardInput, request);
             sendPicture(send, picture, picture.raster.get());

@@ -47,10 +47,6 @@ private:
     std::map<std::string, std::string> values_;
 };
 
-/// Marks in section Import that the program turns into a processing step of the image and drops:
-/// the values were turned (by monochrome2), or shifted (signed ones).
-inline constexpr const char *turnedMark = "Turned", *shiftedMark = "Shifted";
-
 /// What a program is. Both functions throw Refusal with what the user should know; they call
 /// allowRaster() as soon as they know the picture's size from a header that makes sense.
 struct Helper {

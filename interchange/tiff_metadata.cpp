@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "interchange/helper_main.h"
 #include "interchange/metadata_text.h"
 
 namespace lumo::interchange {
@@ -98,9 +99,7 @@ std::string readPitch(const TiffFile& file, Description& description) {
             return unit->source;
         }
     }
-    description.note("tells no pixel spacing; " + std::to_string(assumedPitch) +
-                     " nm assumed (--pitch sets it)");
-    return "assumed";
+    return pitchAssumed;
 }
 
 void readTexts(const TiffFile& file, Description& description) {

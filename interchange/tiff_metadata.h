@@ -12,7 +12,7 @@ inline constexpr const char* ownDescription = "[Lumo]";
 /// Whether the page brings our own metadata.
 [[nodiscard]] bool isOwn(const TiffFile& file);
 
-/// Sets the pitch, with a note if it is assumed, and returns where it comes from.
+/// Sets the pitch, where the file tells one, and returns where it comes from.
 [[nodiscard]] std::string readPitch(const TiffFile& file, Description& description);
 
 /// Adds our own entries, or those of section TIFF.

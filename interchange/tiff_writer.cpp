@@ -97,6 +97,17 @@ void setCompression(const Tags& tags, const std::string& name) {
     throw Refusal("TIFF knows no compression " + name + "; choose none, lzw, deflate or packbits");
 }
 
+/// A note if the pitch does not come back; ratios of whole numbers do not hold every one.
+std::vector<std::string> pitchLoss(const Picture& picture, int descriptor) {
+    const TiffFile written(descriptor, "r");
+    Description back;
+    (void)readPitch(written, back);
+    if (back.pitchX == picture.pitchX && back.pitchY == picture.pitchY) return {};
+    return {"a pitch of " + std::to_string(picture.pitchX) + " x " +
+            std::to_string(picture.pitchY) + " nm reads back from TIFF as " +
+            std::to_string(back.pitchX) + " x " + std::to_string(back.pitchY) + " nm"};
+}
+
 }  // namespace
 
 std::vector<std::string> writeTiff(const Picture& picture, int descriptor, const Request& request) {
@@ -119,7 +130,7 @@ std::vector<std::string> writeTiff(const Picture& picture, int descriptor, const
             throw Refusal(file.lastMessage());
     }
     file.finish();
-    return {};
+    return pitchLoss(picture, descriptor);
 }
 
 }  // namespace lumo::interchange

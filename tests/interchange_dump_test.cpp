@@ -178,6 +178,7 @@ TEST_F(DumpFile, BringsFramesRowsAndWhatWasSaidIntoTheImage) {
     options.frame = 4;
     EXPECT_EQ(message(settings, options), file + ": 3 frames; there is no frame 4");
     options.frame = 3;
+    options.pitch = "139000,140000";
     const Imported imported = read(settings, options);
     Pixels expected;
     for (int y = 0; y < 500; ++y)

@@ -18,13 +18,15 @@ namespace {
 
 using interchange::Description;
 using interchange::Entry;
+using interchange::pitchAssumed;
+using interchange::shiftedMark;
+using interchange::turnedMark;
 
 constexpr std::size_t headSize = 132;
 constexpr std::string_view tiffMarks[] = {{"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};
 constexpr std::string_view dicomMark = "DICM";
 constexpr std::size_t dicomMarkAt = 128;
 constexpr const char* dicomExtensions[] = {".dcm", ".dicom", ".ima"};
-constexpr const char* assumedNote = "tells no pixel spacing; 100000 nm assumed (--pitch sets it)";
 
 /// Whether the first four bytes, as an XYZ file's sides, agree with its size.
 bool fitsXyz(std::string_view head, std::uint64_t fileSize) {
@@ -69,6 +71,23 @@ std::uint16_t wholeNumber(lmImage* image, const char* key) {
     return number;
 }
 
+/// The user's pitch, or a note if there is none at all.
+void settlePitch(Incoming& incoming, const ImportOptions& options) {
+    lmImage& image = *incoming.image;
+    Description& description = incoming.description;
+    const auto source = std::ranges::find_if(description.entries, [](const Entry& entry) {
+        return entry.section == "Import" && entry.key == "PitchFrom";
+    });
+    const bool told = source != description.entries.end();
+    if (!options.pitch.empty()) {
+        (void)parsePitch(options.pitch, image.pixelsizeX, image.pixelsizeY);
+        if (told) source->value = "--pitch";
+    } else if (told && source->value == pitchAssumed) {
+        description.note("tells no pixel spacing; " + std::to_string(image.pixelsizeX) +
+                         " nm assumed (--pitch sets it)");
+    }
+}
+
 /// The metadata of a picture into its image. Those entries prevail that the file itself brings.
 void takeEntries(lmImage* image, const Description& description, const std::string& file) {
     set(image, "Image_X", "bits", std::to_string(description.bits), file);
@@ -86,10 +105,36 @@ bool has(const Description& description, std::string_view section, std::string_v
 }
 
 Imported finish(Incoming incoming, const std::string& step, const char* format,
-                const std::string& file) {
+                const ImportOptions& options, const std::string& file) {
+    settlePitch(incoming, options);
     takeEntries(incoming.image.get(), incoming.description, file);
     if (!step.empty()) check(LumoAddPerformedStep(incoming.image.get(), step.c_str()), file);
     return {std::move(incoming.image), format, std::move(incoming.description.notes)};
+}
+
+/// The user's pitch in place of that of a file of ours, and in the entries that record it.
+void renewPitch(lmImage* image, const std::string& pitch, const std::string& file) {
+    (void)parsePitch(pitch, image->pixelsizeX, image->pixelsizeY);
+    const std::pair<const char*, std::uint32_t> entries[] = {
+        {"PixelsizeX", image->pixelsizeX},
+        {"PixelsizeY", image->pixelsizeY},
+        {"Res_X", image->pixelsizeX},
+        {"Res_Y", image->pixelsizeY},
+        {"Pixelsize", 0}};  // computed from the pitch when the image is written as XYZ
+    for (const auto& [key, value] : entries)
+        if (!metaValue(image, "Image_X", key).empty())
+            set(image, "Image_X", key, std::to_string(value), file);
+}
+
+/// Options that say nothing to a file of ours are not passed over in silence.
+void refuseForOwnFormats(const ImportOptions& options, const std::string& file) {
+    const std::pair<const char*, bool> given[] = {{"--frame", options.frame > 1},
+                                                  {"--monochrome2", options.monochrome2},
+                                                  {"--pitch-from", !options.pitchFrom.empty()},
+                                                  {"--keep", !options.keep.empty()}};
+    for (const auto& [name, isGiven] : given)
+        if (isGiven)
+            throw CommandError(file + ": " + name + " is for files of other formats (TIFF, DICOM)");
 }
 
 std::vector<std::string> helperOptions(const ImportOptions& options) {
@@ -111,15 +156,15 @@ Imported importByHelper(const HelperProgram& helper, const Descriptor& input,
                         const HelperPlace& place) {
     Incoming incoming = readByHelper(helper, file, input, helperOptions(options), place);
     // Marks that the helper sets where the values are not those of the file.
-    const bool turned = has(incoming.description, "Import", "Turned");
-    const bool shifted = has(incoming.description, "Import", "Shifted");
+    const bool turned = has(incoming.description, "Import", turnedMark);
+    const bool shifted = has(incoming.description, "Import", shiftedMark);
     std::string step;
     if (turned || shifted)
         step = "convert" + frameOption(options) + (turned ? " --monochrome2" : "");
     std::erase_if(incoming.description.entries, [](const Entry& entry) {
-        return entry.section == "Import" && (entry.key == "Turned" || entry.key == "Shifted");
+        return entry.section == "Import" && (entry.key == turnedMark || entry.key == shiftedMark);
     });
-    return finish(std::move(incoming), step, helper.format, file);
+    return finish(std::move(incoming), step, helper.format, options, file);
 }
 
 /// The options, with what they leave open from the sidecar.
@@ -154,8 +199,7 @@ void describeDump(Description& description, const DumpLayout& layout, std::uint6
         description.add("Import", "Offset", std::to_string(layout.signOffset()));
         description.note("signed values; " + std::to_string(layout.signOffset()) + " added");
     }
-    description.add("Import", "PitchFrom", layout.pitchX == 0 ? "assumed" : "pitch");
-    if (layout.pitchX == 0) description.note(assumedNote);
+    description.add("Import", "PitchFrom", layout.pitchX == 0 ? pitchAssumed : "sidecar");
 }
 
 Imported importDump(const Descriptor& input, const std::string& file,
@@ -184,7 +228,7 @@ Imported importDump(const Descriptor& input, const std::string& file,
     std::string step;
     if (layout.isSigned || layout.highBit != layout.bits - 1)
         step = "convert --from dump " + layout.text() + frameOption(options);
-    return finish(std::move(incoming), step, "dump", file);
+    return finish(std::move(incoming), step, "dump", options, file);
 }
 
 }  // namespace
@@ -225,26 +269,22 @@ Imported importPicture(Recognised found, const std::string& file, const ImportOp
             break;
     }
     refuseForOwnFormats(options, file);
-    return {readImage(file), "", {}};
+    Imported own = {readImage(file), "", {}};
+    if (!options.pitch.empty()) renewPitch(own.image.get(), options.pitch, file);
+    return own;
 }
 
 void checkImportOptions(const ImportOptions& options) {
+    std::uint32_t x = 0, y = 0;
+    if (!options.pitch.empty() && !parsePitch(options.pitch, x, y))
+        throw usageError("--pitch " + options.pitch +
+                         ": not one or two numbers of nanometres, 1 to 1000000000");
     if (options.from == "dump") return;
     if (!options.sidecar.empty())
         throw usageError("--sidecar describes a dump: --from dump is missing");
     for (const auto& [name, value] : options.dump)
-        if (!value.empty() && name != "pitch")
+        if (!value.empty())
             throw usageError("--" + name + " describes a dump: --from dump is missing");
-}
-
-void refuseForOwnFormats(const ImportOptions& options, const std::string& file) {
-    const std::pair<const char*, bool> given[] = {{"--frame", options.frame > 1},
-                                                  {"--monochrome2", options.monochrome2},
-                                                  {"--pitch-from", !options.pitchFrom.empty()},
-                                                  {"--keep", !options.keep.empty()}};
-    for (const auto& [name, isGiven] : given)
-        if (isGiven)
-            throw CommandError(file + ": " + name + " is for files of other formats (TIFF, DICOM)");
 }
 
 }  // namespace lumo::cli

@@ -17,9 +17,10 @@ struct ImportOptions {
     std::uint32_t frame = 0;    ///< counted from 1; 0: not chosen
     bool firstFrame = false;    ///< of several the first, if none was chosen
     bool monochrome2 = false;   ///< turn what is meant the other way round
+    std::string pitch;          ///< "NM[,NM]" whatever the file tells; empty: as it tells
     std::string pitchFrom;      ///< empty: the detector's; "object"
     std::string keep;           ///< lists of identifying elements, separated by commas
-    DumpSettings dump;          ///< for dumps alone
+    DumpSettings dump;          ///< for dumps alone; the pitch is above
     std::string sidecar;        ///< a file that describes the dump
 };
 
@@ -45,9 +46,7 @@ struct Imported {
 [[nodiscard]] Imported importPicture(Recognised found, const std::string& file,
                                      const ImportOptions& options, const HelperPlace& place = {});
 
-/// Throws a usage error for options that contradict each other, and a CommandError for those that
-/// our own formats have no use for.
+/// Throws a usage error for options that say nothing, or contradict each other.
 void checkImportOptions(const ImportOptions& options);
-void refuseForOwnFormats(const ImportOptions& options, const std::string& file);
 
 }  // namespace lumo::cli
