@@ -366,7 +366,7 @@ TEST_F(Tiff, KeepsThePitchToTheNanometre) {
     const lumo::cli::Descriptor file = lumo::cli::createFile(name);
     const std::vector<std::string> notes = writeTiff(picture, file.number(), Request());
     ASSERT_EQ(notes.size(), 1U);
-    EXPECT_TRUE(notes[0].starts_with("a pitch of 999999937 x 995000 nm reads back from TIFF as "));
+    EXPECT_TRUE(notes[0].starts_with("a pitch of 999999937 x 996000 nm reads back from TIFF as "));
 }
 
 }  // namespace

@@ -46,9 +46,11 @@ public:
                     words_.verbs + " none (" + helper_.name + " is not installed)");
     }
 
-    [[nodiscard]] std::vector<std::string> arguments(std::vector<std::string> options) const {
-        options.insert(options.begin(), words_.verb);
-        return options;
+    [[nodiscard]] std::vector<std::string> arguments(
+        const std::vector<std::string>& options) const {
+        std::vector<std::string> all = {words_.verb};
+        for (const std::string& option : options) all.push_back(option);
+        return all;
     }
 
     /// What the helper sends, once it has ended as it should. A refusal is thrown.
