@@ -199,9 +199,8 @@ Bytes tiffFile(std::uint32_t compression, std::uint32_t bits, const Bytes& data,
 }
 
 void tiffSeeds() {
-    const std::string_view own("[Lumo]\n[Image]\nSource=a\n[PerformedSteps]\nStep0=invert\n\0\0",
-                               58);
-    const std::string_view imageJ("ImageJ=1.5\nunit=mm\n\0\0", 20);
+    static constexpr char own[] = "[Lumo]\n[Image]\nSource=a\n[PerformedSteps]\nStep0=invert\n";
+    static constexpr char imageJ[] = "ImageJ=1.5\nunit=mm\n";
     const struct {
         const char* name;
         std::uint32_t compression, bits;
@@ -214,7 +213,9 @@ void tiffSeeds() {
                  {"deflate", 8, 16, {0x78, 0x9C, 0x63, 0x60, 0x20, 0x0D, 0, 0, 0x10, 0, 1}}};
     for (const auto& [name, compression, bits, data] : seeds) {
         Bytes bytes = {0, 0};
-        append(bytes, tiffFile(compression, bits, data, bits == 8 ? imageJ : own));
+        const std::string_view text =
+            bits == 8 ? std::string_view(imageJ, sizeof imageJ) : std::string_view(own, sizeof own);
+        append(bytes, tiffFile(compression, bits, data, text));
         seed(name, bytes);
     }
 }

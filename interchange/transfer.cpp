@@ -1,7 +1,11 @@
 // The format in which a picture crosses the pipe between the program and a helper.
 #include "interchange/transfer.h"
 
+#ifdef LUMO_HAVE_ISAL
+#include <isa-l/crc.h>
+#else
 #include <zlib.h>
+#endif
 
 #include <algorithm>
 #include <cstring>
@@ -21,8 +25,13 @@ void require(bool holds, const char* what) {
     if (!holds) throw TransferError(what);
 }
 
-uLong checksum(uLong crc, const void* bytes, std::size_t count) {
-    return crc32_z(crc, static_cast<const Bytef*>(bytes), count);
+/// CRC-32 as in PNG and zip, continued.
+std::uint32_t checksum(std::uint32_t crc, const void* bytes, std::size_t count) {
+#ifdef LUMO_HAVE_ISAL
+    return crc32_gzip_refl(crc, static_cast<const std::uint8_t*>(bytes), count);
+#else
+    return static_cast<std::uint32_t>(crc32_z(crc, static_cast<const Bytef*>(bytes), count));
+#endif
 }
 
 /// Collects what is small, passes on what is large, and keeps the checksum of both.
@@ -66,7 +75,7 @@ private:
 
     const Sink& sink_;
     std::string pending_;
-    uLong crc_ = 0;
+    std::uint32_t crc_ = 0;
 };
 
 /// Takes what was sent off the source, with the checksum of it.
@@ -148,7 +157,7 @@ private:
     std::vector<char> block_;
     std::size_t used_ = 0, filled_ = 0;  // of the block
     std::size_t textLeft_ = mostText;
-    uLong crc_ = 0;
+    std::uint32_t crc_ = 0;
 };
 
 /// The text's beginning, not cut within a character.

@@ -272,4 +272,33 @@ TEST(Import, RecognisesFilesByTheirFirstBytes) {
     EXPECT_EQ(recognise(folder / "", {}).kind, FileKind::own);
 }
 
+TEST(Import, RefusesOptionsThatSayNothingToAFile) {
+    const TempFolder folder;
+    const std::string file = folder / "a.raw";
+    lumo::test::writeFile(file, {1, 0, 1, 0, 7, 7});
+    const auto message = [&](auto change) {
+        ImportOptions options;
+        change(options);
+        return failure([&] {
+            checkImportOptions(options);
+            (void)importPicture(recognise(file, options), file, options);
+        });
+    };
+    EXPECT_EQ(message([](ImportOptions& o) { o.frame = 2; }),
+              file + ": --frame is for TIFF and DICOM files and dumps");
+    EXPECT_EQ(message([](ImportOptions& o) { o.monochrome2 = true; }),
+              file + ": --monochrome2 is for TIFF and DICOM files");
+    EXPECT_EQ(message([](ImportOptions& o) {
+                  o.from = "tiff";
+                  o.keep = "all";
+              }),
+              file + ": --keep is for DICOM files");
+    EXPECT_EQ(message([](ImportOptions& o) { o.pitch = "1,"; }),
+              "--pitch 1,: not one or two numbers of nanometres, 1 to 1000000000");
+    EXPECT_EQ(message([](ImportOptions& o) { o.dump["width"] = "7"; }),
+              "--width describes a dump: --from dump is missing");
+    EXPECT_EQ(message([](ImportOptions& o) { o.sidecar = "a.ini"; }),
+              "--sidecar describes a dump: --from dump is missing");
+}
+
 }  // namespace

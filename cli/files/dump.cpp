@@ -51,21 +51,43 @@ std::size_t decode(const Field& field, std::size_t count, std::uint16_t* to, Fet
     return x;
 }
 
-/// Whether rows are in the file as they will be in memory.
+/// Whether words are in the file as they will be in memory, if they hold nothing but their value.
 bool isRaster(const DumpLayout& layout) {
     constexpr bool littleMachine = std::endian::native == std::endian::little;
-    return littleMachine && layout.bits == 16 && !layout.bigEndian && !layout.isSigned &&
-           layout.stride == layout.rowBytes();
+    return littleMachine && layout.bits > 8 && layout.highBit + 1 == layout.bits &&
+           !layout.bigEndian && !layout.isSigned && layout.stride == layout.rowBytes();
 }
 
 [[noreturn]] void endsEarly(const std::string& file) {
     throw CommandError(file + ": ends early; it was cut while it was read");
 }
 
-void readRaster(const Descriptor& input, std::uint64_t place, lmImage& image,
-                const std::string& file) {
-    const std::size_t bytes = std::size_t{image.width} * image.height * sizeof(std::uint16_t);
-    if (readAt(input, image.data, bytes, place) != bytes) endsEarly(file);
+[[noreturn]] void refuseValue(const DumpLayout& layout, std::uint64_t x, std::uint64_t y,
+                              const std::string& file) {
+    throw CommandError(file + ": the value in column " + std::to_string(x) + ", row " +
+                       std::to_string(y) + " has bits outside its " + std::to_string(layout.bits) +
+                       " up to bit " + std::to_string(layout.highBit));
+}
+
+/// Reads where the pixels shall be, and looks at them there while they are in the cache.
+void readRaster(const DumpLayout& layout, const Descriptor& input, std::uint64_t place,
+                lmImage& image, const std::string& file) {
+    const std::size_t count = std::size_t{image.width} * image.height;
+    const std::uint32_t strange = 0xFFFFU << layout.bits;
+    constexpr std::size_t pixelsInBlock = blockSize / sizeof(std::uint16_t);
+    for (std::size_t begin = 0; begin < count; begin += pixelsInBlock) {
+        const std::size_t part = std::min(pixelsInBlock, count - begin);
+        std::uint16_t* const pixels = image.data + begin;
+        if (readAt(input, pixels, part * sizeof *pixels, place + begin * sizeof *pixels) !=
+            part * sizeof *pixels)
+            endsEarly(file);
+        std::uint16_t all = 0;
+        for (std::size_t i = 0; i < part; ++i) all |= pixels[i];
+        if ((all & strange) == 0) continue;
+        std::size_t i = 0;
+        while ((pixels[i] & strange) == 0) ++i;
+        refuseValue(layout, (begin + i) % image.width, (begin + i) / image.width, file);
+    }
 }
 
 void decodeFrame(const DumpLayout& layout, const Descriptor& input, std::uint64_t place,
@@ -81,11 +103,7 @@ void decodeFrame(const DumpLayout& layout, const Descriptor& input, std::uint64_
         for (std::uint64_t y = 0; y < rows; ++y) {
             std::uint16_t* const to = image.data + (top + y) * layout.width;
             const std::size_t x = decodeRow(layout, block.data() + y * layout.stride, to);
-            if (x < layout.width)
-                throw CommandError(file + ": the value in column " + std::to_string(x) + ", row " +
-                                   std::to_string(top + y) + " has bits outside its " +
-                                   std::to_string(layout.bits) + " up to bit " +
-                                   std::to_string(layout.highBit));
+            if (x < layout.width) refuseValue(layout, x, top + y, file);
         }
     }
 }
@@ -112,7 +130,7 @@ ImageHandle readDumpFrame(const DumpLayout& layout, const Descriptor& input, std
         createImage(static_cast<int>(layout.width), static_cast<int>(layout.height), file);
     try {
         if (isRaster(layout))
-            readRaster(input, place, *image, file);
+            readRaster(layout, input, place, *image, file);
         else
             decodeFrame(layout, input, place, *image, file);
     } catch (const std::system_error& error) {

@@ -126,15 +126,26 @@ void renewPitch(lmImage* image, const std::string& pitch, const std::string& fil
             set(image, "Image_X", key, std::to_string(value), file);
 }
 
-/// Options that say nothing to a file of ours are not passed over in silence.
-void refuseForOwnFormats(const ImportOptions& options, const std::string& file) {
-    const std::pair<const char*, bool> given[] = {{"--frame", options.frame > 1},
-                                                  {"--monochrome2", options.monochrome2},
-                                                  {"--pitch-from", !options.pitchFrom.empty()},
-                                                  {"--keep", !options.keep.empty()}};
-    for (const auto& [name, isGiven] : given)
-        if (isGiven)
-            throw CommandError(file + ": " + name + " is for files of other formats (TIFF, DICOM)");
+/// Options that say nothing to a file of this kind are not passed over in silence.
+void refuseUseless(const ImportOptions& options, FileKind kind, const std::string& file) {
+    const struct {
+        const char* name;
+        bool given;
+        std::initializer_list<FileKind> kinds;
+        const char* kindNames;
+    } table[] = {{"--frame",
+                  options.frame > 1,
+                  {FileKind::tiff, FileKind::dicom, FileKind::dump},
+                  "TIFF and DICOM files and dumps"},
+                 {"--monochrome2",
+                  options.monochrome2,
+                  {FileKind::tiff, FileKind::dicom},
+                  "TIFF and DICOM files"},
+                 {"--pitch-from", !options.pitchFrom.empty(), {FileKind::dicom}, "DICOM files"},
+                 {"--keep", !options.keep.empty(), {FileKind::dicom}, "DICOM files"}};
+    for (const auto& [name, given, kinds, kindNames] : table)
+        if (given && std::ranges::find(kinds, kind) == kinds.end())
+            throw CommandError(file + ": " + name + " is for " + kindNames);
 }
 
 std::vector<std::string> helperOptions(const ImportOptions& options) {
@@ -258,6 +269,7 @@ Recognised recognise(const std::string& file, const ImportOptions& options) {
 
 Imported importPicture(Recognised found, const std::string& file, const ImportOptions& options,
                        const HelperPlace& place) {
+    refuseUseless(options, found.kind, file);
     switch (found.kind) {
         case FileKind::tiff:
             return importByHelper(tiffHelper, found.file, file, options, place);
@@ -268,7 +280,6 @@ Imported importPicture(Recognised found, const std::string& file, const ImportOp
         case FileKind::own:
             break;
     }
-    refuseForOwnFormats(options, file);
     Imported own = {readImage(file), "", {}};
     if (!options.pitch.empty()) renewPitch(own.image.get(), options.pitch, file);
     return own;
