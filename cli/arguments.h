@@ -1,4 +1,4 @@
-// Arguments that several verbs take: regions and percentile limits, and rasters for the calls.
+// Arguments that several verbs take: regions and percentile limits.
 #pragma once
 
 #include <algorithm>
@@ -57,20 +57,6 @@ struct Limits {
     if (low < 0 || high < 0 || low > all || high > all)
         throw usageError("--limits " + text + ": not between 0 and 1000000 parts per million");
     return {low, high};
-}
-
-/// The raster of an image for the calls that take a plain one.
-[[nodiscard]] inline Image rasterOf(const lmImage& image) {
-    return {image.width, image.height, image.data};
-}
-
-/// A field of a CSV file.
-[[nodiscard]] inline std::string csvField(const std::string& text) {
-    if (text.find_first_of(",\"\n\r") == std::string::npos) return text;
-    std::string quoted = "\"";
-    for (const char letter : text)
-        quoted += letter == '"' ? std::string("\"\"") : std::string(1, letter);
-    return quoted + '"';
 }
 
 }  // namespace lumo::cli

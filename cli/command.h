@@ -1,5 +1,5 @@
-// What a verb of the program is. To add one: a file with its set-up function, and its name in the
-// table of main.cpp.
+// What a verb of the program is. To add one: a file in verbs/ with its set-up function, declared in
+// verbs/verbs.h, and its row in the table of verbs/verbs.cpp.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -18,6 +18,7 @@ struct Verb {
     const char* name;
     const char* summary;
     Work (*setUp)(CLI::App& verb);
+    const char* examples;  ///< command lines, one a line, without the program's name
 };
 
 }  // namespace lumo::cli

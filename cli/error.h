@@ -12,9 +12,10 @@ enum Status : int { done = 0, failed = 1, wrongCommandLine = 2 };
 /// Ends a verb; the text goes to standard error as one line.
 class CommandError : public std::runtime_error {
 public:
-    explicit CommandError(const std::string& text, Status exitStatus = failed)
-        : std::runtime_error(text), status(exitStatus) {}
+    explicit CommandError(const std::string& text, Status exitStatus = failed, int resultCode = 0)
+        : std::runtime_error(text), status(exitStatus), code(resultCode) {}
     Status status;
+    int code;  ///< the library's code for it; 0 for a failure that the program found itself
 };
 
 /// A command line that is wrong in a way that the option parser cannot see.

@@ -1,6 +1,7 @@
-// A small JSON writer: values in the order in which they are given, indented, escaped.
+// Commas, line ends and indentation follow from what is open.
 #include "cli/json.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "cli/messages.h"
@@ -33,7 +34,7 @@ std::string quoted(std::string_view text) {
 }  // namespace
 
 void JsonWriter::newLine() {
-    out_ << '\n' << std::string(2 * closing_.size(), ' ');
+    out_ << '\n' << std::string(2 * (depth_ + closing_.size()), ' ');
 }
 
 void JsonWriter::beginValue() {
@@ -59,7 +60,7 @@ void JsonWriter::end() {
     if (!first_) newLine();
     out_ << bracket;
     first_ = false;
-    if (closing_.empty()) out_ << '\n';
+    if (closing_.empty() && depth_ == 0) out_ << '\n';
 }
 
 void JsonWriter::key(std::string_view name) {
@@ -82,7 +83,24 @@ void JsonWriter::number(double value, int decimals) {
     beginValue();
     char digits[64];
     std::snprintf(digits, sizeof digits, "%.*f", decimals, value);
-    out_ << digits;
+    out_ << (std::isfinite(value) ? digits : "null");
+}
+
+void JsonWriter::significant(double value, int digits) {
+    beginValue();
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*g", digits, value);
+    out_ << (std::isfinite(value) ? text : "null");
+}
+
+void JsonWriter::null() {
+    beginValue();
+    out_ << "null";
+}
+
+void JsonWriter::written(std::string_view value) {
+    beginValue();
+    out_ << value;
 }
 
 }  // namespace lumo::cli

@@ -13,7 +13,8 @@ namespace lumo::cli {
 /// it opened with end().
 class JsonWriter {
 public:
-    explicit JsonWriter(std::ostream& out) : out_(out) {}
+    /// @param depth  of what encloses the text in another, for its indentation
+    explicit JsonWriter(std::ostream& out, std::size_t depth = 0) : out_(out), depth_(depth) {}
 
     void beginObject() { open('{', '}'); }
     void beginArray() { open('[', ']'); }
@@ -24,6 +25,11 @@ public:
     void text(std::string_view value);
     void number(std::int64_t value);
     void number(double value, int decimals);
+    /// With so many significant digits; null for what is no number.
+    void significant(double value, int digits);
+    void null();
+    /// A value that another writer has made, for this depth.
+    void written(std::string_view value);
 
     /// The shorthands for entries of an object.
     void entry(std::string_view name, std::string_view value) { key(name), text(value); }
@@ -31,6 +37,7 @@ public:
     void entry(std::string_view name, double value, int decimals) {
         key(name), number(value, decimals);
     }
+    void emptyEntry(std::string_view name) { key(name), null(); }
 
 private:
     void open(char bracket, char closing);
@@ -38,6 +45,7 @@ private:
     void newLine();
 
     std::ostream& out_;
+    std::size_t depth_;
     std::vector<char> closing_;  // what ends the open objects and arrays
     bool first_ = true;          // nothing stands in the innermost one yet
     bool afterKey_ = false;

@@ -21,15 +21,15 @@ using ImageHandle = std::unique_ptr<lmImage, ImageDeleter>;
 /// Throws libraryError() for a negative code.
 void check(int code, const std::string& file);
 
-/// The same with a reason, after reading the file.
+/// The same with a reason, for calls that read a file of their own.
 void checkRead(int code, const std::string& file);
-
-/// Whether the file begins as PNG files do; the library reads all others as XYZ.
-[[nodiscard]] bool isPng(const std::string& file);
-
-[[nodiscard]] ImageHandle readImage(const std::string& file);
 
 /// `file` is only named in errors.
 [[nodiscard]] ImageHandle createImage(int width, int height, const std::string& file);
+
+/// The raster of an image for the calls that take a plain one.
+[[nodiscard]] inline Image rasterOf(const lmImage& image) {
+    return {image.width, image.height, image.data};
+}
 
 }  // namespace lumo::cli

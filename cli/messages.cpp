@@ -1,10 +1,10 @@
-// Messages to standard error, and texts from files made safe for a terminal.
+// Control characters and bytes that are not UTF-8 never reach a terminal as they are.
 #include "cli/messages.h"
-
-#include <unistd.h>
 
 #include <cstdint>
 #include <iostream>
+
+#include "cli/system/standard_streams.h"
 
 namespace lumo::cli {
 
@@ -20,6 +20,7 @@ constexpr Utf8Form utf8Forms[] = {
     {1, 0, 0x80, 0x00}, {2, 0x80, 0xE0, 0xC0}, {3, 0x800, 0xF0, 0xE0}, {4, 0x10000, 0xF8, 0xF0}};
 
 const std::string eraseLine = "\r\x1B[K";
+std::vector<Message>* keeper = nullptr;
 bool progressShown = false;  // the last line on standard error is not finished
 
 bool isControl(std::string_view character) {
@@ -74,13 +75,30 @@ std::string printable(std::string_view text) {
 }
 
 void printMessage(std::string_view text) {
+    if (keeper != nullptr) {
+        keeper->push_back({"", "", std::string(text)});
+        return;
+    }
     std::cout.flush();  // keeps data and messages in order where both go to one terminal
     clearProgress();
     std::cerr << printable(text) + '\n';
 }
 
+void printNote(const std::string& file, std::string_view kind, const std::string& text) {
+    if (keeper == nullptr) return printMessage(file + ": note: " + text);
+    keeper->push_back({file, std::string(kind), text});
+}
+
+KeptMessages::KeptMessages() {
+    keeper = &messages_;
+}
+
+KeptMessages::~KeptMessages() {
+    keeper = nullptr;
+}
+
 void showProgress(std::string_view text) {
-    if (isatty(STDERR_FILENO) == 0) return;
+    if (!errorsGoToTerminal()) return;
     std::cout.flush();
     std::cerr << eraseLine + printable(text);
     progressShown = true;

@@ -1,4 +1,4 @@
-// What can be told of a raster at one glance.
+// What can be said of a raster at one glance.
 #pragma once
 
 #include <cstdint>

@@ -135,6 +135,12 @@ LUMO_API const char* lmtErrorMessage(int code);
  */
 const char* lumoLogDirectory(void);
 
+/**
+ * A hook as lumoLogDirectory(): the highest level that the library writes to its log when
+ * ORVEL_LOG_LEVEL is not set or no number. Without the hook all are written.
+ */
+int lumoLogLevel(void);
+
 /** @} */
 /**
  * @name Image life cycle

@@ -20,20 +20,22 @@
 #include "platform/local_time.h"
 #include "platform/write_signals.h"
 
-// Defined by a program that wants its log elsewhere; null when none is linked in.
+// Defined by a program that wants its log elsewhere, or less of it; null when none is linked in.
 extern "C" [[gnu::weak]] const char* lumoLogDirectory(void);
+extern "C" [[gnu::weak]] int lumoLogLevel(void);
 
 namespace {
 
 constexpr int allLevels = 8;
 std::atomic<const Log*> current{nullptr};
 
-int levelFromEnvironment() {
+int chosenLevel() {
+    const int usual = lumoLogLevel != nullptr ? lumoLogLevel() : allLevels;
     const char* text = std::getenv("ORVEL_LOG_LEVEL");
-    if (text == nullptr || *text == '\0') return allLevels;
+    if (text == nullptr || *text == '\0') return usual;
     char* end = nullptr;
     const long level = std::strtol(text, &end, 10);
-    if (*end != '\0') return allLevels;
+    if (*end != '\0') return usual;
     return level < -1 ? -1 : level > allLevels ? allLevels : static_cast<int>(level);
 }
 
@@ -105,7 +107,7 @@ void writeLine(const Log& log, int level, const char* message, std::size_t count
 }  // namespace
 
 Log::Log(int, int, const char* target, int, int)
-    : descriptor_(openForAppending(target)), highestLevel_(levelFromEnvironment()) {
+    : descriptor_(openForAppending(target)), highestLevel_(chosenLevel()) {
     current = this;
 }
 

@@ -1,12 +1,15 @@
-// Which files a batch takes, and where their results go.
+// A walk through folders that meets each file once and never its own results.
 #include "cli/files/batch_files.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iostream>
 #include <map>
 #include <set>
 #include <system_error>
 
+#include "cli/files/formats.h"
 #include "cli/files/image_output.h"
 #include "cli/files/output.h"
 
@@ -15,9 +18,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool isImageName(const std::string& name) {
-    return std::ranges::any_of(
-        imageExtensions, [&](const char* extension) { return hasExtension(name, extension); });
+/// The lines of a file, or of standard input.
+std::vector<std::string> linesOf(const std::string& file) {
+    std::ifstream opened;
+    if (file != standardStream) opened.open(file);
+    std::istream& in = file == standardStream ? std::cin : opened;
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        if (line.ends_with('\r')) line.pop_back();
+        if (!line.empty()) lines.push_back(line);
+    }
+    if (!in.eof()) throw CommandError("--files-from " + file + ": cannot be read");
+    return lines;
+}
+
+/// Whether the name stays below where it begins.
+bool staysBelow(const fs::path& name) {
+    return name.is_relative() && std::ranges::find(name, fs::path("..")) == name.end();
 }
 
 /// A folder's own name, also of "." and "a/..".
@@ -41,6 +58,11 @@ public:
         if (error) found_.failures.push_back(folder.string() + ": " + error.message());
         std::ranges::sort(entries);
         for (const fs::directory_entry& entry : entries) take(entry, target);
+    }
+
+    /// Takes a file whatever it is called.
+    void takeNamed(const fs::path& name, const fs::path& out) {
+        add(name, out / (staysBelow(name) ? name.lexically_normal() : name.filename()));
     }
 
     /// Drops what would be written over a source or over another result.
@@ -68,7 +90,7 @@ private:
         std::error_code error;
         const fs::path name = entry.path().filename();
         if (entry.is_directory(error)) {
-            if (StagedOutput::isPrivate(name.string())) return;
+            if (StagingFolder::isOne(name.string())) return;
             if (entry.is_symlink(error) || identity(entry.path()) == out_) return;
             return look(entry.path(), target / name);
         }
@@ -78,9 +100,12 @@ private:
             found_.failures.push_back(entry.path().string() + ": a link that leads nowhere");
             return;
         }
-        fs::path output = target / name;
+        add(entry.path(), target / name);
+    }
+
+    void add(const fs::path& input, fs::path output) {
         if (!extension_.empty()) output.replace_extension(extension_);
-        found_.files.push_back({entry.path().string(), output.string()});
+        found_.files.push_back({input.string(), output.string()});
     }
 
     bool drop(const BatchFile& file, const std::string& reason) {
@@ -95,9 +120,11 @@ private:
 
 }  // namespace
 
-BatchFiles findBatchFiles(const std::vector<std::string>& folders, const std::string& out,
-                          const std::string& extension) {
+BatchFiles findBatchFiles(const std::vector<std::string>& folders, const std::string& list,
+                          const std::string& out, const std::string& extension) {
     Search search(out, extension);
+    if (!list.empty())
+        for (const std::string& name : linesOf(list)) search.takeNamed(name, out);
     std::set<fs::path> seen;
     for (const std::string& folder : folders) {
         if (!seen.insert(identity(folder)).second) continue;

@@ -1,10 +1,8 @@
-// Image files written under a name that the user chose: which format, which files, what gets lost.
+// The names of formats, and the files that each writes.
 #include "cli/files/image_output.h"
 
-#include <strings.h>
-
 #include "cli/files/losses.h"
-#include "cli/files/output.h"
+#include "cli/files/pitch.h"
 #include "cli/messages.h"
 
 namespace lumo::cli {
@@ -24,17 +22,16 @@ constexpr struct {
 
 constexpr const char* formatNames = "png, xyz, xyz8, raw or txt";
 
-/// Text after the last '.' of a name; empty without one.
-std::string extensionOf(const std::string& name) {
-    const std::size_t dot = name.rfind('.');
-    return dot == std::string::npos ? "" : name.substr(dot + 1);
-}
-
-std::string withLastThree(std::string name, const char* letters) {
-    return name.replace(name.size() - 3, 3, letters);
+bool isStandardOutput(const OutputOptions& options) {
+    return options.file == standardStream;
 }
 
 ImageFormat chooseFormat(const OutputOptions& options) {
+    if (isStandardOutput(options)) {
+        if (options.formatName.empty() || options.formatName == "png") return FormatPng;
+        throw usageError("--format " + options.formatName +
+                         ": an XYZ image is two files and cannot go to standard output");
+    }
     for (const auto& [name, format, isExtension] : formats) {
         const bool chosen = options.formatName.empty()
                                 ? isExtension && hasExtension(options.file, name)
@@ -61,10 +58,6 @@ void checkName(const OutputOptions& options, ImageFormat format, const std::stri
 
 }  // namespace
 
-bool hasExtension(const std::string& name, const char* extension) {
-    return strcasecmp(extensionOf(name).c_str(), extension) == 0;
-}
-
 std::string extensionFor(const std::string& formatName) {
     return formatName.substr(0, 3);  // xyz8 differs inside only
 }
@@ -73,12 +66,6 @@ std::vector<std::string> partsOf(const std::string& file) {
     const std::string extension = extensionOf(file);
     if (hasExtension(file, "png") || extension.size() != 3 || extension == "txt") return {file};
     return {file, withLastThree(file, "txt")};
-}
-
-SplitPath::SplitPath(const std::string& file) {
-    const std::size_t slash = file.rfind('/');
-    folder = slash == std::string::npos ? "" : file.substr(0, slash + 1);
-    name = file.substr(folder.size());
 }
 
 void addForceOption(CLI::App& verb, bool& force) {
@@ -120,9 +107,15 @@ void ImageOutput::save(lmImage* image) {
 
 void ImageOutput::savePng(lmImage* image) {
     StagedOutput staged(path_.folder, names(), {}, force_);
-    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), FormatPng), file_);
-    tellPngLosses(*image, file_);
+    write(image, staged, path_.name, FormatPng);
+    reportPngLosses(image, file_);
     staged.publish();
+}
+
+void ImageOutput::write(lmImage* image, const StagedOutput& staged, const std::string& name,
+                        ImageFormat format) {
+    const int code = LumoWriteImage(image, staged.pathOf(name).c_str(), format);
+    if (code < 0) throw staged.writingError(code, name);
 }
 
 void ImageOutput::saveXyz(lmImage* image) {
@@ -132,11 +125,14 @@ void ImageOutput::saveXyz(lmImage* image) {
     std::vector<std::string> scratch;
     if (alone) scratch.push_back(pixels);
     StagedOutput staged(path_.folder, names(), scratch, force_);
-    if (alone) check(LumoWriteImage(image, staged.pathOf(pixels).c_str(), FormatXyz), file_);
-    check(LumoWriteImage(image, staged.pathOf(path_.name).c_str(), format_), file_);
+    {
+        const PitchInExtendedHeader marked(image, file_);
+        if (alone) write(image, staged, pixels, FormatXyz);
+        write(image, staged, path_.name, format_);
+    }
     if (format_ == FormatXyz8)
-        printMessage(file_ + ": note: 8-bit XYZ is lossy, it keeps 256 steps of grey");
-    tellXyzLosses(image, staged.pathOf(pixels), file_);
+        printNote(file_, "lossy", "8-bit XYZ is lossy, it keeps 256 steps of grey");
+    reportXyzLosses(image, staged.pathOf(pixels), file_);
     staged.publish();
 }
 

@@ -5,6 +5,8 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/files/names.h"
+#include "cli/files/output.h"
 #include "cli/library.h"
 
 namespace lumo::cli {
@@ -19,18 +21,6 @@ struct OutputOptions {
 void addOutputOptions(CLI::App& verb, OutputOptions& options);
 /// Declares --force alone.
 void addForceOption(CLI::App& verb, bool& force);
-
-/// Folder of a path with its slash (empty for the current one), and the rest.
-struct SplitPath {
-    explicit SplitPath(const std::string& file);
-    std::string folder, name;
-};
-
-/// Whether a name's extension is this one, in any case.
-[[nodiscard]] bool hasExtension(const std::string& name, const char* extension);
-
-/// The extensions of pixel files.
-inline constexpr const char* imageExtensions[] = {"png", "xyz", "raw"};
 
 /// The extension that goes with a format of --format; empty for none.
 [[nodiscard]] std::string extensionFor(const std::string& formatName);
@@ -49,10 +39,12 @@ public:
     [[nodiscard]] std::vector<std::string> names() const;
     [[nodiscard]] const std::string& folder() const { return path_.folder; }
 
-    /// Writes the image and tells what the format does not hold of it.
+    /// Writes the image and reports what the format does not hold of it.
     void save(lmImage* image);
 
 private:
+    void write(lmImage* image, const StagedOutput& staged, const std::string& name,
+               ImageFormat format);
     void saveXyz(lmImage* image);
     void savePng(lmImage* image);
 

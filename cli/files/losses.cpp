@@ -1,9 +1,10 @@
-// What a file format does not hold of an image, told on standard error as notes about the file.
+// XYZ is read back and compared; for PNG the pitch can be computed.
 #include "cli/files/losses.h"
 
 #include <algorithm>
 #include <vector>
 
+#include "cli/files/pitch.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
@@ -12,10 +13,6 @@ namespace lumo::cli {
 
 namespace {
 
-void tell(const std::string& file, const std::string& note) {
-    printMessage(file + ": note: " + note);
-}
-
 /// A stamp without its day name, which XYZ does not hold.
 std::string withoutDayName(const MetaEntry& entry, const std::string& value) {
     const bool isStamp = entry.section == "Image" && entry.key == "Creation Time";
@@ -23,7 +20,7 @@ std::string withoutDayName(const MetaEntry& entry, const std::string& value) {
 }
 
 /// Compares the metadata with what came back from the file, entry by entry.
-void tellLostEntries(lmImage* image, lmImage* back, const std::string& file) {
+void reportLostEntries(lmImage* image, lmImage* back, const std::string& file) {
     const std::vector<MetaEntry> kept = readMetadata(back);
     std::string lost;
     for (const MetaEntry& entry : readMetadata(image)) {
@@ -36,17 +33,17 @@ void tellLostEntries(lmImage* image, lmImage* back, const std::string& file) {
             if (!lost.empty()) lost += ", ";
             lost += name;
         } else if (withoutDayName(entry, same->value) != withoutDayName(entry, entry.value)) {
-            tell(file, name + " becomes \"" + same->value + "\" in XYZ");
+            printNote(file, "changed " + name, name + " becomes \"" + same->value + "\" in XYZ");
         }
     }
-    if (!lost.empty()) tell(file, "does not travel in XYZ: " + lost);
+    if (!lost.empty()) printNote(file, "lost", "does not travel in XYZ: " + lost);
     if (extendedHeader(image) != extendedHeader(back))
-        tell(file, "the extended header does not travel unchanged");
+        printNote(file, "extended header", "the extended header does not travel unchanged");
 }
 
 }  // namespace
 
-void tellXyzLosses(lmImage* image, const std::string& staged, const std::string& file) {
+void reportXyzLosses(lmImage* image, const std::string& staged, const std::string& file) {
     lmImage* place = nullptr;
     const int code = LumoReadImage(&place, staged.c_str());
     const ImageHandle back(place);
@@ -57,18 +54,22 @@ void tellXyzLosses(lmImage* image, const std::string& staged, const std::string&
     else if (code < 0)
         printMessage("warning: cannot be read back: " +
                      std::string(libraryError(code, file).what()));
-    else
-        tellLostEntries(image, back.get(), file);
+    else {
+        takePitchFromExtendedHeader(back.get(), file);
+        reportLostEntries(image, back.get(), file);
+    }
 }
 
 /// PNG counts whole pixels per metre.
-void tellPngLosses(const lmImage& image, const std::string& file) {
+void reportPngLosses(lmImage* image, const std::string& file) {
+    if (isPitchAssumed(image)) return;
     constexpr std::uint32_t nanometresPerMetre = 1'000'000'000;
-    for (const std::uint32_t pitch : {image.pixelsizeX, image.pixelsizeY}) {
+    for (const std::uint32_t pitch : {image->pixelsizeX, image->pixelsizeY}) {
         const std::uint32_t back = nanometresPerMetre / (nanometresPerMetre / pitch);
         if (back == pitch) continue;
-        tell(file, "a pitch of " + std::to_string(pitch) + " nm reads back from PNG as " +
-                       std::to_string(back) + " nm");
+        printNote(file, "pitch",
+                  "a pitch of " + std::to_string(pitch) + " nm reads back from PNG as " +
+                      std::to_string(back) + " nm");
         return;
     }
 }

@@ -2,8 +2,13 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "cli/error.h"
+#include "cli/system/input_file.h"
+#include "cli/system/staging_folder.h"
 
 namespace lumo::cli {
 
@@ -11,41 +16,42 @@ namespace lumo::cli {
 [[nodiscard]] std::filesystem::path identity(const std::filesystem::path& path);
 
 /// Throws a CommandError if one of the files exists and may not be replaced, or if nothing can be
-/// written beside it: what can be told before the work begins.
+/// written beside it: what can be known before the work begins.
 /// @param folder  with its slash; empty for the current one
-/// @param names   the files to come, without folder; the last is the one that the user named
+/// @param names   the files to come, without folder; the last is the one that the user named, "-"
+///                alone for standard output
 /// @param force   whether existing files may be replaced
 void requirePlace(const std::string& folder, const std::vector<std::string>& names, bool force);
 
 /// Files are written into a private folder beside their destination and moved from there to their
-/// names by publish(). A failure or an interrupt before that leaves no trace. One object at a time.
+/// names by publish(); what goes to standard output is kept in memory until then. A failure or an
+/// interrupt before that leaves no trace. One object at a time.
 class StagedOutput {
 public:
     /// Throws as requirePlace().
     /// @param scratch  names of further files that are written on the way and then dropped
     StagedOutput(const std::string& folder, const std::vector<std::string>& names,
                  const std::vector<std::string>& scratch, bool force);
-    ~StagedOutput();
-    StagedOutput(const StagedOutput&) = delete;
-    StagedOutput& operator=(const StagedOutput&) = delete;
-
-    /// Whether a folder of this name is one that a running program writes into.
-    [[nodiscard]] static bool isPrivate(const std::string& folder);
 
     /// Where to write one of the names for now.
-    [[nodiscard]] std::string pathOf(const std::string& name) const { return staging_ + name; }
+    [[nodiscard]] std::string pathOf(const std::string& name) const;
 
-    /// Gives the files their final names, in their order.
+    /// The failure to write one of the names, with the system's reason where there is one.
+    [[nodiscard]] CommandError writingError(int code, const std::string& name) const;
+
+    /// Gives the files their final names, in their order. What is replaced hands on its mode and
+    /// owner; a symbolic link stays, and the file behind it is replaced.
     void publish();
 
 private:
     void move(const std::string& name) const;
+    void copyToStandardOutput() const;
 
     std::string folder_;
     std::vector<std::string> names_;
     bool force_;
-    std::string staging_;              // the private folder, with its slash
-    std::vector<std::string> staged_;  // paths of all that may lie in it
+    std::optional<StagingFolder> staging_;
+    Descriptor unnamed_;  // in place of the folder, for standard output
 };
 
 }  // namespace lumo::cli

@@ -62,7 +62,7 @@ ScaledDown::ScaledDown(const Image& source, int mostWidth) : image_(source) {
 }
 
 void requirePictureName(const std::string& file) {
-    if (!hasExtension(SplitPath(file).name, "png"))
+    if (file != standardStream && !hasExtension(SplitPath(file).name, "png"))
         throw usageError(file + ": a picture is a PNG file; its name ends in .png");
 }
 
@@ -79,8 +79,7 @@ void writePicture(const Image& raster, Coding coding, const std::string& file, b
     picture.format = PNG_FORMAT_GRAY;
     if (png_image_write_to_file(&picture, output.pathOf(path.name).c_str(), 0, codes.data(), 0,
                                 nullptr) == 0)
-        throw CommandError(libraryError(LumoErrorWrite, file).what() +
-                           (std::string(" (") + picture.message + ')'));
+        throw output.writingError(LumoErrorWrite, path.name);
     output.publish();
 }
 

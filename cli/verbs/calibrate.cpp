@@ -4,20 +4,19 @@
 #include <charconv>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <string_view>
 #include <vector>
 
 #include "cli/files/batch.h"
 #include "cli/files/output.h"
+#include "cli/files/reading.h"
+#include "cli/files/records.h"
 #include "cli/gain_table.h"
 #include "cli/history.h"
-#include "cli/json.h"
 #include "cli/messages.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpCalibrate(CLI::App& verb);
 
 namespace {
 
@@ -47,36 +46,16 @@ struct Count {
     std::int64_t pixels;
 };
 
-/// Counts about files, as text or as JSON: one object, or an array of them for a batch.
-class Report {
-public:
-    explicit Report(const Options& options) : asJson_(options.json), many_(options.batch.chosen()) {
-        if (asJson_ && many_) json_.beginArray();
-    }
-    void add(const std::string& file, const std::vector<Count>& counts) {
-        if (asJson_) return addObject(file, counts);
-        clearProgress();
-        std::cout << printable(file) << '\n';
-        for (const Count& count : counts)
-            std::cout << "  " << count.text << ": " << count.pixels << '\n';
-    }
-    void end() {
-        if (asJson_ && many_) json_.end();
-        std::cout << jsonText_.str();
-    }
-
-private:
-    void addObject(const std::string& file, const std::vector<Count>& counts) {
-        json_.beginObject();
-        json_.entry("file", file);
-        for (const Count& count : counts) json_.entry(count.key, count.pixels);
-        json_.end();
-    }
-
-    bool asJson_, many_;
-    std::ostringstream jsonText_;  // whole at the end, so that no progress line cuts into it
-    JsonWriter json_{jsonText_};
-};
+void report(Records& records, const std::string& file, const std::vector<Count>& counts) {
+    if (records.asJson())
+        return records.add(file, [&](JsonWriter& json) {
+            for (const Count& count : counts) json.entry(count.key, count.pixels);
+        });
+    clearProgress();
+    std::cout << printable(file) << '\n';
+    for (const Count& count : counts)
+        std::cout << "  " << count.text << ": " << count.pixels << '\n';
+}
 
 std::int64_t countOf(const std::uint16_t* pixels, std::size_t count, std::uint16_t value) {
     return std::count(pixels, pixels + count, value);
@@ -93,23 +72,23 @@ Status create(const Options& options) {
     const SplitPath path(options.table);
     StagedOutput output(path.folder, {path.name}, {}, options.force);
     const std::string staged = output.pathOf(path.name);
-    check(CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest, highest,
-                                staged.c_str()),
-          options.table);
+    const int created = CreateCalibrationData(reference.get(), smoothWidth, smoothHeight, lowest,
+                                              highest, staged.c_str());
+    if (created < 0) throw output.writingError(created, path.name);
     const GainTable table = readGainTable(staged, options.table);
     const std::vector<std::uint16_t>& codes = table.codes;
     const auto atHighest = std::ranges::count_if(
         codes, [top = table.topCode()](std::uint16_t code) { return code >= top; });
     output.publish();
-    Report report(options);
-    report.add(options.table,
-               {{"pixels", "pixels", static_cast<std::int64_t>(count)},
-                {"zeroPixels", "of 0 in the reference", dead},
-                {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
-                 countOf(reference->data, count, 0)},
-                {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
-                {"atHighestGain", "at the highest gain", atHighest}});
-    report.end();
+    Records records(options.json);
+    report(records, options.table,
+           {{"pixels", "pixels", static_cast<std::int64_t>(count)},
+            {"zeroPixels", "of 0 in the reference", dead},
+            {"zeroSmoothed", "of 0 after smoothing, given the gain 1",
+             countOf(reference->data, count, 0)},
+            {"atLowestGain", "at the lowest gain", countOf(codes.data(), count, 0)},
+            {"atHighestGain", "at the highest gain", atHighest}});
+    records.end();
     return done;
 }
 
@@ -141,18 +120,22 @@ Status apply(const Options& options) {
     requireFiles(options.batch, options, "lumo calibrate apply");
     if (options.batch.chosen() && !options.input.empty())
         throw usageError("lumo calibrate apply: --batch takes the place of IN and OUT");
-    Report report(options);
-    const Status status = runOnFiles(options.batch, options, [&](const ChangeOptions& each) {
-        CorrectionCounts counts{};
-        changeImage(each, [&](ImageHandle& image) { correct(image, options, each.input, counts); });
-        report.add(each.output.file,
+    Records records(options.json);
+    const Status status = runOnFiles(
+        options.batch, options,
+        [&](const ChangeOptions& each) {
+            CorrectionCounts counts{};
+            changeImage(each,
+                        [&](ImageHandle& image) { correct(image, options, each.input, counts); });
+            report(records, each.output.file,
                    {{"corrected", "pixels corrected", counts.corrected},
                     {"beyondTable", "left as they were, beyond the table", counts.beyondTable},
                     {"atLowestGain", "at the lowest gain", counts.atLowestGain},
                     {"atHighestGain", "at the highest gain", counts.atHighestGain},
                     {"clamped", "clamped at 65535", counts.clamped}});
-    });
-    report.end();
+        },
+        &records);
+    records.end();
     return status;
 }
 
@@ -173,7 +156,8 @@ Work setUpCalibrate(CLI::App& verb) {
     apply_.add_option("CAL", options->table, "Calibration file to read")->required();
     addBatchOptions(apply_, *options, options->batch);
     for (CLI::App* each : {&create_, &apply_})
-        each->add_flag("--json", options->json, "Tell what was done as JSON");
+        each->add_flag("--json", options->json,
+                       "What was done as JSON, an array with one object a file");
     return [options, &create_, &apply_] {
         if (create_.parsed()) return create(*options);
         if (apply_.parsed()) return apply(*options);

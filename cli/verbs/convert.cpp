@@ -2,15 +2,14 @@
 #include <memory>
 #include <vector>
 
-#include "cli/command.h"
 #include "cli/files/image_output.h"
 #include "cli/files/inputs.h"
+#include "cli/files/pitch.h"
 #include "cli/library.h"
 #include "cli/metadata.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpConvert(CLI::App& verb);
 
 namespace {
 
@@ -19,6 +18,7 @@ struct Options {
     OutputOptions output;
     int level = -1;  // of compression; below 0: the library's own
     std::vector<std::string> settings;
+    std::string pitch;
 };
 
 /// "section/key=value"; a section has no '/', a key no '='.
@@ -35,11 +35,13 @@ Status run(const Options& options) {
     const std::string& file = options.output.file;
     std::vector<MetaEntry> settings;
     for (const std::string& text : options.settings) settings.push_back(parseSetting(text));
+    const std::optional<Pitch> pitch = parsePitch(options.pitch);
     ImageOutput output(options.output);
 
     const ImageHandle image = readImage(options.input);
     for (const auto& [section, key, value] : settings)
         check(LumoSetMetaEntry(image.get(), section.c_str(), key.c_str(), value.c_str()), file);
+    if (pitch) setPitch(image.get(), *pitch, file);
     if (options.level >= 0) check(LumoSetWriteCompressionLevel(options.level), file);
     output.save(image.get());
     return done;
@@ -55,6 +57,7 @@ Work setUpConvert(CLI::App& verb) {
         ->check(CLI::Range(0, 9));
     verb.add_option("--set", options->settings, "Set a metadata entry: section/key=value")
         ->allow_extra_args(false);
+    addPitchOption(verb, options->pitch);
     return [options] { return run(*options); };
 }
 

@@ -9,10 +9,9 @@
 #include "cli/files/batch.h"
 #include "cli/history.h"
 #include "cli/messages.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpFilter(CLI::App& verb);
 
 namespace {
 

@@ -5,14 +5,13 @@
 #include <iostream>
 #include <memory>
 
-#include "cli/command.h"
+#include "cli/files/inputs.h"
 #include "cli/library.h"
 #include "cli/messages.h"
 #include "cli/metadata.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpHistory(CLI::App& verb);
 
 namespace {
 
@@ -20,7 +19,7 @@ constexpr std::string_view stepPrefix = "Step";
 
 struct Options {
     std::string file;
-    bool script = false;
+    bool script = false, asJson = false;
 };
 
 /// The filter commands among the steps, as `lumo filter --script` reads them.
@@ -30,16 +29,29 @@ void printScript(const std::map<unsigned long, std::string>& steps) {
         if (step.starts_with(prefix)) std::cout << step.substr(prefix.size()) << '\n';
 }
 
-Status run(const Options& options) {
-    const ImageHandle image = readImage(options.file);
-    const std::map<unsigned long, std::string> steps = readHistory(image.get());
-    if (options.script) {
-        printScript(steps);
-        return done;
+void writeJson(JsonWriter& json, const std::map<unsigned long, std::string>& steps) {
+    json.key("steps");
+    json.beginArray();
+    for (const auto& [number, step] : steps) {
+        json.beginObject();
+        json.entry("number", static_cast<std::int64_t>(number));
+        json.entry("step", step);
+        json.end();
     }
-    for (const auto& [number, step] : steps)
-        std::cout << stepPrefix << number << ": " << printable(step) << '\n';
-    return done;
+    json.end();
+}
+
+Status run(const Options& options) {
+    Records records(options.asJson);
+    return forEachFile({options.file}, records, [&](const std::string& file) {
+        const ImageHandle image = readImage(file);
+        const std::map<unsigned long, std::string> steps = readHistory(image.get());
+        if (options.script) return printScript(steps);
+        if (options.asJson)
+            return records.add(file, [&](JsonWriter& json) { writeJson(json, steps); });
+        for (const auto& [number, step] : steps)
+            std::cout << stepPrefix << number << ": " << printable(step) << '\n';
+    });
 }
 
 }  // namespace
@@ -59,8 +71,11 @@ std::map<unsigned long, std::string> readHistory(lmImage* image) {
 
 Work setUpHistory(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
-    verb.add_option("FILE", options->file, "Image file")->required();
-    verb.add_flag("--script", options->script, "Only the filter commands, as a script for filter");
+    verb.add_option("FILE", options->file, "Image file; -: standard input")->required();
+    CLI::Option* script = verb.add_flag("--script", options->script,
+                                        "Only the filter commands, as a script for filter");
+    addJsonOption(verb, options->asJson);
+    verb.get_option("--json")->excludes(script);
     return [options] { return run(*options); };
 }
 

@@ -1,54 +1,47 @@
 // The verb `info`: geometry, pitch, pixel statistics and metadata, as a table or as JSON.
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "cli/files/inputs.h"
-#include "cli/json.h"
+#include "cli/files/pitch.h"
 #include "cli/library.h"
 #include "cli/metadata.h"
 #include "cli/raster.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpInfo(CLI::App& verb);
 
 namespace {
 
 constexpr double nanometresPerMillimetre = 1e6;
 
-/// All that is told of one image.
+/// All that is said of one image.
 struct Facts {
     std::string file;
-    const char* format;
-    std::uint32_t width, height, pitchX, pitchY;
+    std::string format;
+    std::uint32_t width, height;
+    Pitch pitch;
+    bool pitchAssumed;
     std::uint16_t avgPix, maxPix, equivLow, equivHigh;
     RasterSummary raster;
     std::vector<MetaEntry> metadata;
     std::string extendedHeader;
 };
 
-const char* formatOf(const std::string& file) {
-    if (isPng(file)) return "PNG";
-    char start[4] = {};
-    std::ifstream(file, std::ios::binary).read(start, sizeof start);
-    const bool codes = std::string_view(start, sizeof start) == std::string_view("\xFF\xFF\0\0", 4);
-    return codes ? "XYZ, 8-bit" : "XYZ, 16-bit";
-}
-
 Facts gather(const std::string& file) {
-    const ImageHandle image = readImage(file);
+    const auto [image, format] = readFile(file);
     Facts facts{};
     facts.file = file;
-    facts.format = formatOf(file);
-    check(LumoGetGeometry(image.get(), &facts.width, &facts.height, &facts.pitchX, &facts.pitchY),
+    facts.format = format;
+    check(LumoGetGeometry(image.get(), &facts.width, &facts.height, &facts.pitch.x, &facts.pitch.y),
           file);
     check(LumoGetDoseEquiv(image.get(), &facts.avgPix, &facts.maxPix, &facts.equivLow,
                            &facts.equivHigh),
           file);
+    facts.pitchAssumed = isPitchAssumed(image.get());
     facts.raster = summarize(*image);
     facts.metadata = readMetadata(image.get());
     facts.extendedHeader = extendedHeader(image.get());
@@ -97,16 +90,24 @@ void printExtendedHeader(const std::string& body) {
     if (begin < body.size()) std::cout << "    ...\n";
 }
 
+std::string pitchLine(const Facts& facts) {
+    std::string line = pitchText(facts.pitch, facts.pitchAssumed);
+    if (facts.pitchAssumed) return line;
+    char text[64];
+    std::snprintf(text, sizeof text, " (%.6g x %.6g mm)", facts.pitch.x / nanometresPerMillimetre,
+                  facts.pitch.y / nanometresPerMillimetre);
+    return line + text;
+}
+
 void printTable(const Facts& facts) {
     char line[512];
     std::snprintf(line, sizeof line,
                   "  format   %s\n"
                   "  size     %u x %u pixels\n"
-                  "  pitch    %u x %u nm (%.6g x %.6g mm)\n"
+                  "  pitch    %s\n"
                   "  pixels   minimum %u, maximum %u, mean %.3f, CRC-32 %s\n"
                   "  recorded maximum %u, average %u; dose equivalent %u to %u\n",
-                  facts.format, facts.width, facts.height, facts.pitchX, facts.pitchY,
-                  facts.pitchX / nanometresPerMillimetre, facts.pitchY / nanometresPerMillimetre,
+                  facts.format.c_str(), facts.width, facts.height, pitchLine(facts).c_str(),
                   facts.raster.minimum, facts.raster.maximum, facts.raster.mean,
                   crcText(facts).c_str(), facts.maxPix, facts.avgPix, facts.equivLow,
                   facts.equivHigh);
@@ -131,14 +132,22 @@ void writeMetadata(JsonWriter& json, const std::vector<MetaEntry>& metadata) {
     json.end();
 }
 
-void writeJson(JsonWriter& json, const Facts& facts) {
+void writeExtendedHeader(JsonWriter& json, const std::string& body) {
+    json.key("extendedHeader");
+    if (body.empty()) return json.null();
     json.beginObject();
-    json.entry("file", facts.file);
+    json.entry("size", static_cast<std::int64_t>(body.size()));
+    json.entry("text", body);
+    json.end();
+}
+
+void writeJson(JsonWriter& json, const Facts& facts) {
     json.entry("format", facts.format);
     json.entry("width", facts.width);
     json.entry("height", facts.height);
-    json.entry("pixelsizeX", facts.pitchX);  // nanometres
-    json.entry("pixelsizeY", facts.pitchY);
+    json.entry("pixelsizeX", facts.pitch.x);  // nanometres
+    json.entry("pixelsizeY", facts.pitch.y);
+    json.entry("pitch", pitchText(facts.pitch, facts.pitchAssumed));
     json.entry("maxPix", facts.maxPix);
     json.entry("avgPix", facts.avgPix);
     json.entry("equivLow", facts.equivLow);
@@ -151,14 +160,7 @@ void writeJson(JsonWriter& json, const Facts& facts) {
     json.entry("crc32", crcText(facts));
     json.end();
     writeMetadata(json, facts.metadata);
-    if (!facts.extendedHeader.empty()) {
-        json.key("extendedHeader");
-        json.beginObject();
-        json.entry("size", static_cast<std::int64_t>(facts.extendedHeader.size()));
-        json.entry("text", facts.extendedHeader);
-        json.end();
-    }
-    json.end();
+    writeExtendedHeader(json, facts.extendedHeader);
 }
 
 struct Options {
@@ -167,17 +169,14 @@ struct Options {
 };
 
 Status run(const Options& options) {
-    JsonWriter json(std::cout);
-    if (options.asJson) json.beginArray();
-    const Status status = forEach(options.files, [&](const std::string& file) {
+    Records records(options.asJson);
+    return forEachFile(options.files, records, [&](const std::string& file) {
         const Facts facts = gather(file);
         if (options.asJson)
-            writeJson(json, facts);
+            records.add(file, [&](JsonWriter& json) { writeJson(json, facts); });
         else
             printTable(facts);
     });
-    if (options.asJson) json.end();
-    return status;
 }
 
 }  // namespace
@@ -185,7 +184,7 @@ Status run(const Options& options) {
 Work setUpInfo(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     addInputOption(verb, options->files);
-    verb.add_flag("--json", options->asJson, "An array with one object a file");
+    addJsonOption(verb, options->asJson);
     return [options] { return run(*options); };
 }
 

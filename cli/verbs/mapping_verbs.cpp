@@ -4,10 +4,9 @@
 
 #include "cli/arguments.h"
 #include "cli/change.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpWindow(CLI::App&verb), setUpEqualize(CLI::App&verb);
 
 namespace {
 

@@ -2,16 +2,14 @@
 #include <charconv>
 #include <memory>
 
-#include "cli/command.h"
 #include "cli/files/image_output.h"
 #include "cli/files/output.h"
 #include "cli/library.h"
 #include "cli/phantom/model.h"
 #include "cli/raster.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpPhantom(CLI::App& verb);
 
 namespace {
 

@@ -2,14 +2,12 @@
 #include <memory>
 
 #include "cli/arguments.h"
-#include "cli/command.h"
 #include "cli/files/image_output.h"
 #include "cli/files/inputs.h"
 #include "cli/pictures/picture.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpPreview(CLI::App& verb);
 
 namespace {
 

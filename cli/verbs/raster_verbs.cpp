@@ -3,11 +3,9 @@
 
 #include "cli/arguments.h"
 #include "cli/change.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpInvert(CLI::App&verb), setUpCrop(CLI::App&verb), setUpBin(CLI::App&verb),
-    setUpDeflash(CLI::App&verb);
 
 Work setUpInvert(CLI::App& verb) {
     const auto options = std::make_shared<ChangeOptions>();

@@ -7,10 +7,9 @@
 
 #include "cli/arguments.h"
 #include "cli/change.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpRotate(CLI::App&), setUpMirror(CLI::App&), setUpShear(CLI::App&);
 
 namespace {
 

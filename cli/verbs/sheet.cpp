@@ -6,13 +6,13 @@
 #include "cli/arguments.h"
 #include "cli/change.h"
 #include "cli/files/output.h"
+#include "cli/files/reading.h"
 #include "cli/history.h"
 #include "cli/pictures/canvas.h"
 #include "cli/pictures/picture.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpSheet(CLI::App& verb);
 
 namespace {
 

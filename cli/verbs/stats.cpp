@@ -1,17 +1,16 @@
-// The verbs `stats` and `dose`: figures of images and regions.
+// The verb `stats`: figures of images and regions.
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <vector>
 
 #include "cli/arguments.h"
+#include "cli/csv.h"
 #include "cli/files/inputs.h"
-#include "cli/json.h"
 #include "cli/library.h"
+#include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
-
-Work setUpStats(CLI::App&verb), setUpDose(CLI::App&verb);
 
 namespace {
 
@@ -37,25 +36,20 @@ struct Row {
 /// Writes a head and rows in one of three forms. Between limits there is no deviation.
 class Report {
 public:
-    explicit Report(const Options& options)
-        : csv_(options.csv), json_(options.json), hasSigma_(options.limits.empty()) {
-        if (json_)
-            writer_.beginArray();
-        else
-            std::cout << (csv_ ? "file,region,min,max,mean,sigma\n"
-                               : "   min    max        mean       sigma  region                "
-                                 "file\n");
+    Report(const Options& options, Records& records)
+        : csv_(options.csv), hasSigma_(options.limits.empty()), records_(records) {
+        if (csv_)
+            std::cout << "file,region,min,max,mean,sigma\n";
+        else if (!records.asJson())
+            std::cout << "   min    max        mean       sigma  region                file\n";
     }
     void add(const Row& row) {
-        if (json_)
+        if (records_.asJson())
             addObject(row);
         else if (csv_)
             addCsv(row);
         else
             addLine(row);
-    }
-    void end() {
-        if (json_) writer_.end();
     }
 
 private:
@@ -64,32 +58,34 @@ private:
         if (hasSigma_) std::snprintf(text, sizeof text, "%.*f", decimals, row.value.sigma);
         return text;
     }
-    void addCsv(const Row& row) {
+    void addCsv(const Row& row) const {
         char figures[128];
         std::snprintf(figures, sizeof figures, ",%u,%u,%.6f,", row.value.min, row.value.max,
                       row.value.mean);
         std::cout << csvField(row.file) << ',' << csvField(row.region) << figures << sigmaOf(row, 6)
                   << '\n';
     }
-    void addLine(const Row& row) {
+    void addLine(const Row& row) const {
         char figures[128];
         std::snprintf(figures, sizeof figures, "%6u %6u %11.3f %11s  %-20s  ", row.value.min,
                       row.value.max, row.value.mean, sigmaOf(row, 3).c_str(), row.region.c_str());
         std::cout << figures << printable(row.file) << '\n';
     }
     void addObject(const Row& row) {
-        writer_.beginObject();
-        writer_.entry("file", row.file);
-        writer_.entry("region", row.region);
-        writer_.entry("min", row.value.min);
-        writer_.entry("max", row.value.max);
-        writer_.entry("mean", row.value.mean, 6);
-        if (hasSigma_) writer_.entry("sigma", row.value.sigma, 6);
-        writer_.end();
+        records_.add(row.file, [&](JsonWriter& json) {
+            json.entry("region", row.region);
+            json.entry("min", row.value.min);
+            json.entry("max", row.value.max);
+            json.entry("mean", row.value.mean, 6);
+            if (hasSigma_)
+                json.entry("sigma", row.value.sigma, 6);
+            else
+                json.emptyEntry("sigma");
+        });
     }
 
-    bool csv_, json_, hasSigma_;
-    JsonWriter writer_{std::cout};
+    bool csv_, hasSigma_;
+    Records& records_;
 };
 
 std::vector<Region> regionsOf(const Options& options) {
@@ -120,17 +116,19 @@ Status stats(const Options& options) {
     const std::vector<Region> regions = regionsOf(options);
     const bool limited = !options.limits.empty();
     const Limits limits = limited ? parseLimits(options.limits) : Limits{};
-    Report report(options);
+    Records records(options.json);
+    Report report(options, records);
     Status status = done;
-    const Status readStatus = forEach(options.files, [&](const std::string& file) {
+    const Status readStatus = forEachFile(options.files, records, [&](const std::string& file) {
         const ImageHandle image = readImage(file);
-        const Status measured = forEach(regions, [&](const Region& region) {
-            const ImageValue value = measure(*image, region, limited ? &limits : nullptr, file);
-            report.add({file, region.text, value});
-        });
-        if (measured != done) status = measured;
+        for (const Region& region : regions) {
+            const Status measured = guardedFor(file, records, [&] {
+                const ImageValue value = measure(*image, region, limited ? &limits : nullptr, file);
+                report.add({file, region.text, value});
+            });
+            if (measured != done) status = measured;
+        }
     });
-    report.end();
     return readStatus == done ? status : readStatus;
 }
 
@@ -145,22 +143,9 @@ Work setUpStats(CLI::App& verb) {
                     "Limits that cut off shares of the darkest and brightest pixels, in parts per "
                     "million (LOW,HIGH), and the mean between them");
     CLI::Option* csv = verb.add_flag("--csv", options->csv, "Comma-separated, one row a line");
-    verb.add_flag("--json", options->json, "An array with one object a row")->excludes(csv);
+    addJsonOption(verb, options->json);
+    verb.get_option("--json")->excludes(csv);
     return [options] { return stats(*options); };
-}
-
-Work setUpDose(CLI::App& verb) {
-    const auto files = std::make_shared<std::vector<std::string>>();
-    addInputOption(verb, *files);
-    return [files] {
-        return forEach(*files, [](const std::string& file) {
-            const ImageHandle image = readImage(file);
-            const Image raster = rasterOf(*image);
-            std::int32_t indicator = 0;
-            check(GetOrvelDoseIndicator(&raster, &indicator), file);
-            std::cout << indicator << "  " << printable(file) << '\n';
-        });
-    };
 }
 
 }  // namespace lumo::cli
