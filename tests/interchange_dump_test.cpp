@@ -146,7 +146,7 @@ protected:
         ImportOptions options = more;
         options.from = "dump";
         options.dump = std::move(settings);
-        return importPicture(recognise(file, options), file, options);
+        return importPicture(FileKind::dump, openRegular(file), file, options);
     }
     std::string message(const DumpSettings& settings, const ImportOptions& more = {}) {
         return failure([&] { (void)read(settings, more); });
@@ -178,7 +178,6 @@ TEST_F(DumpFile, BringsFramesRowsAndWhatWasSaidIntoTheImage) {
     options.frame = 4;
     EXPECT_EQ(message(settings, options), file + ": 3 frames; there is no frame 4");
     options.frame = 3;
-    options.pitch = "139000,140000";
     const Imported imported = read(settings, options);
     Pixels expected;
     for (int y = 0; y < 500; ++y)
@@ -243,12 +242,11 @@ TEST_F(DumpFile, ComesBackThroughItsSidecar) {
 }
 
 TEST(Import, RecognisesFilesByTheirFirstBytes) {
-    const TempFolder folder;
-    const auto kind = [&](const char* name, Bytes bytes) {
-        lumo::test::writeFile(folder / name, bytes);
-        const Recognised found = recognise(folder / name, {});
-        EXPECT_EQ(found.file.open(), found.kind != FileKind::own);
-        return found.kind;
+    const auto kind = [](const char* name, const Bytes& bytes) {
+        const void* const start = bytes.data();
+        return recognise(
+            {static_cast<const char*>(start), std::min<std::size_t>(bytes.size(), 132)},
+            bytes.size(), name, {});
     };
     Bytes dicom(140, 0);
     const Bytes mark = {'D', 'I', 'C', 'M'};
@@ -268,8 +266,6 @@ TEST(Import, RecognisesFilesByTheirFirstBytes) {
     EXPECT_EQ(kind("j", xyz), FileKind::own);
     xyz.push_back(0);
     EXPECT_EQ(kind("k", xyz), FileKind::tiff);
-    EXPECT_EQ(recognise(folder / "missing.tif", {}).kind, FileKind::own);
-    EXPECT_EQ(recognise(folder / "", {}).kind, FileKind::own);
 }
 
 TEST(Import, RefusesOptionsThatSayNothingToAFile) {
@@ -281,7 +277,7 @@ TEST(Import, RefusesOptionsThatSayNothingToAFile) {
         change(options);
         return failure([&] {
             checkImportOptions(options);
-            (void)importPicture(recognise(file, options), file, options);
+            refuseUseless(options, options.from == "tiff" ? FileKind::tiff : FileKind::own, file);
         });
     };
     EXPECT_EQ(message([](ImportOptions& o) { o.frame = 2; }),
@@ -293,8 +289,6 @@ TEST(Import, RefusesOptionsThatSayNothingToAFile) {
                   o.keep = "all";
               }),
               file + ": --keep is for DICOM files");
-    EXPECT_EQ(message([](ImportOptions& o) { o.pitch = "1,"; }),
-              "--pitch 1,: not one or two numbers of nanometres, 1 to 1000000000");
     EXPECT_EQ(message([](ImportOptions& o) { o.dump["width"] = "7"; }),
               "--width describes a dump: --from dump is missing");
     EXPECT_EQ(message([](ImportOptions& o) { o.sidecar = "a.ini"; }),

@@ -141,7 +141,7 @@ ImageHandle readDumpFrame(const DumpLayout& layout, const Descriptor& input, std
 
 Sidecar readSidecar(const std::string& file) {
     const Descriptor input = openRegular(file);
-    if (!input.open())
+    if (!input.valid())
         throw CommandError(file + ": cannot be opened (" + std::generic_category().message(errno) +
                            ')');
     if (sizeOf(input) > largestSidecar) throw CommandError(file + ": too long for a sidecar file");

@@ -41,7 +41,7 @@ struct DumpLayout {
                                      Status status);
 
 /// "NM" or "NM,NM", along a row and between rows, each 1 to 1000000000. False for anything else.
-[[nodiscard]] bool parsePitch(const std::string& text, std::uint32_t& x, std::uint32_t& y);
+[[nodiscard]] bool parseNanometres(const std::string& text, std::uint32_t& x, std::uint32_t& y);
 
 /// How many frames the file holds; throws a CommandError if its size is not that of whole frames.
 [[nodiscard]] std::uint64_t framesIn(const DumpLayout& layout, std::uint64_t fileSize,

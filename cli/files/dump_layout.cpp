@@ -87,7 +87,7 @@ std::uint64_t wholeFrames(const DumpLayout& layout, std::uint64_t fileSize) {
 
 }  // namespace
 
-bool parsePitch(const std::string& text, std::uint32_t& x, std::uint32_t& y) {
+bool parseNanometres(const std::string& text, std::uint32_t& x, std::uint32_t& y) {
     const std::size_t comma = text.find(',');
     const std::string_view all = text;
     if (!parseWhole(all.substr(0, comma), x)) return false;
@@ -109,7 +109,7 @@ DumpLayout parseLayout(const DumpSettings& settings, const std::string& origin, 
     layout.offset = from.number("offset", 0, 0, largestOffset);
     layout.stride = from.number("stride", layout.rowBytes(), layout.rowBytes(), largestStride);
     const std::string pitch = from.text("pitch");
-    if (!pitch.empty() && !parsePitch(pitch, layout.pitchX, layout.pitchY))
+    if (!pitch.empty() && !parseNanometres(pitch, layout.pitchX, layout.pitchY))
         from.fail("pitch", "not one or two numbers of nanometres, 1 to 1000000000");
     return layout;
 }

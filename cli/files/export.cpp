@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <string_view>
 #include <system_error>
 
 #include "cli/files/dump.h"
@@ -50,7 +51,7 @@ bool identifies(const Description& description) {
 
 Descriptor create(const std::string& path, const std::string& file, bool identifying) {
     Descriptor output = createFile(path, identifying ? ownerAlone : everybody);
-    if (!output.open())
+    if (!output.valid())
         throw CommandError(libraryError(LumoErrorWrite, file).what() +
                            (" (" + std::generic_category().message(errno) + ')'));
     return output;
@@ -72,19 +73,23 @@ std::vector<std::string> exportByHelper(const HelperProgram& helper, lmImage* im
     check(image->data == nullptr ? LumoErrorImage : LumoOk, file);
     const Description description = describe(image);
     const bool identifying = identifies(description);
-    std::vector<std::string> list = options.more;
+    const bool dicom = helper.name == std::string_view(dicomHelper.name);
+    if (!dicom && (!options.dicom.empty() || !options.original.empty()))
+        throw CommandError(file + ": --sop, --intensity and --like are for DICOM files");
+    std::vector<std::string> list = options.dicom;
+    if (dicom) list.emplace_back(std::string("version=") + LUMO_VERSION);
     if (!options.compression.empty()) list.push_back("compression=" + options.compression);
     Descriptor original;
     if (!options.original.empty()) {
         original = openRegular(options.original);
-        if (!original.open())
+        if (!original.valid())
             throw CommandError(options.original + ": cannot be opened (" +
                                std::generic_category().message(errno) + ')');
         list.emplace_back("like=1");
     }
     const Descriptor output = create(path, file, identifying);
     std::vector<std::string> notes = writeByHelper(helper, file, *image, description, output, list,
-                                                   original.open() ? &original : nullptr, place);
+                                                   original.valid() ? &original : nullptr, place);
     addCommonNotes(image, identifying, notes);
     return notes;
 }

@@ -10,8 +10,8 @@ namespace lumo::cli {
 
 /// What a format's writer is asked for, beside the image.
 struct ExportOptions {
-    std::string compression;        ///< a name that the helper knows; empty: its default
-    std::vector<std::string> more;  ///< further options of the helper, each NAME=VALUE
+    std::string compression;         ///< a name that the helper knows; empty: its default
+    std::vector<std::string> dicom;  ///< further options for DICOM, each NAME=VALUE
     std::string original;  ///< a file of the same format that lends what the image does not know
 };
 

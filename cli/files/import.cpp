@@ -1,8 +1,6 @@
 // Pictures from anywhere: which kind of file it is, and who reads it.
 #include "cli/files/import.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -10,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "cli/files/formats.h"
+#include "cli/files/names.h"
 #include "cli/metadata.h"
 
 namespace lumo::cli {
@@ -22,32 +22,12 @@ using interchange::pitchAssumed;
 using interchange::shiftedMark;
 using interchange::turnedMark;
 
-constexpr std::size_t headSize = 132;
-constexpr std::string_view tiffMarks[] = {{"II*\0", 4}, {"MM\0*", 4}, {"II+\0", 4}, {"MM\0+", 4}};
-constexpr std::string_view dicomMark = "DICM";
-constexpr std::size_t dicomMarkAt = 128;
-constexpr const char* dicomExtensions[] = {".dcm", ".dicom", ".ima"};
+constexpr const char* dicomExtensions[] = {"dcm", "dicom", "ima"};
 
-/// Whether the first four bytes, as an XYZ file's sides, agree with its size.
-bool fitsXyz(std::string_view head, std::uint64_t fileSize) {
-    const auto word = [&](std::size_t at) {
-        return std::uint64_t{static_cast<std::uint8_t>(head[at])} |
-               std::uint64_t{static_cast<std::uint8_t>(head[at + 1])} << 8;
-    };
-    return head.size() >= 4 && fileSize == 4 + 2 * word(0) * word(2);
-}
-
-FileKind kindOf(std::string_view head, std::uint64_t fileSize, const std::string& file) {
-    if (fitsXyz(head, fileSize)) return FileKind::own;
-    if (std::ranges::any_of(tiffMarks, [&](auto mark) { return head.starts_with(mark); }))
-        return FileKind::tiff;
-    if (head.size() == headSize && head.substr(dicomMarkAt) == dicomMark) return FileKind::dicom;
-    if (head.starts_with("\x89PNG")) return FileKind::own;
-    const std::size_t dot = std::min(file.rfind('.'), file.size());
-    const bool named = std::ranges::any_of(dicomExtensions, [&](const char* extension) {
-        return strcasecmp(file.c_str() + dot, extension) == 0;
-    });
-    return named ? FileKind::dicom : FileKind::own;
+/// Whether the first bytes, as an XYZ file's header, agree with its size exactly.
+bool fitsXyz(std::string_view start, std::uint64_t fileSize) {
+    const auto layout = xyzLayout(start);
+    return layout && layout->size == fileSize;
 }
 
 /// --from as a kind; `own` for auto.
@@ -71,31 +51,20 @@ std::uint16_t wholeNumber(lmImage* image, const char* key) {
     return number;
 }
 
-/// The user's pitch, or a note if there is none at all.
-void settlePitch(Incoming& incoming, const ImportOptions& options) {
-    lmImage& image = *incoming.image;
-    Description& description = incoming.description;
-    const auto source = std::ranges::find_if(description.entries, [](const Entry& entry) {
-        return entry.section == "Import" && entry.key == "PitchFrom";
+/// A note if there is no pitch at all; none if the user gives it.
+void settlePitch(Description& description, const ImportOptions& options) {
+    constexpr std::string_view remedy = "(--pitch sets it)";
+    const bool noted = std::ranges::any_of(
+        description.notes, [&](const std::string& note) { return note.ends_with(remedy); });
+    const bool assumed = std::ranges::any_of(description.entries, [](const Entry& entry) {
+        return entry.section == "Import" && entry.key == "PitchFrom" && entry.value == pitchAssumed;
     });
-    const bool told = source != description.entries.end();
-    if (!options.pitch.empty()) {
-        (void)parsePitch(options.pitch, image.pixelsizeX, image.pixelsizeY);
-        if (told) source->value = "--pitch";
-    } else if (told && source->value == pitchAssumed) {
-        description.note("tells no pixel spacing; " + std::to_string(image.pixelsizeX) +
-                         " nm assumed (--pitch sets it)");
-    }
-}
-
-/// The metadata of a picture into its image. Those entries prevail that the file itself brings.
-void takeEntries(lmImage* image, const Description& description, const std::string& file) {
-    set(image, "Image_X", "bits", std::to_string(description.bits), file);
-    set(image, "Image_X", "MaxPixValue", std::to_string((1U << description.bits) - 1), file);
-    for (const Entry& entry : description.entries)
-        set(image, entry.section, entry.key, entry.value, file);
-    image->maxPix = wholeNumber(image, "MaxPix");
-    image->avgPix = wholeNumber(image, "AvgPix");
+    if (options.pitchGiven)
+        std::erase_if(description.notes,
+                      [&](const std::string& note) { return note.ends_with(remedy); });
+    else if (assumed && !noted)
+        description.note("tells no pixel spacing; " + std::to_string(description.pitchX) +
+                         " nm assumed " + std::string(remedy));
 }
 
 bool has(const Description& description, std::string_view section, std::string_view key) {
@@ -104,48 +73,24 @@ bool has(const Description& description, std::string_view section, std::string_v
     });
 }
 
+/// The metadata of a picture into its image. What the file itself records of its bits prevails.
+void takeEntries(lmImage* image, const Description& description, const std::string& file) {
+    if (!has(description, "Image_X", "bits")) {
+        set(image, "Image_X", "bits", std::to_string(description.bits), file);
+        set(image, "Image_X", "MaxPixValue", std::to_string((1U << description.bits) - 1), file);
+    }
+    for (const Entry& entry : description.entries)
+        set(image, entry.section, entry.key, entry.value, file);
+    image->maxPix = wholeNumber(image, "MaxPix");
+    image->avgPix = wholeNumber(image, "AvgPix");
+}
+
 Imported finish(Incoming incoming, const std::string& step, const char* format,
                 const ImportOptions& options, const std::string& file) {
-    settlePitch(incoming, options);
+    settlePitch(incoming.description, options);
     takeEntries(incoming.image.get(), incoming.description, file);
     if (!step.empty()) check(LumoAddPerformedStep(incoming.image.get(), step.c_str()), file);
     return {std::move(incoming.image), format, std::move(incoming.description.notes)};
-}
-
-/// The user's pitch in place of that of a file of ours, and in the entries that record it.
-void renewPitch(lmImage* image, const std::string& pitch, const std::string& file) {
-    (void)parsePitch(pitch, image->pixelsizeX, image->pixelsizeY);
-    const std::pair<const char*, std::uint32_t> entries[] = {
-        {"PixelsizeX", image->pixelsizeX},
-        {"PixelsizeY", image->pixelsizeY},
-        {"Res_X", image->pixelsizeX},
-        {"Res_Y", image->pixelsizeY},
-        {"Pixelsize", 0}};  // computed from the pitch when the image is written as XYZ
-    for (const auto& [key, value] : entries)
-        if (!metaValue(image, "Image_X", key).empty())
-            set(image, "Image_X", key, std::to_string(value), file);
-}
-
-/// Options that say nothing to a file of this kind are not passed over in silence.
-void refuseUseless(const ImportOptions& options, FileKind kind, const std::string& file) {
-    const struct {
-        const char* name;
-        bool given;
-        std::initializer_list<FileKind> kinds;
-        const char* kindNames;
-    } table[] = {{"--frame",
-                  options.frame > 1,
-                  {FileKind::tiff, FileKind::dicom, FileKind::dump},
-                  "TIFF and DICOM files and dumps"},
-                 {"--monochrome2",
-                  options.monochrome2,
-                  {FileKind::tiff, FileKind::dicom},
-                  "TIFF and DICOM files"},
-                 {"--pitch-from", !options.pitchFrom.empty(), {FileKind::dicom}, "DICOM files"},
-                 {"--keep", !options.keep.empty(), {FileKind::dicom}, "DICOM files"}};
-    for (const auto& [name, given, kinds, kindNames] : table)
-        if (given && std::ranges::find(kinds, kind) == kinds.end())
-            throw CommandError(file + ": " + name + " is for " + kindNames);
 }
 
 std::vector<std::string> helperOptions(const ImportOptions& options) {
@@ -244,52 +189,49 @@ Imported importDump(const Descriptor& input, const std::string& file,
 
 }  // namespace
 
-Recognised recognise(const std::string& file, const ImportOptions& options) {
-    Recognised found;
-    found.kind = chosenKind(options.from);
-    found.file = openRegular(file);
-    if (!found.file.open()) {
-        if (found.kind == FileKind::own) return found;
-        const int error = errno;
-        const std::string reason =
-            error == EINVAL ? "no regular file" : std::generic_category().message(error);
-        throw CommandError(libraryError(LumoErrorOpen, file).what() + (" (" + reason + ')'));
-    }
-    if (found.kind != FileKind::own) return found;
-    char head[headSize];
-    try {
-        const std::size_t size = readAt(found.file, head, headSize, 0);
-        found.kind = kindOf({head, size}, sizeOf(found.file), file);
-    } catch (const std::system_error&) {
-        // The library will say so.
-    }
-    if (found.kind == FileKind::own) found.file.close();
-    return found;
+FileKind recognise(std::string_view start, std::uint64_t fileSize, const std::string& file,
+                   const ImportOptions& options) {
+    const FileKind chosen = chosenKind(options.from);
+    if (chosen != FileKind::own || fitsXyz(start, fileSize)) return chosen;
+    const char* const name = foreignFormat(start);
+    if (name != nullptr && name == std::string_view("TIFF")) return FileKind::tiff;
+    if (name != nullptr && name == std::string_view("DICOM")) return FileKind::dicom;
+    if (name != nullptr || formatOf(start) == FormatPng) return FileKind::own;
+    const bool named = std::ranges::any_of(
+        dicomExtensions, [&](const char* extension) { return hasExtension(file, extension); });
+    return named ? FileKind::dicom : FileKind::own;
 }
 
-Imported importPicture(Recognised found, const std::string& file, const ImportOptions& options,
-                       const HelperPlace& place) {
-    refuseUseless(options, found.kind, file);
-    switch (found.kind) {
-        case FileKind::tiff:
-            return importByHelper(tiffHelper, found.file, file, options, place);
-        case FileKind::dicom:
-            return importByHelper(dicomHelper, found.file, file, options, place);
-        case FileKind::dump:
-            return importDump(found.file, file, options);
-        case FileKind::own:
-            break;
-    }
-    Imported own = {readImage(file), "", {}};
-    if (!options.pitch.empty()) renewPitch(own.image.get(), options.pitch, file);
-    return own;
+Imported importPicture(FileKind kind, const Descriptor& input, const std::string& file,
+                       const ImportOptions& options, const HelperPlace& place) {
+    refuseUseless(options, kind, file);
+    if (kind == FileKind::dump) return importDump(input, file, options);
+    return importByHelper(kind == FileKind::tiff ? tiffHelper : dicomHelper, input, file, options,
+                          place);
+}
+
+void refuseUseless(const ImportOptions& options, FileKind kind, const std::string& file) {
+    const struct {
+        const char* name;
+        bool given;
+        std::initializer_list<FileKind> kinds;
+        const char* kindNames;
+    } table[] = {{"--frame",
+                  options.frame > 1,
+                  {FileKind::tiff, FileKind::dicom, FileKind::dump},
+                  "TIFF and DICOM files and dumps"},
+                 {"--monochrome2",
+                  options.monochrome2,
+                  {FileKind::tiff, FileKind::dicom},
+                  "TIFF and DICOM files"},
+                 {"--pitch-from", !options.pitchFrom.empty(), {FileKind::dicom}, "DICOM files"},
+                 {"--keep", !options.keep.empty(), {FileKind::dicom}, "DICOM files"}};
+    for (const auto& [name, given, kinds, kindNames] : table)
+        if (given && std::ranges::find(kinds, kind) == kinds.end())
+            throw CommandError(file + ": " + name + " is for " + kindNames);
 }
 
 void checkImportOptions(const ImportOptions& options) {
-    std::uint32_t x = 0, y = 0;
-    if (!options.pitch.empty() && !parsePitch(options.pitch, x, y))
-        throw usageError("--pitch " + options.pitch +
-                         ": not one or two numbers of nanometres, 1 to 1000000000");
     if (options.from == "dump") return;
     if (!options.sidecar.empty())
         throw usageError("--sidecar describes a dump: --from dump is missing");

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/files/dump.h"
@@ -17,23 +18,20 @@ struct ImportOptions {
     std::uint32_t frame = 0;    ///< counted from 1; 0: not chosen
     bool firstFrame = false;    ///< of several the first, if none was chosen
     bool monochrome2 = false;   ///< turn what is meant the other way round
-    std::string pitch;          ///< "NM[,NM]" whatever the file tells; empty: as it tells
+    bool pitchGiven = false;    ///< by the user, who need not be told that it is assumed
     std::string pitchFrom;      ///< empty: the detector's; "object"
     std::string keep;           ///< lists of identifying elements, separated by commas
-    DumpSettings dump;          ///< for dumps alone; the pitch is above
+    DumpSettings dump;          ///< for dumps alone
     std::string sidecar;        ///< a file that describes the dump
 };
 
 /// Who reads a file.
 enum class FileKind { own, tiff, dicom, dump };
-struct Recognised {
-    FileKind kind = FileKind::own;
-    Descriptor file;  ///< not open for our own formats
-};
 
 /// By --from, else by the first bytes; by the name alone only for DICOM files without preamble.
-/// What cannot be opened, or is no regular file, is left to the library and its messages.
-[[nodiscard]] Recognised recognise(const std::string& file, const ImportOptions& options);
+/// @param start  the file's first bytes, recognisedBytes of them if there are as many
+[[nodiscard]] FileKind recognise(std::string_view start, std::uint64_t fileSize,
+                                 const std::string& file, const ImportOptions& options);
 
 /// What came in, with a word on it for `info`.
 struct Imported {
@@ -42,9 +40,14 @@ struct Imported {
     std::vector<std::string> notes;
 };
 
-/// Reads a file of another format; throws CommandError, with a message that begins with its name.
-[[nodiscard]] Imported importPicture(Recognised found, const std::string& file,
-                                     const ImportOptions& options, const HelperPlace& place = {});
+/// Reads a file that is not of our own formats; throws CommandError, with a message that begins
+/// with its name.
+[[nodiscard]] Imported importPicture(FileKind kind, const Descriptor& input,
+                                     const std::string& file, const ImportOptions& options,
+                                     const HelperPlace& place = {});
+
+/// Throws a CommandError for options that say nothing to a file of this kind.
+void refuseUseless(const ImportOptions& options, FileKind kind, const std::string& file);
 
 /// Throws a usage error for options that say nothing, or contradict each other.
 void checkImportOptions(const ImportOptions& options);

@@ -24,8 +24,6 @@ void addImportOptions(CLI::App& verb, ImportOptions& options) {
         ->check(CLI::IsMember({"auto", "dicom", "tiff", "dump"}));
     verb.add_option("--frame", options.frame, "Frame or page of several, from 1")
         ->check(CLI::PositiveNumber);
-    verb.add_option("--pitch", options.pitch,
-                    "Pixel pitch in nanometres, whatever the file tells: NM or X,Y");
     verb.add_option("--pitch-from", options.pitchFrom,
                     "DICOM: pitch at the detector (default) or at the object")
         ->check(CLI::IsMember({"detector", "object"}));

@@ -6,7 +6,7 @@
 
 namespace lumo::cli {
 
-/// Declares --from, --frame, --pitch, --pitch-from, --monochrome2, --keep, and those of dumps.
+/// Declares --from, --frame, --pitch-from, --monochrome2, --keep, and those of dumps.
 void addImportOptions(CLI::App& verb, ImportOptions& options);
 
 }  // namespace lumo::cli

@@ -61,7 +61,7 @@ public:
     /// First out of the way of the numbers to come, then to its own number.
     void give(int ours, int theirs) {
         moved_.emplace_back(fcntl(ours, F_DUPFD_CLOEXEC, firstFree));
-        if (!moved_.back().open()) fail(errno, "dup");
+        if (!moved_.back().valid()) fail(errno, "dup");
         check(posix_spawn_file_actions_adddup2(&actions_, moved_.back().number(), theirs));
     }
     void discard(int theirs) {
@@ -196,7 +196,7 @@ void Child::kill() {
 Ending Child::wait() {
     // It may have closed its output and work on.
     const Descriptor ended(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
-    if (!silent_ && ended.open()) ready(ended, POLLIN);
+    if (!silent_ && ended.valid()) ready(ended, POLLIN);
     if (silent_) kill();
     int status = 0;
     pid_t found = -1;

@@ -32,15 +32,10 @@ std::size_t repeat(std::size_t count, const char* what, Call call) {
 
 }  // namespace
 
-void Descriptor::close() {
-    if (number_ >= 0) ::close(number_);
-    number_ = -1;
-}
-
 Descriptor openRegular(const std::string& file) {
     Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     struct stat status {};
-    if (!descriptor.open() || fstat(descriptor.number(), &status) != 0) return Descriptor();
+    if (!descriptor.valid() || fstat(descriptor.number(), &status) != 0) return Descriptor();
     if (S_ISREG(status.st_mode)) return descriptor;
     errno = EINVAL;
     return Descriptor();

@@ -1,37 +1,18 @@
-// Files by their descriptors: opened only if they are what is expected, read from any place, handed
-// over to other programs.
+// Files by their descriptors: opened only if they are what is expected, read from any place.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
+
+#include "cli/system/input_file.h"
 
 namespace lumo::cli {
 
-/// A file descriptor that is closed with the object.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    ~Descriptor() { close(); }
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        if (this != &other) close();
-        number_ = std::exchange(other.number_, -1);
-        return *this;
-    }
-    [[nodiscard]] int number() const { return number_; }
-    [[nodiscard]] bool open() const { return number_ >= 0; }
-    void close();
-
-private:
-    int number_;
-};
-
-/// Opens a regular file for reading, without waiting for the other end of what is none; not open,
+/// Opens a regular file for reading, without waiting for the other end of what is none; not valid,
 /// and errno set, if there is no such file (EINVAL: it is another kind of file).
 [[nodiscard]] Descriptor openRegular(const std::string& file);
-/// Creates a file for writing and reading; not open, and errno set, after a failure.
+/// Creates a file for writing and reading; not valid, and errno set, after a failure.
 [[nodiscard]] Descriptor createFile(const std::string& file, unsigned mode = 0666);
 /// Size in bytes of an open file.
 [[nodiscard]] std::uint64_t sizeOf(const Descriptor& file);
