@@ -5,6 +5,7 @@
 
 #include "interchange/dicom/dictionary.h"
 #include "interchange/dicom/reader.h"
+#include "interchange/dicom/writer.h"
 #include "interchange/system.h"
 
 namespace lumo::interchange {
@@ -36,13 +37,53 @@ Picture readFile(int descriptor, const Request& request) {
     return readPicture(fileStream(descriptor), options);
 }
 
-std::vector<std::string> writeFile(const Picture&, int, const Request&) {
-    throw Refusal("not yet");
+WriteOptions writeOptions(const Request& request) {
+    WriteOptions options;
+    if (request.has("sop")) options.sop = &sopClassNamed(request.text("sop"));
+    options.intensity = intensityNamed(request.text("intensity"));
+    options.compression = compressionNamed(request.text("compression"));
+    options.version = request.text("version");
+    return options;
+}
+
+/// Writes, reads what was written, and compares.
+std::vector<std::string> write(const Picture& picture, const Request& request,
+                               const OpenStream& original, const ByteSink& sink,
+                               const OpenStream& written) {
+    WriteOptions options = writeOptions(request);
+    useSmallDictionary();
+    if (request.number("like") != 0) {
+        useWholeDictionary();  // the original holds what no table here knows
+        options.original = original;
+    }
+    Written result = writePicture(picture, options, sink);
+    requireSame(picture, result, written);
+    return std::move(result.notes);
+}
+
+std::vector<std::string> writeFile(const Picture& picture, int descriptor, const Request& request) {
+    const ByteSink sink = [=](const void* from, std::size_t count) {
+        writeAll(descriptor, from, count);
+    };
+    return write(picture, request, fileStream(likeDescriptor), sink, fileStream(descriptor));
 }
 
 }  // namespace
 
 const Helper dicomHelper = {"lumo-dicom", optionNames, readFile, writeFile};
+
+std::vector<std::uint8_t> writeDicom(const Picture& picture, const Request& request,
+                                     std::span<const std::uint8_t> original,
+                                     std::vector<std::string>& notes) {
+    std::vector<std::uint8_t> file;
+    const ByteSink sink = [&](const void* from, std::size_t count) {
+        const auto* const bytes = static_cast<const std::uint8_t*>(from);
+        file.insert(file.end(), bytes, bytes + count);
+    };
+    const OpenStream written = [&] { return memoryStream(file)(); };
+    notes = write(picture, request, memoryStream(original), sink, written);
+    return file;
+}
 
 Picture readDicom(std::span<const std::uint8_t> file, const Request& request) {
     useSmallDictionary();

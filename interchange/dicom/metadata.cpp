@@ -82,7 +82,7 @@ private:
         const DcmTag& tag = element.getTag();
         const bool isStructure = tag.getElement() == 0 || tag == DCM_SpecificCharacterSet ||
                                  tag.getGroup() == 0x7FE0 || tag == DCM_DataSetTrailingPadding;
-        if (isStructure || isOwn(tag)) return;
+        if (isStructure || isOwn(tag) || element.isEmpty()) return;
         if (const char* const drawing = drawingOf(tag)) return leaveOutDrawing(element, drawing);
         const Attribute* const attribute = attributeOf(tag);
         if (attribute == nullptr) return leaveOut(element.getVR() == EVR_PN);
