@@ -12,10 +12,16 @@ namespace lumo::interchange::dicom {
 
 namespace {
 
-/// How many of the steps had been done when the picture was read from a DICOM file.
-std::size_t importedSteps(const Description& picture) {
-    const auto steps = integer(entryOf(picture, importSection, "Steps"));
-    return steps && *steps > 0 ? static_cast<std::size_t>(*steps) : 0;
+/// How many of the steps had been done when the picture had been read. From other formats than
+/// DICOM that is not told, but there is a step if values were shifted or turned.
+std::size_t importedSteps(const Description& picture, const std::vector<std::string>& steps) {
+    const auto told = integer(entryOf(picture, importSection, "Steps"));
+    if (told)
+        return std::min(static_cast<std::size_t>(std::max<std::int64_t>(*told, 0)), steps.size());
+    const auto last = std::find_if(steps.rbegin(), steps.rend(), [](const std::string& step) {
+        return step == "convert" || step.starts_with("convert ");
+    });
+    return static_cast<std::size_t>(steps.rend() - last);
 }
 
 bool isTurned(const Description& picture) {
@@ -41,7 +47,7 @@ std::string entryOf(const Description& picture, std::string_view section, std::s
 Changes changesOf(const Description& picture) {
     Changes changes;
     changes.steps = stepsOf(picture.entries);
-    const std::size_t imported = std::min(importedSteps(picture), changes.steps.size());
+    const std::size_t imported = importedSteps(picture, changes.steps);
     changes.sinceImport = changes.steps.size() > imported;
     changes.sidesExplained = std::ranges::any_of(changes.steps, isGeometric);
     const bool movedSince =

@@ -14,14 +14,13 @@ namespace {
 
 using namespace dicom;
 
-constexpr const char* optionNames[] = {"frame",       "any-frame", "keep",      "pitch-from",
-                                       "monochrome2", "sop",       "intensity", "compression",
-                                       "like",        "version"};
+constexpr const char* optionNames[] = {"frame",       "keep", "pitch-from",
+                                       "monochrome2", "sop",  "intensity",
+                                       "compression", "like", "version"};
 
 ReadOptions readOptions(const Request& request) {
     ReadOptions options;
     options.frame = request.number("frame");
-    options.anyFrame = request.number("any-frame") != 0;
     options.keep = Keep(request.text("keep"));
     options.turn = request.number("monochrome2") != 0;
     const std::string pitch = request.text("pitch-from");

@@ -1,28 +1,25 @@
 // Reading and writing DICOM and DICONDE files, as the helper program lumo-dicom offers it.
 //
-//   lumo-dicom read [frame=N] [any-frame=1] [keep=LISTS] [pitch-from=object] [monochrome2=1]
+//   lumo-dicom read [frame=N] [keep=LISTS] [pitch-from=object] [monochrome2=1]
 //     frame        of several, which one, from 1; without it several are refused
-//     any-frame    frame 1 of several, to look at
-//     keep         of what identifies, the lists to take along into section DICOM_Identity, with
-//                  commas between them: device, dates, uids, people, or all
+//     keep         of what identifies, the lists to take along into section DICOM_Identity,
+//                  separated by commas: device, dates, uids, people, or all
 //     pitch-from   the object's calibrated spacing instead of the detector's
 //     monochrome2  turns values of which small ones are meant bright
 //
 //   lumo-dicom write [sop=CLASS] [intensity=RELATION] [compression=NAME] [like=1] [version=TEXT]
 //     sop          sc, cr, dx or dx-processing; else the source's, or secondary capture
 //     intensity    lin+, lin-, log+ or log-: how grey values go with the intensity of the beam,
-//     where
-//                  class dx needs it and section DICOM does not tell
+//                  where class dx needs it and section DICOM does not tell
 //     compression  none, rle, jpeg-lossless or jpeg-ls
 //     like         all but pixels, their description and what belongs to the original alone is
-//     taken
-//                  from the original file, descriptor 4
+//                  taken from the original file, descriptor 4
 //     version      of the program, for the file's history
 //
 // What a picture brings along: sections DICOM, DICONDE and DICOM_Identity, whose keys are the
-// standards' keywords; Import, how it was read (Format, TransferSyntax, Standard, Frame, Frames,
-// Offset, PitchFrom, WindowLow, WindowHigh, LeftOut, Steps); PerformedSteps; and from files that we
-// have written the sections of others.
+// standards' keywords; section Import, how it was read: Format, TransferSyntax, Standard, Frame,
+// Frames, Offset, PitchFrom, WindowLow, WindowHigh, LeftOut, Steps (of the history so far) and the
+// marks of helper_main.h; PerformedSteps; and from files that we have written other sections.
 #pragma once
 
 #include <cstdint>

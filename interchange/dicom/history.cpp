@@ -33,13 +33,6 @@ std::vector<std::string> stepsOf(const std::vector<Entry>& entries) {
     return texts;
 }
 
-void addStep(std::vector<Entry>& entries, const std::string& step) {
-    const Steps steps = numberedSteps(entries);
-    const std::int64_t last = steps.empty() ? -1 : steps.rbegin()->first;
-    if (last == INT64_MAX) return;
-    entries.push_back({historySection, std::string(stepPrefix) + std::to_string(last + 1), step});
-}
-
 bool isGeometric(std::string_view step) {
     // Commands of the program, and calls of the library.
     constexpr std::string_view beginnings[] = {

@@ -15,9 +15,6 @@ inline constexpr char historySection[] = "PerformedSteps";
 /// The steps in the order of their numbers.
 [[nodiscard]] std::vector<std::string> stepsOf(const std::vector<Entry>& entries);
 
-/// Appends a step to the entries.
-void addStep(std::vector<Entry>& entries, const std::string& step);
-
 /// Whether the step moved pixels or left some out.
 [[nodiscard]] bool isGeometric(std::string_view step);
 

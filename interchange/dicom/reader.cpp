@@ -10,6 +10,7 @@
 #include "interchange/dicom/metadata.h"
 #include "interchange/dicom/pitch.h"
 #include "interchange/dicom/pixels.h"
+#include "interchange/helper_main.h"
 #include "interchange/metadata_text.h"
 #include "interchange/transfer.h"
 
@@ -19,11 +20,6 @@ namespace {
 
 void append(std::vector<std::string>& to, std::vector<std::string> notes) {
     std::ranges::move(notes, std::back_inserter(to));
-}
-
-std::uint32_t chosenFrame(const ReadOptions& options, ElementText& text) {
-    if (options.frame != 0 || !options.anyFrame) return options.frame;
-    return text.number("NumberOfFrames").value_or(1) > 1 ? 1 : 0;
 }
 
 /// Turns the raster and what is said of it, if it is to be turned.
@@ -70,17 +66,10 @@ void addSource(const Metadata& metadata, Picture& picture) {
     if (!source.empty()) picture.add("Image", "Source", source);
 }
 
-/// The step that makes the raster again from the same file, if it does not hold what is stored.
-void addImportStep(const PixelDescription& pixels, bool isTurned, Picture& picture) {
-    if (!pixels.layout.isSigned && !isTurned) return;
-    std::string step = "convert";
-    if (pixels.frames > 1) step += " --frame " + std::to_string(pixels.frame);
-    if (isTurned) step += " --monochrome2";
-    addStep(picture.entries, step);
-}
-
-void addImport(const DatasetFile& file, const PixelDescription& pixels, const Metadata& metadata,
-               const ChosenPitch& pitch, Picture& picture) {
+/// How it was read. Where the raster does not hold what is stored, the program adds a step to the
+/// history, which is counted here.
+void addImport(const DatasetFile& file, const PixelDescription& pixels, bool isTurned,
+               const Metadata& metadata, const ChosenPitch& pitch, Picture& picture) {
     const auto add = [&](const char* key, std::string value) {
         picture.add(importSection, key, std::move(value));
     };
@@ -96,7 +85,10 @@ void addImport(const DatasetFile& file, const PixelDescription& pixels, const Me
         add("WindowHigh", std::to_string(window->high));
     }
     add("LeftOut", std::to_string(metadata.leftOut));
-    add("Steps", std::to_string(stepsOf(picture.entries).size()));
+    const std::size_t ownStep = pixels.layout.isSigned || isTurned ? 1 : 0;
+    add("Steps", std::to_string(stepsOf(picture.entries).size() + ownStep));
+    if (pixels.layout.isSigned) add(shiftedMark, "1");
+    if (isTurned) add(turnedMark, "1");
 }
 
 void addNotes(const DatasetFile& file, const PixelDescription& pixels, const Metadata& metadata,
@@ -128,7 +120,7 @@ void rememberLoss(const TransferSyntax& syntax, Metadata& metadata) {
 Picture readPicture(const OpenStream& open, const ReadOptions& options) {
     const std::unique_ptr<DatasetFile> file = openDataset(open);
     ElementText text(file->dataset());
-    PixelDescription pixels = describePixels(*file, text, chosenFrame(options, text));
+    PixelDescription pixels = describePixels(*file, text, options.frame);
     options.allowRaster(pixels.count() * 2);
 
     Picture picture;
@@ -154,10 +146,8 @@ Picture readPicture(const OpenStream& open, const ReadOptions& options) {
     if (metadata.leftOut > 0) picture.note(leftOutNote(metadata));
 
     addSource(metadata, picture);
-    picture.add("Image_X", "MaxPixValue", std::to_string(pixels.layout.largest()));
     addOwnEntries(file->dataset(), picture);
-    addImportStep(pixels, isTurned, picture);
-    addImport(*file, pixels, metadata, pitch, picture);
+    addImport(*file, pixels, isTurned, metadata, pitch, picture);
     for (std::vector<Entry>* const entries :
          {&metadata.technical, &metadata.component, &metadata.identity})
         std::ranges::move(*entries, std::back_inserter(picture.entries));

@@ -13,7 +13,7 @@ namespace lumo::interchange::dicom {
 struct ReadOptions {
     std::uint32_t frame = 0;  ///< 0: the only one
     Keep keep;
-    bool anyFrame = false, objectPitch = false, turn = false;
+    bool objectPitch = false, turn = false;
     /// Called with the raster's bytes before room is made for it.
     std::function<void(std::uint64_t)> allowRaster = [](std::uint64_t) {};
 };
