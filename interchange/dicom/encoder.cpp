@@ -46,10 +46,10 @@ void registerJpegEncoder() {
                                           OFTrue, OFFalse, OFFalse, OFFalse, OFTrue);
 }
 
-void registerJpegLsEncoder(bool isSigned) {
-    // "Cooked": only the bits stored are coded, which signed words have copies of above.
-    DJLSEncoderRegistration::registerCodecs(0, 0, 0, 0, isSigned ? OFFalse : OFTrue, 0, OFTrue,
-                                            EJLSUC_never);
+void registerJpegLsEncoder() {
+    // The words as they are. The other way, of the stored bits alone, refuses few bits, and of white
+    // noise it makes streams now and then that the library itself cannot read.
+    DJLSEncoderRegistration::registerCodecs(0, 0, 0, 0, OFFalse, 0, OFTrue, EJLSUC_never);
 }
 
 E_TransferSyntax syntaxOf(Compression compression) {
@@ -81,10 +81,10 @@ const DcmRepresentationParameter* parameterOf(Compression compression) {
     }
 }
 
-void compress(DcmDataset& dataset, Compression compression, bool isSigned) {
+void compress(DcmDataset& dataset, Compression compression) {
     if (compression == Compression::rle) DcmRLEEncoderRegistration::registerCodecs();
     if (compression == Compression::jpegLossless) registerJpegEncoder();
-    if (compression == Compression::jpegLs) registerJpegLsEncoder(isSigned);
+    if (compression == Compression::jpegLs) registerJpegLsEncoder();
     check(dataset.chooseRepresentation(syntaxOf(compression), parameterOf(compression)));
     dataset.removeAllButCurrentRepresentations();
 }
@@ -131,7 +131,7 @@ void putPixels(DcmDataset& dataset, const WrittenPixels& pixels, const std::uint
     describe(bare, pixels);
     put(bare, "PhotometricInterpretation", "MONOCHROME2");
     insert(bare, nativePixels(pixels, raster));
-    compress(bare, compression, pixels.isSigned);
+    compress(bare, compression);
     describe(dataset, pixels);
     DcmElement* const data = bare.remove(DCM_PixelData);
     if (data == nullptr) throw std::bad_alloc();
