@@ -19,7 +19,6 @@ using dicom::entryOf;
 using lumo::test::Bytes;
 using lumo::test::DicomBytes;
 using lumo::test::Pixels;
-using lumo::test::Raster;
 using Options = std::map<std::string, std::string>;
 
 constexpr int width = 7, height = 5;
@@ -137,8 +136,12 @@ TEST(DicomRead, OfSeveralFramesTheChosenOne) {
     EXPECT_TRUE(says(second, "frame 2 of 3"));
 }
 
+Bytes jpeg2000(const Pixels& pixels, int precision, bool isSigned, int components = 1) {
+    return lumo::test::jpeg2000(width, height, pixels, precision, isSigned, components);
+}
+
 TEST(DicomRead, Jpeg2000AsTheDetectorsValues) {
-    const Raster raster(width, height, values(12));
+    const Pixels raster = values(12);
     const auto file = [&](const Bytes& stream, int bits, bool isSigned) {
         DicomBytes all(width, height, bits);
         all.syntax = "1.2.840.10008.1.2.4.90";
@@ -148,17 +151,17 @@ TEST(DicomRead, Jpeg2000AsTheDetectorsValues) {
                 {{stream.begin(), stream.begin() + half}, {stream.begin() + half, stream.end()}});
     };
     const Bytes stream = jpeg2000(raster, 12, false);
-    EXPECT_EQ(rasterOf(read(file(stream, 12, false))), raster.pixels);
+    EXPECT_EQ(rasterOf(read(file(stream, 12, false))), raster);
     const Picture other = read(file(stream, 16, false));
     EXPECT_EQ(other.bits, 12);
     EXPECT_TRUE(says(other, "the JPEG 2000 stream has 12 bits a pixel, the file says 16"));
-    Raster negative = raster, lifted = raster;
-    for (std::size_t i = 0; i < raster.pixels.size(); ++i) {
-        negative.pixels[i] = std::uint16_t(raster.pixels[i] - 2048);
-        lifted.pixels[i] = raster.pixels[i] ^ 2048;
+    Pixels negative = raster, lifted = raster;
+    for (std::size_t i = 0; i < raster.size(); ++i) {
+        negative[i] = std::uint16_t(raster[i] - 2048);
+        lifted[i] = raster[i] ^ 2048;
     }
-    EXPECT_EQ(rasterOf(read(file(jpeg2000(negative, 12, true), 12, true))), raster.pixels);
-    EXPECT_EQ(rasterOf(read(file(stream, 12, true))), lifted.pixels) << "a bit pattern";
+    EXPECT_EQ(rasterOf(read(file(jpeg2000(negative, 12, true), 12, true))), raster);
+    EXPECT_EQ(rasterOf(read(file(stream, 12, true))), lifted) << "a bit pattern";
     EXPECT_EQ(refusal(file(jpeg2000(negative, 12, true), 12, false)),
               "the file contradicts itself: unsigned pixels in a signed JPEG 2000 stream");
     EXPECT_EQ(refusal(file(jpeg2000(raster, 12, false, 3), 12, false)),
@@ -174,7 +177,7 @@ TEST(DicomRead, Jpeg2000AsTheDetectorsValues) {
     frames.syntax = "1.2.840.10008.1.2.4.91";
     const Bytes mirrored = jpeg2000(lifted, 12, false);
     const Picture last = read(frames.fragments({stream, mirrored}), {{"frame", "2"}});
-    EXPECT_EQ(rasterOf(last), lifted.pixels);
+    EXPECT_EQ(rasterOf(last), lifted);
     EXPECT_TRUE(says(last, "lossy"));
     EXPECT_EQ(entryOf(last, "DICOM", "LossyImageCompression"), "01");
 }

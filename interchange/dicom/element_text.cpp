@@ -2,7 +2,6 @@
 #include "interchange/dicom/element_text.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "interchange/dicom/numbers.h"
 
@@ -103,6 +102,11 @@ std::optional<std::string> rawText(DcmElement& element, std::string_view vr) {
 }
 
 }  // namespace
+
+std::string escapedText(std::string_view text) {
+    bool any = false;
+    return escaped(text, true, any);
+}
 
 std::string ElementText::converted(std::string bytes, bool isName) {
     if (!selected_) {

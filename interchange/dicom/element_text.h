@@ -5,11 +5,15 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "interchange/dicom/attributes.h"
 #include "interchange/dicom/dcmtk.h"
 
 namespace lumo::interchange::dicom {
+
+/// The text with bytes that are no UTF-8 characters, and control characters, written as <E4>.
+[[nodiscard]] std::string escapedText(std::string_view text);
 
 class ElementText {
 public:

@@ -8,6 +8,7 @@
 #include <new>
 #include <vector>
 
+#include "interchange/dicom/element_text.h"
 #include "interchange/dicom/identifiers.h"
 #include "interchange/dicom/numbers.h"
 
@@ -52,6 +53,7 @@ bool fits(std::string_view vr, const std::string& text) {
     if (vr == "DS") return all([](auto value) { return value.empty() || decimal(value); });
     if (vr == "IS") return all([](auto value) { return value.empty() || integer(value); });
     if (vr == "UI") return all([](auto value) { return isIdentifier(value); });
+    if (escapedText(text) != text) return false;
     const bool hasLines = vr == "ST" || vr == "LT" || vr == "UT";
     return std::ranges::none_of(text, [&](char c) {
         const bool isLayout = c == '\n' || c == '\r' || c == '\t' || c == '\f';

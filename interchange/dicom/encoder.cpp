@@ -47,8 +47,8 @@ void registerJpegEncoder() {
 }
 
 void registerJpegLsEncoder() {
-    // The words as they are. The other way, of the stored bits alone, refuses few bits, and of white
-    // noise it makes streams now and then that the library itself cannot read.
+    // The words as they are. The other way, of the stored bits alone, refuses few bits, and of
+    // white noise it makes streams now and then that the library itself cannot read.
     DJLSEncoderRegistration::registerCodecs(0, 0, 0, 0, OFFalse, 0, OFTrue, EJLSUC_never);
 }
 

@@ -30,10 +30,7 @@ ReadOptions readOptions(const Request& request) {
 }
 
 Picture readFile(int descriptor, const Request& request) {
-    ReadOptions options = readOptions(request);
-    options.allowRaster = allowRaster;
-    useSmallDictionary();
-    return readPicture(fileStream(descriptor), options);
+    return readDicom(descriptor, request, allowRaster);
 }
 
 WriteOptions writeOptions(const Request& request) {
@@ -87,6 +84,14 @@ std::vector<std::uint8_t> writeDicom(const Picture& picture, const Request& requ
 Picture readDicom(std::span<const std::uint8_t> file, const Request& request) {
     useSmallDictionary();
     return readPicture(memoryStream(file), readOptions(request));
+}
+
+Picture readDicom(int descriptor, const Request& request,
+                  const std::function<void(std::uint64_t)>& allow) {
+    useSmallDictionary();
+    ReadOptions options = readOptions(request);
+    options.allowRaster = allow;
+    return readPicture(fileStream(descriptor), options);
 }
 
 }  // namespace lumo::interchange

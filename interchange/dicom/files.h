@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -37,6 +38,9 @@ extern const Helper dicomHelper;
 /// The work itself, without descriptors and processes. All throw Refusal for what is no picture or
 /// cannot be one, std::invalid_argument for options that do not exist.
 [[nodiscard]] Picture readDicom(std::span<const std::uint8_t> file, const Request& request);
+/// The same of an open file; `allow` is called with the raster's bytes before room is made for it.
+[[nodiscard]] Picture readDicom(int descriptor, const Request& request,
+                                const std::function<void(std::uint64_t)>& allow);
 
 /// A file as bytes, read again and compared with the picture; `original` is used if the request
 /// asks for a file like it.

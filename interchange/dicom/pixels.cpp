@@ -52,20 +52,12 @@ private:
     Bytes bytes_;
 };
 
-void readNative(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
-    DcmPixelData& data = pixelData(file.dataset());
-    const std::uint64_t frame = pixels.frameBytes(), needed = frame * pixels.frames;
-    const std::uint64_t there = file.pixelBytesBeforeEnd.value_or(data.getLength());
-    if (there < needed)
-        throw Refusal("ends early: " + std::to_string(there) + " of " + std::to_string(needed) +
-                      " bytes of pixels");
-    if (there > needed + needed % 2)
-        pixels.notes.push_back(std::to_string(there - needed) +
-                               " bytes follow the pixels; they are left out");
+void readNative(DatasetFile& file, const PixelDescription& pixels, std::uint16_t* raster) {
     FrameBuffer buffer(pixels, raster);
-    const std::uint64_t offset = frame * (pixels.frame - 1);
+    const std::uint64_t frame = pixels.frameBytes(), offset = frame * (pixels.frame - 1);
     const OFCondition result =
-        data.getPartialValue(buffer.place(), static_cast<Uint32>(offset),
+        pixelData(file.dataset())
+            .getPartialValue(buffer.place(), static_cast<Uint32>(offset),
                              static_cast<Uint32>(frame), nullptr, gLocalByteOrder);
     if (result.bad()) throw Refusal("its pixels cannot be read");
     buffer.finish();
@@ -160,11 +152,25 @@ void decodeStream(DatasetFile& file, PixelDescription& pixels, std::uint16_t* ra
 
 }  // namespace
 
+void requireWhole(DatasetFile& file, PixelDescription& pixels) {
+    if (file.syntax->coding != Coding::native) {
+        if (file.pixelBytesBeforeEnd)
+            throw Refusal("ends early: its compressed pixels are not all there");
+        return;
+    }
+    const std::uint64_t needed = pixels.frameBytes() * pixels.frames;
+    const std::uint64_t there =
+        file.pixelBytesBeforeEnd.value_or(pixelData(file.dataset()).getLength());
+    if (there < needed)
+        throw Refusal("ends early: " + std::to_string(there) + " of " + std::to_string(needed) +
+                      " bytes of pixels");
+    if (there > needed + needed % 2)
+        pixels.notes.push_back(std::to_string(there - needed) +
+                               " bytes follow the pixels; they are left out");
+}
+
 void readFrame(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
-    const bool coded = file.syntax->coding != Coding::native;
-    if (coded && file.pixelBytesBeforeEnd)
-        throw Refusal("ends early: its compressed pixels are not all there");
-    if (!coded)
+    if (file.syntax->coding == Coding::native)
         readNative(file, pixels, raster);
     else if (file.syntax->coding == Coding::jpeg2000)
         decodeStream(file, pixels, raster);

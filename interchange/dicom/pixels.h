@@ -7,8 +7,11 @@
 
 namespace lumo::interchange::dicom {
 
+/// Throws Refusal if the pixels are not all there; before room is made for them.
+void requireWhole(DatasetFile& file, PixelDescription& pixels);
+
 /// Fills the raster, width x height values, right-aligned and without a sign. Throws Refusal if the
-/// pixels are not all there or cannot be decoded. A JPEG 2000 stream may have another number of
+/// pixels cannot be decoded. A JPEG 2000 stream may have another number of
 /// bits than the data set says: the layout's then becomes the stream's. Appends notes to the
 /// description.
 void readFrame(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "interchange/dicom/element_text.h"
 #include "interchange/dicom/element_writer.h"
 #include "interchange/dicom/history.h"
 #include "interchange/dicom/identifiers.h"
@@ -31,7 +32,7 @@ std::string firstCharacters(const std::string& text, std::size_t count) {
 std::string oneLine(std::string text) {
     std::ranges::replace_if(
         text, [](char c) { return static_cast<std::uint8_t>(c) < 0x20 || c == 0x7F; }, ' ');
-    return text;
+    return escapedText(text);
 }
 
 std::string joined(const std::vector<std::string>& steps) {

@@ -121,6 +121,7 @@ Picture readPicture(const OpenStream& open, const ReadOptions& options) {
     const std::unique_ptr<DatasetFile> file = openDataset(open);
     ElementText text(file->dataset());
     PixelDescription pixels = describePixels(*file, text, options.frame);
+    requireWhole(*file, pixels);
     options.allowRaster(pixels.count() * 2);
 
     Picture picture;
