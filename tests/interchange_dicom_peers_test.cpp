@@ -2,12 +2,12 @@
 // one picture gives the same values, and what the helper writes the others read.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 
 #include "cli/files/helper.h"
 #include "cli/files/import.h"
-#include "cli/metadata.h"
 #include "interchange/dicom/files.h"
 #include "support/support.h"
 

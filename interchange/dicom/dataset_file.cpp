@@ -1,6 +1,7 @@
 // A DICOM file's elements, from a file or from memory, and what is wrong with the whole of it.
 #include "interchange/dicom/dataset_file.h"
 
+#include "interchange/dicom/element_text.h"
 #include "interchange/dicom/identifiers.h"
 #include "interchange/helper_main.h"
 
@@ -9,12 +10,6 @@ namespace lumo::interchange::dicom {
 namespace {
 
 constexpr Uint32 longestHeldInMemory = 4096;  // bytes; longer values are read when asked for
-
-std::string textIn(DcmItem& item, const DcmTagKey& tag) {
-    OFString text;
-    if (item.findAndGetOFString(tag, text).bad()) return "";
-    return {text.c_str(), text.size()};
-}
 
 /// The library's message for an unknown transfer syntax misleads: it is looked at first.
 const TransferSyntax& checkedSyntax(const std::string& uid) {
@@ -33,9 +28,9 @@ const TransferSyntax* namedSyntax(const OpenStream& open) {
     const OFCondition result = header.read(*stream, EXS_Unknown, EGL_noChange, longestHeldInMemory);
     header.transferEnd();
     if (result.bad()) return nullptr;
-    if (textIn(header, DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage)
+    if (plainText(header, DCM_MediaStorageSOPClassUID) == UID_MediaStorageDirectoryStorage)
         throw Refusal("a DICOM directory holds no image");
-    const std::string uid = textIn(header, DCM_TransferSyntaxUID);
+    const std::string uid = plainText(header, DCM_TransferSyntaxUID);
     return uid.empty() ? nullptr : &checkedSyntax(uid);
 }
 

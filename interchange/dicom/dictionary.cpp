@@ -2,7 +2,9 @@
 #include "interchange/dicom/dictionary.h"
 
 #include <cstdlib>
+#include <optional>
 #include <span>
+#include <string>
 
 #include "interchange/dicom/attributes.h"
 #include "interchange/dicom/dcmtk.h"
@@ -80,7 +82,20 @@ void add(DcmDataDictionary& dictionary, std::span<const Attribute> attributes) {
                                             attribute.keyword, attribute.vr));
 }
 
-constexpr char pathVariable[] = DCM_DICT_ENVIRONMENT_VARIABLE;
+/// The library's dictionary, locked, created with nothing in it.
+DcmDataDictionary& emptyDictionary() {
+    constexpr char pathVariable[] = DCM_DICT_ENVIRONMENT_VARIABLE;
+    const char* const value = std::getenv(pathVariable);
+    const std::optional<std::string> before =
+        value == nullptr ? std::nullopt : std::optional<std::string>(value);
+    setenv(pathVariable, "/dev/null", 1);  // or the first look-up would load the whole one
+    DcmDataDictionary& dictionary = dcmDataDict.wrlock();
+    if (before)
+        setenv(pathVariable, before->c_str(), 1);
+    else
+        unsetenv(pathVariable);
+    return dictionary;
+}
 
 }  // namespace
 
@@ -88,9 +103,8 @@ void useSmallDictionary() {
     static bool used = false;
     if (used) return;
     used = true;
-    setenv(pathVariable, "/dev/null", 1);  // or the first look-up would load the whole one
     OFLog::configure(OFLogger::OFF_LOG_LEVEL);
-    DcmDataDictionary& dictionary = dcmDataDict.wrlock();
+    DcmDataDictionary& dictionary = emptyDictionary();
     add(dictionary, technicalAttributes());
     add(dictionary, componentAttributes());
     add(dictionary, identityAttributes());
@@ -104,7 +118,6 @@ void useSmallDictionary() {
 }
 
 void useWholeDictionary() {
-    unsetenv(pathVariable);
     DcmDataDictionary& dictionary = dcmDataDict.wrlock();
     dictionary.reloadDictionaries(OFTrue, OFTrue);
     dcmDataDict.wrunlock();

@@ -103,6 +103,22 @@ std::optional<std::string> rawText(DcmElement& element, std::string_view vr) {
 
 }  // namespace
 
+std::string plainText(DcmElement& element) {
+    Uint8* bytes = nullptr;
+    char* text = nullptr;
+    Uint32 length = 0;
+    if (element.isaString() && element.getString(text, length).good() && text != nullptr)
+        return std::string(trimmed({text, length}));
+    if (element.isaString() || element.getUint8Array(bytes).bad() || bytes == nullptr) return "";
+    return std::string(trimmed(std::string(bytes, bytes + element.getLength())));
+}
+
+std::string plainText(DcmItem& dataset, const DcmTagKey& tag) {
+    DcmElement* element = nullptr;
+    if (dataset.findAndGetElement(tag, element).bad() || element == nullptr) return "";
+    return plainText(*element);
+}
+
 std::string escapedText(std::string_view text) {
     bool any = false;
     return escaped(text, true, any);

@@ -15,6 +15,10 @@ namespace lumo::interchange::dicom {
 /// The text with bytes that are no UTF-8 characters, and control characters, written as <E4>.
 [[nodiscard]] std::string escapedText(std::string_view text);
 
+/// A value's bytes without the padding, in no character set; empty if it has none.
+[[nodiscard]] std::string plainText(DcmElement& element);
+[[nodiscard]] std::string plainText(DcmItem& dataset, const DcmTagKey& tag);
+
 class ElementText {
 public:
     /// The data set names the character set.

@@ -19,22 +19,6 @@ bool isPrivate(const DcmTagKey& tag) {
     return tag.getGroup() % 2 == 1;
 }
 
-std::string bytesOf(DcmElement& element) {
-    Uint8* bytes = nullptr;
-    char* text = nullptr;
-    Uint32 length = 0;
-    if (element.isaString() && element.getString(text, length).good() && text != nullptr)
-        return std::string(trimmed({text, length}));
-    if (element.isaString() || element.getUint8Array(bytes).bad() || bytes == nullptr) return "";
-    return std::string(trimmed(std::string(bytes, bytes + element.getLength())));
-}
-
-std::string bytesOf(DcmItem& dataset, const DcmTagKey& tag) {
-    DcmElement* element = nullptr;
-    if (dataset.findAndGetElement(tag, element).bad() || element == nullptr) return "";
-    return bytesOf(*element);
-}
-
 /// Calls for each element; in one pass, as reaching them by their numbers would take squares.
 template <class Visit>
 void forEachElement(DcmItem& dataset, Visit visit) {
@@ -73,7 +57,7 @@ private:
         const std::uint16_t block = tag.getElement();
         if (tag.getGroup() == componentGroup && block != 0) found_.isComponent = true;
         if (!isPrivate(tag) || block < firstBlock || block > lastBlock) return;
-        std::string creator = bytesOf(element);
+        std::string creator = plainText(element);
         if (creator.starts_with(componentCreator)) found_.isComponent = true;
         creators_[{tag.getGroup(), block}] = std::move(creator);
     }
@@ -163,8 +147,8 @@ std::string valueOf(const std::vector<Entry>& entries, std::string_view key) {
 }
 
 std::string ownMetadataText(DcmItem& dataset) {
-    if (bytesOf(dataset, DcmTagKey(ownGroup, ownCreatorElement)) != ownCreator) return "";
-    return bytesOf(dataset, DcmTagKey(ownGroup, ownTextElement));
+    if (plainText(dataset, DcmTagKey(ownGroup, ownCreatorElement)) != ownCreator) return "";
+    return plainText(dataset, DcmTagKey(ownGroup, ownTextElement));
 }
 
 }  // namespace lumo::interchange::dicom

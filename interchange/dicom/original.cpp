@@ -74,9 +74,7 @@ std::size_t removeOwn(DcmItem& dataset, bool moved) {
 }
 
 std::string identifier(DcmItem& dataset, const DcmTagKey& tag) {
-    OFString text;
-    if (dataset.findAndGetOFString(tag, text).bad()) return "";
-    const std::string uid(trimmed({text.c_str(), text.size()}));
+    const std::string uid = plainText(dataset, tag);
     return isIdentifier(uid) ? uid : "";
 }
 

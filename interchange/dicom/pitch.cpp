@@ -68,7 +68,6 @@ ChosenPitch choosePitch(const TextOf& textOf, bool preferObject) {
 
     if (chosen.from.empty()) {
         chosen.from = pitchAssumed;
-        chosen.notes.emplace_back("tells no pixel spacing; 100000 nm assumed (--pitch sets it)");
     } else if (preferObject && !object) {
         chosen.notes.emplace_back("tells no spacing of the object; another is taken as pitch");
     }

@@ -26,7 +26,6 @@ struct ChosenPitch : Pitch {
     std::vector<std::string> notes;
 };
 
-inline constexpr char pitchAssumed[] = "assumed";
 inline constexpr char detectorSpacing[] = "ImagerPixelSpacing", objectSpacing[] = "PixelSpacing",
                       scannedSpacing[] = "NominalScannedPixelSpacing",
                       planeSpacing[] = "ImagePlanePixelSpacing";
