@@ -11,10 +11,20 @@ std::uint16_t valueOf(std::uint16_t word, int shift, std::uint16_t mask, std::ui
     return static_cast<std::uint16_t>(((word >> shift) & mask) ^ offset);
 }
 
+/// All bits that are set anywhere.
+std::uint16_t unionOf(const std::uint16_t* words, std::size_t count) {
+    std::uint16_t all = 0;
+    for (std::size_t i = 0; i < count; ++i) all |= words[i];
+    return all;
+}
+
 }  // namespace
 
 bool extractValues(std::uint16_t* words, std::size_t count, const WordLayout& layout) {
-    if (layout.bits == 16 && !layout.isSigned) return false;
+    if (!layout.isSigned && layout.highBit == layout.bits - 1) {
+        const std::uint16_t all = unionOf(words, count);
+        if (all <= layout.largest()) return false;  // as nearly always
+    }
     const int shift = layout.highBit + 1 - layout.bits, unusedAbove = 15 - layout.highBit;
     const std::uint16_t mask = layout.largest(), offset = layout.offset();
     const auto above = static_cast<std::uint16_t>(~0U << layout.highBit << 1);
