@@ -201,7 +201,7 @@ TEST(DicomRead, RefusesInItsOwnWords) {
         {with(0x00280101, 0), "the file contradicts itself: 0 bits with high bit 15"},
         {with(0x00280103, 2), "the file contradicts itself: PixelRepresentation 2"},
         {with(0x00280010, 0), "Rows is 0; a picture has 1 to 65535"},
-        {sample().without(0x00280011), "the file tells no Columns"},
+        {sample().without(0x00280011), "the file gives no Columns"},
         {sample().pixels(Pixels(20)), "ends early: 40 of 70 bytes of pixels"},
         {sample().text(0x7FE00008, "OF", "abcd"),
          "floating-point pixels; values would have to be scaled"},

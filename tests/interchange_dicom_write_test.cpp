@@ -159,7 +159,7 @@ TEST(DicomWrite, ClassesAskForWhatNobodyMayInvent) {
     Picture made = picture();
     EXPECT_EQ(refusal(made, {{"sop", "dx"}}),
               "class DX asks how grey values go with the beam's intensity, which the picture does "
-              "not tell; --intensity lin+|lin-|log+|log- does");
+              "not say; --intensity lin+|lin-|log+|log- does");
     for (const char* const sop : {"dx", "dx-processing"}) {
         const Picture back = again(made, {{"sop", sop}, {"intensity", "log-"}});
         EXPECT_EQ(entryOf(back, "DICOM", "Modality"), "DX");
@@ -185,7 +185,7 @@ TEST(DicomWrite, ClassesAskForWhatNobodyMayInvent) {
     EXPECT_EQ(entryOf(again(made), "Import", "PitchFrom"), "assumed");
     EXPECT_TRUE(noted("its pitch was only assumed; none is written"));
     EXPECT_EQ(refusal(made, {{"sop", "dx"}, {"intensity", "lin+"}}),
-              "class DX asks for the detector's spacing, which the picture does not tell; --pitch "
+              "class DX asks for the detector's spacing, which the picture does not give; --pitch "
               "sets it");
 }
 

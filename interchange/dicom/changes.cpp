@@ -13,11 +13,12 @@ namespace lumo::interchange::dicom {
 namespace {
 
 /// How many of the steps had been done when the picture had been read. From other formats than
-/// DICOM that is not told, but there is a step if values were shifted or turned.
+/// DICOM that is not recorded, but there is a step if values were shifted or turned.
 std::size_t importedSteps(const Description& picture, const std::vector<std::string>& steps) {
-    const auto told = integer(entryOf(picture, importSection, "Steps"));
-    if (told)
-        return std::min(static_cast<std::size_t>(std::max<std::int64_t>(*told, 0)), steps.size());
+    const auto recorded = integer(entryOf(picture, importSection, "Steps"));
+    if (recorded)
+        return std::min(static_cast<std::size_t>(std::max<std::int64_t>(*recorded, 0)),
+                        steps.size());
     const auto last = std::find_if(steps.rbegin(), steps.rend(), [](const std::string& step) {
         return step == "convert" || step.starts_with("convert ");
     });

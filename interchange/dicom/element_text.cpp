@@ -60,7 +60,7 @@ std::string withoutPadding(std::string text) {
     return text;
 }
 
-/// The bytes of a value whose representation the file does not tell or tells wrongly.
+/// The bytes of a value whose representation the file does not give, or gives wrongly.
 std::optional<std::string> fromBytes(DcmElement& element, std::string_view vr) {
     Uint8* bytes = nullptr;
     if (element.getUint8Array(bytes).bad() || bytes == nullptr) return std::nullopt;

@@ -96,9 +96,9 @@ void insert(DcmItem& dataset, Element element) {
 
 bool putText(DcmItem& dataset, const Attribute& attribute, const std::string& value,
              bool isSigned) {
-    const std::string_view told = attribute.vr;
-    const char* const vr = told != "xs" ? attribute.vr : isSigned ? "SS" : "US";
-    if (told == "SQ") return false;
+    const std::string_view kind = attribute.vr;
+    const char* const vr = kind != "xs" ? attribute.vr : isSigned ? "SS" : "US";
+    if (kind == "SQ") return false;
     Element element = newElement(DcmTagKey(attribute.group, attribute.element), vr);
     if (!fill(*element, vr, value)) return false;
     insert(dataset, std::move(element));

@@ -10,7 +10,7 @@
 //   lumo-dicom write [sop=CLASS] [intensity=RELATION] [compression=NAME] [like=1] [version=TEXT]
 //     sop          sc, cr, dx or dx-processing; else the source's, or secondary capture
 //     intensity    lin+, lin-, log+ or log-: how grey values go with the intensity of the beam,
-//                  where class dx needs it and section DICOM does not tell
+//                  where class dx needs it and section DICOM does not say
 //     compression  none, rle, jpeg-lossless or jpeg-ls
 //     like         all but pixels, their description and what belongs to the original alone is
 //                  taken from the original file, descriptor 4

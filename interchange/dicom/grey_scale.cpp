@@ -1,4 +1,4 @@
-// What a file says of the meaning of its grey values: never applied, but told, and turned with
+// What a file says of the meaning of its grey values: never applied, but reported, and turned with
 // them.
 #include "interchange/dicom/grey_scale.h"
 
@@ -12,7 +12,7 @@ namespace lumo::interchange::dicom {
 
 namespace {
 
-/// From the file's stored values, signed or not, to those that its window is told in.
+/// From the file's stored values, signed or not, to those that its window is given in.
 struct Rescale {
     double slope = 1, intercept = 0;
     bool usable = true;
@@ -20,12 +20,12 @@ struct Rescale {
     explicit Rescale(const std::vector<Entry>& technical) {
         const std::string slopeText = valueOf(technical, "RescaleSlope"),
                           interceptText = valueOf(technical, "RescaleIntercept");
-        const auto told = [](const std::string& text, double other) {
+        const auto given = [](const std::string& text, double other) {
             return text.empty() ? other : decimal(text);
         };
-        const std::optional<double> tells = told(slopeText, 1), from = told(interceptText, 0);
-        usable = tells && from && *tells != 0;
-        slope = tells.value_or(1);
+        const std::optional<double> factor = given(slopeText, 1), from = given(interceptText, 0);
+        usable = factor && from && *factor != 0;
+        slope = factor.value_or(1);
         intercept = from.value_or(0);
     }
     [[nodiscard]] bool isIdentity() const { return usable && slope == 1 && intercept == 0; }

@@ -1,4 +1,4 @@
-// What a file says of the meaning of its grey values: never applied, but told, and turned with
+// What a file says of the meaning of its grey values: never applied, but reported, and turned with
 // them.
 #pragma once
 
@@ -13,7 +13,7 @@
 namespace lumo::interchange::dicom {
 
 /// The file's first window in the raster's grey values, for the program's command `window`; none if
-/// it tells no window, or one that is not linear.
+/// it gives no window, or one that is not linear.
 struct Window {
     std::uint16_t low, high;
 };

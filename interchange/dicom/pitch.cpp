@@ -1,4 +1,4 @@
-// Which of the spacings that a DICOM file tells is the picture's pitch.
+// Which of the spacings in a DICOM file is the picture's pitch.
 #include "interchange/dicom/pitch.h"
 
 #include <cmath>
@@ -69,7 +69,7 @@ ChosenPitch choosePitch(const TextOf& textOf, bool preferObject) {
     if (chosen.from.empty()) {
         chosen.from = pitchAssumed;
     } else if (preferObject && !object) {
-        chosen.notes.emplace_back("tells no spacing of the object; another is taken as pitch");
+        chosen.notes.emplace_back("gives no spacing of the object; another is taken as pitch");
     }
     if (detector && object && *detector != *object)
         chosen.notes.push_back(

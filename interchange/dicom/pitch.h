@@ -1,4 +1,4 @@
-// Which of the spacings that a DICOM file tells is the picture's pitch.
+// Which of the spacings in a DICOM file is the picture's pitch.
 #pragma once
 
 #include <array>

@@ -43,7 +43,7 @@ void requirePixels(DcmItem& dataset, ElementText& text) {
 
 std::uint32_t side(ElementText& text, const char* keyword) {
     const std::optional<std::int64_t> value = text.number(keyword);
-    if (!value) throw Refusal(std::string("the file tells no ") + keyword);
+    if (!value) throw Refusal(std::string("the file gives no ") + keyword);
     if (*value < 1 || *value > largestSide)
         throw Refusal(std::string(keyword) + " is " + std::to_string(*value) +
                       "; a picture has 1 to 65535");
@@ -56,7 +56,7 @@ void requireGrey(ElementText& text, PixelDescription& pixels) {
     const bool isGrey = pixels.smallIsBright || meaning == "MONOCHROME2";
     const std::int64_t samples = text.number("SamplesPerPixel").value_or(1);
     if (meaning.empty() && samples == 1) {
-        pixels.notes.emplace_back("tells no PhotometricInterpretation; MONOCHROME2 assumed");
+        pixels.notes.emplace_back("gives no PhotometricInterpretation; MONOCHROME2 assumed");
         return;
     }
     const bool isKnown =
@@ -71,18 +71,18 @@ void requireGrey(ElementText& text, PixelDescription& pixels) {
 
 void readLayout(ElementText& text, PixelDescription& pixels) {
     const std::int64_t allocated = text.number("BitsAllocated").value_or(0);
-    if (allocated == 0) throw Refusal("the file tells no BitsAllocated");
+    if (allocated == 0) throw Refusal("the file gives no BitsAllocated");
     if (allocated > 16) throw Refusal(std::to_string(allocated) + " bits a pixel; lumo holds 16");
     if (allocated != 8 && allocated != 16)
         throw Refusal(std::to_string(allocated) + " bits allocated a pixel; lumo takes 8 or 16");
-    const std::optional<std::int64_t> told = text.number("BitsStored");
-    const std::int64_t stored = told.value_or(allocated);
+    const std::optional<std::int64_t> given = text.number("BitsStored");
+    const std::int64_t stored = given.value_or(allocated);
     const std::int64_t high = text.number("HighBit").value_or(stored - 1);
     if (stored < 1 || stored > allocated || high < stored - 1 || high >= allocated)
         throw Refusal("the file contradicts itself: " + std::to_string(stored) +
                       " bits with high bit " + std::to_string(high));
-    if (!told)
-        pixels.notes.push_back("tells no BitsStored; " + std::to_string(stored) + " assumed");
+    if (!given)
+        pixels.notes.push_back("gives no BitsStored; " + std::to_string(stored) + " assumed");
     const std::int64_t representation = text.number("PixelRepresentation").value_or(0);
     if (representation != 0 && representation != 1)
         throw Refusal("the file contradicts itself: PixelRepresentation " +

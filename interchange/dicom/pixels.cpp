@@ -93,7 +93,7 @@ std::span<const std::uint8_t> bytesOf(DcmPixelItem& item) {
     return {bytes, item.getLength()};
 }
 
-/// The offsets of the frames' first fragments, which a table before the fragments may tell.
+/// The offsets of the frames' first fragments, which a table before the fragments may give.
 std::vector<std::uint64_t> frameOffsets(DcmPixelSequence& sequence) {
     const std::span<const std::uint8_t> table = bytesOf(fragment(sequence, 0));
     std::vector<std::uint64_t> offsets;

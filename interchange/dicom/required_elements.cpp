@@ -51,13 +51,13 @@ void putEmptySequence(DcmItem& dataset, const DcmTagKey& tag) {
 void putDigital(DcmItem& dataset, const SopClass& sop, bool smallIsBright, int bits) {
     if (!holds(dataset, detectorSpacing))
         throw Refusal(
-            "class DX asks for the detector's spacing, which the picture does not tell; "
+            "class DX asks for the detector's spacing, which the picture does not give; "
             "--pitch sets it");
     if (!holds(dataset, "PixelIntensityRelationship") ||
         !holds(dataset, "PixelIntensityRelationshipSign"))
         throw Refusal(
             "class DX asks how grey values go with the beam's intensity, which the "
-            "picture does not tell; --intensity lin+|lin-|log+|log- does");
+            "picture does not say; --intensity lin+|lin-|log+|log- does");
     put(dataset, "RescaleSlope", "1");
     put(dataset, "RescaleIntercept", "0");
     put(dataset, "RescaleType", "US");

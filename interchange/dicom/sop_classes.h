@@ -11,7 +11,7 @@ struct SopClass {
     const char* option;  ///< its name in a request
     const char* uid;
     const char* modality;  ///< that its objects have; null: any
-    const char* intent;    ///< PresentationIntentType; null: not told
+    const char* intent;    ///< PresentationIntentType; null: none
     bool isDigital;        ///< digital X-ray, the strictest of them
 
     [[nodiscard]] bool isForPresentation() const {

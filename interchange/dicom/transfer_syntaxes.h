@@ -20,7 +20,7 @@ struct TransferSyntax {
 /// None for one that nobody knows.
 [[nodiscard]] const TransferSyntax* findTransferSyntax(std::string_view uid);
 
-/// Without a group that names it: implicit little-endian, unless the elements tell otherwise.
+/// Without a group that names it: implicit little-endian, unless the elements say otherwise.
 inline constexpr char implicitLittleEndian[] = "1.2.840.10008.1.2";
 
 }  // namespace lumo::interchange::dicom

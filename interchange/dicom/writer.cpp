@@ -215,10 +215,6 @@ void Writer::putSpacings() {
     for (const Spacing& spacing : written) put(dataset(), spacing.keyword, spacing.text);
     written_.hasPitch = !written.empty();
     if (!written_.hasPitch) note("its pitch was only assumed; none is written (--pitch sets it)");
-    if (sop_->isDigital && !holds(dataset(), detectorSpacing))
-        throw Refusal(
-            std::string("class DX asks for the detector's spacing, which the picture does "
-                        "not tell; --pitch sets it"));
 }
 
 void Writer::putPatient() {
