@@ -158,6 +158,7 @@ TEST(DicomPitch, IsWrittenWhereItCameFromAndScalesTheOthers) {
         return texts;
     };
     EXPECT_EQ(written({139000, 139000}, "ImagerPixelSpacing"), told);
+    EXPECT_EQ(written({139004, 139004}, "ImagerPixelSpacing"), told) << "back from a PNG file";
     EXPECT_EQ(written({278000, 139000}, "ImagerPixelSpacing"),
               (std::map<std::string, std::string>{{"ImagerPixelSpacing", "0.139\\0.278"},
                                                   {"PixelSpacing", "0.1\\0.2"}}));

@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "cli/files/export.h"
 #include "cli/files/helper.h"
 #include "cli/files/import.h"
+#include "cli/metadata.h"
 #include "interchange/dicom/files.h"
 #include "support/support.h"
 
@@ -106,6 +108,45 @@ TEST_F(DicomPeers, ReadWhatTheHelperWrites) {
         EXPECT_EQ(rasterOf(read(native)), raster) << decoder;
         std::remove(other.c_str());
     }
+}
+
+TEST_F(DicomPeers, TheWayThroughPngAndBackLikeTheOriginalKeepsWhatBelongsToIt) {
+    const std::string file = radiograph(), png = folder / "a.png", back = folder / "back.dcm";
+    {
+        const Imported picture = read(file);
+        ASSERT_EQ(LumoWriteImage(picture.image.get(), png.c_str(), FormatPng), 0);
+        const Bytes bytes = lumo::test::readFile(png);
+        const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        for (const char* const secret : {"Secret", "Person", "4711"})
+            EXPECT_EQ(text.find(secret), std::string_view::npos) << secret;
+    }
+    const ImageHandle image = readImage(png);
+    ASSERT_EQ(LumoAddPerformedStep(image.get(), "filter type=median_filter size=5"), 0);
+    image->data[7] ^= 1;
+    ExportOptions options;
+    options.original = file;
+    (void)exportByHelper(dicomHelper, image.get(), back, back, options, place);
+
+    ImportOptions all;
+    all.keep = "people,uids";
+    const Imported picture = read(back, all);
+    const auto entry = [&](const char* section, const char* key) {
+        return metaValue(picture.image.get(), section, key);
+    };
+    raster.pixels[7] ^= 1;
+    EXPECT_EQ(rasterOf(picture), raster);
+    EXPECT_EQ(picture.image->pixelsizeX, 139000U);
+    EXPECT_EQ(entry("DICOM", "ImagerPixelSpacing"), "0.139\\0.139");
+    constexpr std::pair<const char*, const char*> kept[] = {{"KVP", "81.5"},
+                                                            {"Exposure", "3"},
+                                                            {"ExposureIndex", "312.25"},
+                                                            {"RelativeXRayExposure", "1500"}};
+    for (const auto& [key, value] : kept) EXPECT_EQ(entry("DICOM", key), value);
+    EXPECT_EQ(entry("DICOM_Identity", "PatientName"), "Secret^Person");
+    EXPECT_EQ(entry("DICOM_Identity", "StudyInstanceUID"), "1.2.3.5");
+    EXPECT_TRUE(entry("DICOM_Identity", "SOPInstanceUID").starts_with("2.25."));
+    EXPECT_EQ(entry("DICOM_Identity", "DerivationDescription"), "filter type=median_filter size=5");
+    EXPECT_EQ(entry("PerformedSteps", "Step0"), "filter type=median_filter size=5");
 }
 
 }  // namespace

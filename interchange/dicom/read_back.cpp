@@ -40,8 +40,7 @@ void requireSame(const Picture& picture, const Written& written, const OpenStrea
     require(std::equal(again.raster.get(), again.raster.get() + again.pixelCount(),
                        picture.raster.get()),
             "its pixels");
-    require(!written.hasPitch || (again.pitchX == picture.pitchX && again.pitchY == picture.pitchY),
-            "its pitch");
+    require(!written.pitch || Pitch{again.pitchX, again.pitchY} == *written.pitch, "its pitch");
     std::vector<Entry> entries;
     std::ranges::copy_if(again.entries, std::back_inserter(entries), isOfElement);
     require(entries == written.entries, "its elements");

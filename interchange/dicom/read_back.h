@@ -1,10 +1,12 @@
 // Reading what has been written, and comparing it with what should be there.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "interchange/dicom/dataset_file.h"
+#include "interchange/dicom/pitch.h"
 #include "interchange/picture.h"
 
 namespace lumo::interchange::dicom {
@@ -12,7 +14,7 @@ namespace lumo::interchange::dicom {
 /// What was put into a file and has to come back out of it.
 struct Written {
     std::vector<Entry> entries;  ///< all that a reader would take
-    bool hasPitch = false;
+    std::optional<Pitch> pitch;  ///< none if it was only assumed
     std::vector<std::string> notes;
 };
 

@@ -213,8 +213,15 @@ void Writer::putSpacings() {
         spacingsFor({picture_.pitchX, picture_.pitchY},
                     entryOf(picture_, importSection, "PitchFrom"), textOf, usual);
     for (const Spacing& spacing : written) put(dataset(), spacing.keyword, spacing.text);
-    written_.hasPitch = !written.empty();
-    if (!written_.hasPitch) note("its pitch was only assumed; none is written (--pitch sets it)");
+    const ChosenPitch pitch = choosePitch(
+        [&](const char* keyword) {
+            const auto found =
+                std::ranges::find(written, std::string_view(keyword), &Spacing::keyword);
+            return found == written.end() ? "" : found->text;
+        },
+        false);
+    if (!written.empty()) written_.pitch = pitch;
+    if (written.empty()) note("its pitch was only assumed; none is written (--pitch sets it)");
 }
 
 void Writer::putPatient() {

@@ -18,6 +18,16 @@ const char* sourceOf(const std::string& from, const TextOf& textOf) {
     return found == spacings.end() ? nullptr : *found;
 }
 
+/// What PNG, which counts whole pixels a metre, makes of a pitch.
+std::uint32_t throughPng(std::uint32_t pitch) {
+    constexpr std::uint32_t nanometresPerMetre = 1'000'000'000;
+    return nanometresPerMetre / (nanometresPerMetre / pitch);
+}
+
+bool isSame(std::uint32_t before, std::uint32_t now) {
+    return now == before || now == throughPng(before);
+}
+
 std::uint32_t scaled(std::uint32_t spacing, std::uint32_t pitch, std::uint32_t before) {
     const double value = std::round(static_cast<double>(spacing) * pitch / before);
     return static_cast<std::uint32_t>(std::clamp(value, 1.0, static_cast<double>(largestPitch)));
@@ -33,12 +43,13 @@ std::vector<Spacing> spacingsFor(const Pitch& pitch, const std::string& from, co
         return {{usual, spacingText(pitch)}};
     }
     const Pitch before = *pitchOf(textOf(source));
+    const bool isKept = isSame(before.x, pitch.x) && isSame(before.y, pitch.y);
     std::vector<Spacing> written;
     for (const char* const keyword : spacings) {
         const std::string text = textOf(keyword);
         const std::optional<Pitch> spacing = pitchOf(text);
         if (!spacing) continue;
-        if (before == pitch)
+        if (isKept)
             written.push_back({keyword, text});
         else if (keyword == source)
             written.push_back({keyword, spacingText(pitch)});
