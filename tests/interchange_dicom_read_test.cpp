@@ -87,7 +87,7 @@ TEST(DicomRead, WithoutPreambleInBothByteOrdersAndFromBytes) {
     const Picture picture = read(eight.text(0x7FE00010, "OB", {bytes.begin(), bytes.end()}));
     EXPECT_EQ(rasterOf(picture), Pixels(bytes.begin(), bytes.end()));
     EXPECT_EQ(picture.bits, 8);
-    EXPECT_FALSE(says(picture, "follow"));
+    EXPECT_FALSE(says(picture, "behind"));
 }
 
 TEST(DicomRead, MasksWhatLiesBesideTheValues) {
@@ -237,7 +237,7 @@ TEST(DicomRead, SaysWhereAFileEnds) {
     }
     Pixels longer = values(16);
     longer.resize(longer.size() + 5);
-    EXPECT_TRUE(says(read(sample().pixels(longer)), "10 bytes follow the pixels"));
+    EXPECT_TRUE(says(read(sample().pixels(longer)), "10 bytes behind the pixels left out"));
 }
 
 TEST(DicomRead, TellsWhatIsNotApplied) {
@@ -264,7 +264,7 @@ TEST(DicomRead, TakesTextsInTheirCharacterSetAndWrongOnesToo) {
         const Picture wrong =
             read(sample().text(0x00080005, "CS", set).text(0x00080070, "LO", "R\xF6ntgen"));
         EXPECT_EQ(entryOf(wrong, "DICOM", "Manufacturer"), "R<F6>ntgen") << set;
-        EXPECT_TRUE(says(wrong, "1 texts hold bytes outside")) << set;
+        EXPECT_TRUE(says(wrong, "outside the file's character set in 1 text,")) << set;
     }
     const Picture odd = read(sample()
                                  .text(0x00180060, "LO", "70")                    // not a DS

@@ -206,7 +206,7 @@ TEST(DicomWrite, TurnedPicturesLoseWhatNoLongerFits) {
         const Picture back = again(made);
         const bool fits = way == ways.size();
         EXPECT_EQ(entryOf(back, "DICOM", "PatientOrientation"), fits ? "A\\F" : "") << way;
-        EXPECT_EQ(noted("2 elements are left out, as the picture has been turned"), !fits) << way;
+        EXPECT_EQ(noted("cropped or binned: 2 elements"), !fits) << way;
         EXPECT_EQ(entryOf(back, "DICOM", "KVP"), "70");
     }
 }
@@ -310,7 +310,7 @@ TEST(DicomWrite, LikeAnOriginalKeepsAllThatIsNotOfItsPixels) {
         EXPECT_FALSE(holds(file, "private") || holds(file, "not searched"));
         EXPECT_EQ(entryOf(back, "DICOM_Identity", "DerivationDescription"),
                   changed ? "filter type=median_filter size=5" : "");
-        EXPECT_TRUE(noted("1 elements of the original are left out"));
+        EXPECT_TRUE(noted("left out of the original: 1 element,"));
     }
 }
 

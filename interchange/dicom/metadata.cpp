@@ -44,9 +44,8 @@ public:
         forEachElement(dataset_, [&](DcmElement& element) { lookAhead(element); });
         forEachElement(dataset_, [&](DcmElement& element) { take(element); });
         if (text_.escapedCount() > 0)
-            found_.notes.push_back(std::to_string(text_.escapedCount()) +
-                                   " texts hold bytes outside the file's character set; they are "
-                                   "written as <E4>");
+            found_.notes.push_back("bytes outside the file's character set in " +
+                                   counted(text_.escapedCount(), "text") + ", written as <E4>");
         return std::move(found_);
     }
 

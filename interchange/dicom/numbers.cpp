@@ -47,6 +47,10 @@ std::optional<std::int64_t> integer(std::string_view text) {
     return whole<std::int64_t>(text);
 }
 
+std::string counted(std::uint64_t count, const char* noun) {
+    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
 std::string decimalText(double value) {
     constexpr std::ptrdiff_t longest = 16;
     char text[64];

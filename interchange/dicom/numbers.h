@@ -20,6 +20,9 @@ namespace lumo::interchange::dicom {
 [[nodiscard]] std::optional<double> decimal(std::string_view text);
 [[nodiscard]] std::optional<std::int64_t> integer(std::string_view text);
 
+/// "1 element", "2 elements".
+[[nodiscard]] std::string counted(std::uint64_t count, const char* noun);
+
 /// At most 16 characters, the most that a decimal string may have, and no more digits than needed.
 [[nodiscard]] std::string decimalText(double value);
 

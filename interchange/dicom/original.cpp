@@ -93,9 +93,9 @@ Original openOriginal(const OpenStream& open, const Description& picture, const 
         identifier(dataset, DCM_StudyInstanceUID), identifier(dataset, DCM_FrameOfReferenceUID)};
     const std::size_t lost = removeOwn(dataset, changes.moved);
     if (lost > 0)
-        original.notes.push_back(std::to_string(lost) +
-                                 " elements of the original are left out: private ones, tables of "
-                                 "grey values, what its pixels no longer fit");
+        original.notes.push_back("left out of the original: " + counted(lost, "element") +
+                                 ", private ones, tables of grey values, what its pixels no longer "
+                                 "fit");
     if (dataset.convertToUTF8().bad())
         throw Refusal("the original's texts are not in the character set that it names");
     return original;

@@ -8,6 +8,7 @@
 #include "dcmtk/dcmjpeg/djdecode.h"
 #include "dcmtk/dcmjpls/djdecode.h"
 #include "interchange/dicom/jpeg2000.h"
+#include "interchange/dicom/numbers.h"
 #include "interchange/helper_main.h"
 
 namespace lumo::interchange::dicom {
@@ -112,8 +113,8 @@ Bytes joinedFrame(DcmPixelSequence& sequence, const PixelDescription& pixels) {
                                                    : frameOffsets(sequence);
     const bool byOffset = offsets.size() == pixels.frames && pixels.frames > 1;
     if (pixels.frames > 1 && fragments != pixels.frames && !byOffset)
-        throw Refusal("its frames cannot be told apart: " + std::to_string(fragments) +
-                      " fragments for " + std::to_string(pixels.frames) + " frames");
+        throw Refusal("its frames cannot be told apart: " + counted(fragments, "fragment") +
+                      " for " + counted(pixels.frames, "frame"));
     const std::uint64_t begin = byOffset ? offsets[pixels.frame - 1] : 0;
     const std::uint64_t end =
         byOffset && pixels.frame < pixels.frames ? offsets[pixels.frame] : UINT64_MAX;
@@ -165,8 +166,7 @@ void requireWhole(DatasetFile& file, PixelDescription& pixels) {
         throw Refusal("ends early: " + std::to_string(there) + " of " + std::to_string(needed) +
                       " bytes of pixels");
     if (there > needed + needed % 2)
-        pixels.notes.push_back(std::to_string(there - needed) +
-                               " bytes follow the pixels; they are left out");
+        pixels.notes.push_back(counted(there - needed, "byte") + " behind the pixels left out");
 }
 
 void readFrame(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {

@@ -8,6 +8,7 @@
 #include "interchange/dicom/grey_scale.h"
 #include "interchange/dicom/history.h"
 #include "interchange/dicom/metadata.h"
+#include "interchange/dicom/numbers.h"
 #include "interchange/dicom/pitch.h"
 #include "interchange/dicom/pixels.h"
 #include "interchange/helper_main.h"
@@ -36,7 +37,7 @@ bool turned(const ReadOptions& options, const PixelDescription& pixels, Picture&
 }
 
 std::string leftOutNote(const Metadata& metadata) {
-    std::string note = "left out: " + std::to_string(metadata.leftOut) + " elements";
+    std::string note = "left out: " + counted(metadata.leftOut, "element");
     if (metadata.identifying > 0)
         note +=
             ", " + std::to_string(metadata.identifying) + " of them identifying; --keep takes more";

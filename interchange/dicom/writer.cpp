@@ -103,13 +103,11 @@ void Writer::takeEntries() {
     std::size_t moved = 0, stale = 0;
     for (const Entry& entry : picture_.entries) takeEntry(entry, moved, stale);
     if (moved > 0)
-        note(std::to_string(moved) +
-             " elements are left out, as the picture has been turned, cropped or binned: "
-             "orientation, field of view, shutter, collimator");
+        note("left out, as the picture has been turned, cropped or binned: " +
+             counted(moved, "element") + " of orientation, field of view, shutter, collimator");
     if (stale > 0)
-        note(std::to_string(stale) +
-             " elements are left out, as steps may have changed the grey values: window, rescale, "
-             "padding");
+        note("left out, as steps may have changed the grey values: " + counted(stale, "element") +
+             " of window, rescale, padding");
     takeSourceIdentifiers();
 }
 
@@ -195,6 +193,9 @@ void Writer::putGreyScale() {
     const std::string meaning =
         own.empty() && original_ ? valueOf(original_->technical, "PhotometricInterpretation") : own;
     put(dataset(), "PhotometricInterpretation", meaning == "MONOCHROME1" ? meaning : "MONOCHROME2");
+    const bool isRescaled = decimal(told("RescaleSlope")).value_or(1) != 1 ||
+                            decimal(told("RescaleIntercept")).value_or(0) != 0;
+    if (sop_->isDigital && isRescaled) note("left out: the rescale, which class DX has none of");
     if (options_.intensity) {
         put(dataset(), "PixelIntensityRelationship", options_.intensity->relationship);
         put(dataset(), "PixelIntensityRelationshipSign", options_.intensity->sign);
