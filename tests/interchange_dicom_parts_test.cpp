@@ -10,6 +10,7 @@
 #include "interchange/dicom/numbers.h"
 #include "interchange/dicom/pitch.h"
 #include "interchange/dicom/pixel_words.h"
+#include "interchange/dicom/rle.h"
 #include "interchange/dicom/written_spacing.h"
 #include "support/support.h"
 
@@ -86,6 +87,27 @@ TEST(DicomWords, TellsJunkFromSigns) {
     };
     for (Case c : cases)
         EXPECT_EQ(extractValues(&c.word, 1, c.layout), c.junk) << std::hex << c.word;
+}
+
+TEST(DicomRunLengths, GiveAllWordsOrNone) {
+    lumo::test::Bytes frame(64, 0);
+    frame[0] = 2;   // segments
+    frame[4] = 64;  // the high bytes: a run of three, nothing, two different ones
+    frame.insert(frame.end(), {254, 1, 128, 1, 2, 3});
+    frame[8] = 70;  // the low bytes: two different ones, then a run longer than needed
+    frame.insert(frame.end(), {1, 9, 8, 247, 7});
+    const std::vector<std::uint16_t> expected = {0x109, 0x108, 0x107, 0x207, 0x307};
+    std::vector<std::uint16_t> words(expected.size());
+    EXPECT_TRUE(decodeRle(frame, 2, words.data(), words.size()));
+    EXPECT_EQ(words, expected);
+    for (std::size_t size = 0; size < frame.size(); ++size)
+        EXPECT_FALSE(decodeRle({frame.data(), size}, 2, words.data(), words.size())) << size;
+    EXPECT_FALSE(decodeRle(frame, 1, words.data(), words.size())) << "of another kind";
+    for (const int wrong : {0, 63, 71, 200}) {
+        lumo::test::Bytes other = frame;
+        other[4] = std::uint8_t(wrong);  // where the first segment begins
+        EXPECT_FALSE(decodeRle(other, 2, words.data(), words.size())) << wrong;
+    }
 }
 
 std::string spacingIn(const std::map<std::string, std::string>& told, const char* keyword) {

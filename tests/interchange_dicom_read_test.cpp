@@ -182,6 +182,20 @@ TEST(DicomRead, Jpeg2000AsTheDetectorsValues) {
     EXPECT_EQ(entryOf(last, "DICOM", "LossyImageCompression"), "01");
 }
 
+TEST(DicomRead, RefusesFramesThatAreNotAllThere) {
+    constexpr std::pair<const char*, const char*> codings[] = {
+        {"1.2.840.10008.1.2.5", "its pixels (RLE) are damaged or end early"},
+        {"1.2.840.10008.1.2.4.70",
+         "its pixels (JPEG lossless, first-order prediction) are damaged or end early"},
+        {"1.2.840.10008.1.2.4.80", "its pixels (JPEG-LS lossless) are damaged or end early"}};
+    for (const auto& [syntax, expected] : codings) {
+        DicomBytes file(width, height);
+        file.syntax = syntax;
+        EXPECT_EQ(refusal(file.fragments({Bytes{}})), expected);
+        EXPECT_EQ(refusal(file.fragments({Bytes(90, 1)})), expected);
+    }
+}
+
 TEST(DicomRead, RefusesInItsOwnWords) {
     const auto with = [](std::uint32_t tag, int value) { return sample().word(tag, value); };
     DicomBytes htj2k = sample(), unknown = sample(), video = sample();
@@ -235,6 +249,9 @@ TEST(DicomRead, SaysWhereAFileEnds) {
         ASSERT_NE(reason, "accepted") << size;
         ASSERT_NE(reason, "") << size;
     }
+    Bytes followed = sample().bytes();
+    followed.insert(followed.end(), 6, 0xFF);
+    EXPECT_TRUE(says(readDicom(followed, Request()), "damaged behind its pixels"));
     Pixels longer = values(16);
     longer.resize(longer.size() + 5);
     EXPECT_TRUE(says(read(sample().pixels(longer)), "10 bytes behind the pixels left out"));

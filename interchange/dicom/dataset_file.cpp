@@ -34,9 +34,10 @@ const TransferSyntax* namedSyntax(const OpenStream& open) {
     return uid.empty() ? nullptr : &checkedSyntax(uid);
 }
 
-/// How many bytes of the pixels there are in a file that ends early.
-std::optional<std::uint64_t> pixelBytesBeforeEnd(const OpenStream& open, std::uint64_t end) {
+/// How many bytes there are from the pixels' beginning to the file's end.
+std::optional<std::uint64_t> bytesFromPixels(const OpenStream& open) {
     const std::unique_ptr<DcmInputStream> stream = open();
+    const auto end = static_cast<std::uint64_t>(stream->avail());
     DcmFileFormat format;
     format.transferInit();
     const OFCondition result =
@@ -54,18 +55,21 @@ DcmPixelData* pixelsOf(DcmItem& dataset) {
 }
 
 /// Reading has failed: what is left may do, if the pixels are whole.
-void judgeDamage(DatasetFile& file, const OpenStream& open, DcmInputStream& stream) {
+void judgeDamage(DatasetFile& file, const OpenStream& open) {
     constexpr char damaged[] = "damaged: its elements cannot be read";
     DcmPixelData* const pixels = pixelsOf(file.dataset());
-    if (pixels == nullptr) throw Refusal(damaged);
-    if (file.dataset().getElement(file.dataset().card() - 1) != pixels) {
+    const bool isDeflated =
+        file.syntax != nullptr && std::string_view(file.syntax->uid) == deflated;
+    if (pixels == nullptr || isDeflated) throw Refusal(damaged);
+    const bool isLast = file.dataset().getElement(file.dataset().card() - 1) == pixels;
+    const std::optional<std::uint64_t> there = bytesFromPixels(open);
+    if (isLast && !there) throw Refusal(damaged);
+    const bool isCoded = file.syntax != nullptr && file.syntax->coding != Coding::native;
+    const bool isShort = isCoded || (there && *there < pixels->getLength());
+    if (isLast && isShort)
+        file.pixelBytesBeforeEnd = there;
+    else
         file.damagedAfterPixels = true;
-        return;
-    }
-    if (!stream.eos()) throw Refusal(damaged);
-    const auto end = static_cast<std::uint64_t>(stream.tell());
-    file.pixelBytesBeforeEnd = pixelBytesBeforeEnd(open, end);
-    if (!file.pixelBytesBeforeEnd) throw Refusal(damaged);
 }
 
 }  // namespace
@@ -94,7 +98,7 @@ std::unique_ptr<DatasetFile> openDataset(const OpenStream& open) {
         file->format.read(*stream, EXS_Unknown, EGL_noChange, longestHeldInMemory);
     file->format.transferEnd();
     if (file->dataset().card() == 0) throw Refusal("no DICOM file: it holds no elements");
-    if (result.bad()) judgeDamage(*file, open, *stream);
+    if (result.bad()) judgeDamage(*file, open);
     if (file->syntax == nullptr)
         file->syntax = &checkedSyntax(DcmXfer(file->dataset().getOriginalXfer()).getXferID());
     return file;

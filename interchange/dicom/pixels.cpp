@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <vector>
 
-#include "dcmtk/dcmdata/dcrledrg.h"
 #include "dcmtk/dcmjpeg/djdecode.h"
 #include "dcmtk/dcmjpls/djdecode.h"
 #include "interchange/dicom/jpeg2000.h"
 #include "interchange/dicom/numbers.h"
+#include "interchange/dicom/rle.h"
 #include "interchange/helper_main.h"
 
 namespace lumo::interchange::dicom {
@@ -26,7 +26,6 @@ DcmPixelData& pixelData(DcmDataset& dataset) {
 }
 
 void registerDecoder(Coding coding) {
-    if (coding == Coding::rle) DcmRLEDecoderRegistration::registerCodecs();
     if (coding == Coding::jpeg) DJDecoderRegistration::registerCodecs();
     if (coding == Coding::jpegLs) DJLSDecoderRegistration::registerCodecs();
 }
@@ -64,6 +63,10 @@ void readNative(DatasetFile& file, const PixelDescription& pixels, std::uint16_t
     buffer.finish();
 }
 
+[[noreturn]] void refuseDamaged(const DatasetFile& file) {
+    throw Refusal(std::string("its pixels (") + file.syntax->name + ") are damaged or end early");
+}
+
 void decode(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
     registerDecoder(file.syntax->coding);
     FrameBuffer buffer(pixels, raster);
@@ -73,9 +76,7 @@ void decode(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) 
         pixelData(file.dataset())
             .getUncompressedFrame(&file.dataset(), pixels.frame - 1, firstFragment, buffer.place(),
                                   static_cast<Uint32>(buffer.size()), colourModel);
-    if (result.bad())
-        throw Refusal(std::string("its pixels (") + file.syntax->name +
-                      ") are damaged or end early");
+    if (result.bad()) refuseDamaged(file);
     buffer.finish();
 }
 
@@ -132,15 +133,25 @@ Bytes joinedFrame(DcmPixelSequence& sequence, const PixelDescription& pixels) {
     return joined;
 }
 
-void decodeStream(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
+DcmPixelSequence& fragmentsOf(DatasetFile& file) {
     DcmPixelSequence* sequence = nullptr;
     const OFCondition result =
         pixelData(file.dataset())
             .getEncapsulatedRepresentation(file.dataset().getOriginalXfer(), nullptr, sequence);
     if (result.bad() || sequence == nullptr || sequence->card() < 2)
         throw Refusal("its compressed pixels are not there");
-    const Jpeg2000Values values =
-        decodeJpeg2000(joinedFrame(*sequence, pixels), pixels.width, pixels.height, raster);
+    return *sequence;
+}
+
+void decodeRuns(DatasetFile& file, const PixelDescription& pixels, std::uint16_t* raster) {
+    const Bytes frame = joinedFrame(fragmentsOf(file), pixels);
+    const std::size_t bytesPerWord = pixels.allocated == 8 ? 1 : 2;
+    if (!decodeRle(frame, bytesPerWord, raster, pixels.count())) refuseDamaged(file);
+}
+
+void decodeStream(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
+    const Bytes stream = joinedFrame(fragmentsOf(file), pixels);
+    const Jpeg2000Values values = decodeJpeg2000(stream, pixels.width, pixels.height, raster);
     if (values.isSigned && !pixels.layout.isSigned)
         throw Refusal("the file contradicts itself: unsigned pixels in a signed JPEG 2000 stream");
     if (values.precision != pixels.layout.bits)
@@ -172,6 +183,8 @@ void requireWhole(DatasetFile& file, PixelDescription& pixels) {
 void readFrame(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
     if (file.syntax->coding == Coding::native)
         readNative(file, pixels, raster);
+    else if (file.syntax->coding == Coding::rle)
+        decodeRuns(file, pixels, raster);
     else if (file.syntax->coding == Coding::jpeg2000)
         decodeStream(file, pixels, raster);
     else

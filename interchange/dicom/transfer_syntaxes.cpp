@@ -12,7 +12,7 @@ constexpr TransferSyntax known[] = {
     {implicitLittleEndian, "implicit little-endian", Coding::native, false},
     {"1.2.840.10008.1.2.1", "explicit little-endian", Coding::native, false},
     {"1.2.840.10008.1.2.2", "explicit big-endian", Coding::native, false},
-    {"1.2.840.10008.1.2.1.99", "deflated explicit little-endian", Coding::native, false},
+    {deflated, "deflated explicit little-endian", Coding::native, false},
     {"1.2.840.10008.1.2.5", "RLE", Coding::rle, false},
     {"1.2.840.10008.1.2.4.51", "JPEG, 12 bits", Coding::jpeg, true},
     {"1.2.840.10008.1.2.4.57", "JPEG lossless", Coding::jpeg, false},

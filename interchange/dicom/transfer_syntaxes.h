@@ -22,5 +22,7 @@ struct TransferSyntax {
 
 /// Without a group that names it: implicit little-endian, unless the elements say otherwise.
 inline constexpr char implicitLittleEndian[] = "1.2.840.10008.1.2";
+/// Packed as a whole, so that no place in the file is a place among the elements.
+inline constexpr char deflated[] = "1.2.840.10008.1.2.1.99";
 
 }  // namespace lumo::interchange::dicom
