@@ -22,7 +22,8 @@ MAY_USE = {
     "dose": ["measure"],
     "quality": ["measure", "scripts"],
     "steps": ["scripts", "geometry", "calibration", "dose", "quality"],
-    "cli": ["include"],
+    "interchange": [],
+    "cli": ["include", "interchange"],
 }
 
 # Pattern, what is wrong with it, files in which it has its place.
