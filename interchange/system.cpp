@@ -2,6 +2,7 @@
 #include "interchange/system.h"
 
 #include <sys/prctl.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -123,6 +124,30 @@ void allowRaster(std::uint64_t bytes) {
 #ifndef LUMO_SANITIZED
     limit(RLIMIT_AS, addressSpaceFor(raster), addressSpaceFor(largestRaster));
 #endif
+}
+
+void fillRandomly(void* block, std::size_t size) {
+    if (getrandom(block, size, 0) != static_cast<ssize_t>(size))
+        throw std::system_error(errno, std::generic_category(), "getrandom");
+}
+
+std::tm localTimeNow() {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    return local;
+}
+
+ReplacedVariable::ReplacedVariable(const char* name, const char* value) : name_(name) {
+    if (const char* before = secure_getenv(name)) before_ = before;
+    setenv(name, value, 1);
+}
+
+ReplacedVariable::~ReplacedVariable() {
+    if (before_)
+        setenv(name_, before_->c_str(), 1);
+    else
+        unsetenv(name_);
 }
 
 }  // namespace lumo::interchange

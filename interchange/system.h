@@ -4,6 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
 
 namespace lumo::interchange {
 
@@ -16,6 +19,25 @@ void writeAll(int descriptor, const void* from, std::size_t count);
 void writeAt(int descriptor, const void* from, std::size_t count, std::uint64_t place);
 /// Throws std::system_error.
 [[nodiscard]] std::uint64_t fileSize(int descriptor);
+
+/// Fills a block with random bytes; throws std::system_error.
+void fillRandomly(void* block, std::size_t size);
+
+/// The present time where the helper runs.
+[[nodiscard]] std::tm localTimeNow();
+
+/// Gives an environment variable another value while it lives.
+class ReplacedVariable {
+public:
+    ReplacedVariable(const char* name, const char* value);
+    ~ReplacedVariable();
+    ReplacedVariable(const ReplacedVariable&) = delete;
+    ReplacedVariable& operator=(const ReplacedVariable&) = delete;
+
+private:
+    const char* name_;
+    std::optional<std::string> before_;
+};
 
 /// Whether files may be written.
 enum class Access { read, write };

@@ -1,13 +1,12 @@
 // The DICOM library's dictionary, filled from the tables of attributes.
 #include "interchange/dicom/dictionary.h"
 
-#include <cstdlib>
-#include <optional>
 #include <span>
 #include <string>
 
 #include "interchange/dicom/attributes.h"
 #include "interchange/dicom/dcmtk.h"
+#include "interchange/system.h"
 
 namespace lumo::interchange::dicom {
 
@@ -84,17 +83,9 @@ void add(DcmDataDictionary& dictionary, std::span<const Attribute> attributes) {
 
 /// The library's dictionary, locked, created with nothing in it.
 DcmDataDictionary& emptyDictionary() {
-    constexpr char pathVariable[] = DCM_DICT_ENVIRONMENT_VARIABLE;
-    const char* const value = std::getenv(pathVariable);
-    const std::optional<std::string> before =
-        value == nullptr ? std::nullopt : std::optional<std::string>(value);
-    setenv(pathVariable, "/dev/null", 1);  // or the first look-up would load the whole one
-    DcmDataDictionary& dictionary = dcmDataDict.wrlock();
-    if (before)
-        setenv(pathVariable, before->c_str(), 1);
-    else
-        unsetenv(pathVariable);
-    return dictionary;
+    // Or the first look-up would load the whole one.
+    const ReplacedVariable path(DCM_DICT_ENVIRONMENT_VARIABLE, "/dev/null");
+    return dcmDataDict.wrlock();
 }
 
 }  // namespace

@@ -1,13 +1,11 @@
 // Unique identifiers: making them, and whether a text is one.
 #include "interchange/dicom/identifiers.h"
 
-#include <sys/random.h>
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
-#include <system_error>
+
+#include "interchange/system.h"
 
 namespace lumo::interchange::dicom {
 
@@ -18,8 +16,7 @@ using Uuid = std::array<std::uint8_t, 16>;
 /// Of version 4: all random but six bits.
 Uuid randomUuid() {
     Uuid uuid{};
-    if (getrandom(uuid.data(), uuid.size(), 0) != static_cast<ssize_t>(uuid.size()))
-        throw std::system_error(errno, std::generic_category(), "getrandom");
+    fillRandomly(uuid.data(), uuid.size());
     uuid[6] = static_cast<std::uint8_t>((uuid[6] & 0x0F) | 0x40);
     uuid[8] = static_cast<std::uint8_t>((uuid[8] & 0x3F) | 0x80);
     return uuid;

@@ -9,6 +9,7 @@
 #include "interchange/dicom/element_writer.h"
 #include "interchange/dicom/pitch.h"
 #include "interchange/helper_main.h"
+#include "interchange/system.h"
 
 namespace lumo::interchange::dicom {
 
@@ -75,9 +76,7 @@ void putDigital(DcmItem& dataset, const SopClass& sop, bool smallIsBright, int b
 }
 
 void putTimeOfWriting(DcmItem& dataset) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
+    const std::tm local = localTimeNow();
     char date[16], time[16];
     std::strftime(date, sizeof date, "%Y%m%d", &local);
     std::strftime(time, sizeof time, "%H%M%S", &local);
