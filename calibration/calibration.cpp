@@ -9,28 +9,29 @@
 #include "calibration/gain_table.h"
 #include "calibration/smooth_mean.h"
 #include "frame/call_frame.h"
-#include "frame/file.h"
 #include "frame/history.h"
 #include "frame/ini2.h"
+#include "frame/written_file.h"
 #include "image/map_pixels.h"
 #include "image/view.h"
 #include "lumo_legacy.h"
+#include "platform/file.h"
+#include "platform/huge_pages.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {
 
-/// Rows of gain codes that are read or written at once.
+/// Rows of gain codes in memory. Raises -8.
 class CodeRows {
 public:
-    CodeRows(int width, int height)
+    CodeRows(int width, int rows)
         : width_(static_cast<std::size_t>(width)),
-          rows_(std::clamp(static_cast<int>(blockCodes / std::max(width, 1)), 1,
-                           std::max(height, 1))),
           codes_(
-              static_cast<std::uint16_t*>(std::malloc(std::max(bytesOf(rows_), std::size_t{1})))) {
+              static_cast<std::uint16_t*>(std::malloc(std::max(bytesOf(rows), std::size_t{1})))) {
         if (!codes_) raise(LumoErrorMemory);
+        preferHugePages(codes_.get(), bytesOf(rows));
     }
-    [[nodiscard]] int rows() const { return rows_; }
     [[nodiscard]] std::uint16_t* row(int index) const {
         return codes_.get() + static_cast<std::size_t>(index) * width_;
     }
@@ -39,11 +40,15 @@ public:
     }
 
 private:
-    static constexpr int blockCodes = 1 << 17;  // 256 KiB: large transfers that stay in the cache
     std::size_t width_;
-    int rows_;
     MallocPtr<std::uint16_t> codes_;
 };
+
+/// Rows of such a table that are written at once: large transfers that stay in the cache.
+int rowsAtOnce(int width, int height) {
+    constexpr int blockCodes = 1 << 17;  // 256 KiB
+    return std::clamp(blockCodes / std::max(width, 1), 1, std::max(height, 1));
+}
 
 bool hasRaster(const lmImage* image) {
     return image != nullptr && image->data != nullptr && image->width != 0 && image->height != 0;
@@ -77,13 +82,15 @@ private:
     std::vector<std::uint16_t> table_;
 };
 
-bool writeTable(std::FILE* file, Source reference, const GainCoder& coder, const CodeRows& codes) {
-    for (int y = 0; y < reference.height; y += codes.rows()) {
-        const int rows = std::min(codes.rows(), reference.height - y);
+int writeTable(std::FILE* file, Source reference, const GainCoder& coder, const CodeRows& codes) {
+    const int most = rowsAtOnce(reference.width, reference.height);
+    for (int y = 0; y < reference.height; y += most) {
+        const int rows = std::min(most, reference.height - y);
         coder.encode(reference.row(y), codes.row(0), rows * reference.width);
-        if (!writeBytes(file, codes.row(0), codes.bytesOf(rows))) return false;
+        const int code = writeBlock(file, codes.row(0), codes.bytesOf(rows));
+        if (code != LumoOk) return code;
     }
-    return true;
+    return LumoOk;
 }
 
 void createCalibration(lmImage* reference, std::uint16_t smoothWidth, std::uint16_t smoothHeight,
@@ -91,7 +98,7 @@ void createCalibration(lmImage* reference, std::uint16_t smoothWidth, std::uint1
     if (minPercent >= 100 || maxPercent <= 100) raise(LumoErrorParameter);
     if (!hasRaster(reference)) raise(LumoErrorImage);
     const Source raster = asSource(viewOf(*reference));
-    const CodeRows codes(raster.width, raster.height);
+    const CodeRows codes(raster.width, rowsAtOnce(raster.width, raster.height));
     GainCoder coder(raster.count());
     Smooth_Mean({reference->width, reference->height, reference->data}, smoothWidth, smoothHeight);
     FilePtr file = openFile(fileName, "wb");
@@ -105,9 +112,10 @@ void createCalibration(lmImage* reference, std::uint16_t smoothWidth, std::uint1
     header.maxPercent = maxPercent;
     const auto bytes = header.bytes();
     coder.prepare(centralMean(raster), {minPercent, maxPercent});
-    const bool written = writeBytes(file.get(), bytes.data(), bytes.size()) &&
-                         writeTable(file.get(), raster, coder, codes);
-    if (!closeWritten(std::move(file)) || !written) raise(LumoErrorWrite);
+    raiseFailure(writeAndClose(std::move(file), [&](std::FILE* to) {
+        const int code = writeBlock(to, bytes.data(), bytes.size());
+        return code == LumoOk ? writeTable(to, raster, coder, codes) : code;
+    }));
 }
 
 /// Reads the header and positions the file at a table that it holds whole.
@@ -137,17 +145,13 @@ void calibrate(lmImage* image, const char* fileName) {
     const int columns = std::min(image->width, header.width);
     const int rows = columns > 0 ? std::min(image->height, header.height) : 0;
     const CodeRows codes(header.width, rows);
-    // The history is what may still lack memory, so it comes before the pixels.
+    // A read may fail anywhere, and the history may lack memory: pixels come last.
+    if (readBytes(file.get(), codes.row(0), codes.bytesOf(rows)) != codes.bytesOf(rows))
+        raise(LumoErrorFile);
     recordCalibration(*image, fileName);
     const Target raster = viewOf(*image);
-    for (int y = 0; y < rows; y += codes.rows()) {
-        const int count = std::min(codes.rows(), rows - y);
-        if (readBytes(file.get(), codes.row(0), codes.bytesOf(count)) != codes.bytesOf(count))
-            raise(LumoErrorFile);
-        for (int r = 0; r < count; ++r)
-            applyGains(raster.row(y + r), {header.minPercent, header.maxPercent}, codes.row(r),
-                       columns);
-    }
+    for (int y = 0; y < rows; ++y)
+        applyGains(raster.row(y), {header.minPercent, header.maxPercent}, codes.row(y), columns);
 }
 
 }  // namespace

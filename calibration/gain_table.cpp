@@ -3,9 +3,9 @@
 #include "calibration/gain_table.h"
 
 #include "frame/bytes.h"
-#include "frame/file.h"
 #include "image/pixel.h"
 #include "platform/cpu_level.h"
+#include "platform/file.h"
 #include "platform/prefetch.h"
 
 namespace lumo {

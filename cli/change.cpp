@@ -17,7 +17,7 @@ constexpr std::uint64_t largestPitch = 1'000'000'000;  // nanometres: PNG's one 
 
 /// Rewrites an entry that the metadata holds.
 void renew(lmImage* image, const char* key, std::uint32_t value, const std::string& file) {
-    if (metaValue(image, section, key).empty()) return;
+    if (metaValue(image, section, key, file).empty()) return;
     check(LumoSetMetaEntry(image, section, key, std::to_string(value).c_str()), file);
 }
 

@@ -10,7 +10,8 @@ namespace lumo::cli {
 
 constexpr const char filterStepPrefix[] = "filter ";
 
-/// The steps by their numbers, which may have gaps.
-[[nodiscard]] std::map<unsigned long, std::string> readHistory(lmImage* image);
+/// The steps by their numbers, which may have gaps. `file` is only named in errors.
+[[nodiscard]] std::map<unsigned long, std::string> readHistory(lmImage* image,
+                                                               const std::string& file);
 
 }  // namespace lumo::cli

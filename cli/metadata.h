@@ -1,8 +1,8 @@
-// An image's metadata as sections and entries, got through the library's own accessors.
+// An image's metadata as sections and entries, got through the library's own accessors. Failures
+// become errors that name the file.
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "lumo.h"
@@ -15,13 +15,13 @@ struct MetaEntry {
 
 /// The entries in their order, those of a section together, each key once. The extended header is
 /// left out: its section need not hold entries at all.
-[[nodiscard]] std::vector<MetaEntry> readMetadata(lmImage* image);
+[[nodiscard]] std::vector<MetaEntry> readMetadata(lmImage* image, const std::string& file);
 
-/// One entry's value; empty if it is missing.
+/// One entry's value, at most 1023 characters; empty if it is missing.
 [[nodiscard]] std::string metaValue(lmImage* image, const std::string& section,
-                                    const std::string& key);
+                                    const std::string& key, const std::string& file);
 
 /// The extended header block of an XYZ image; empty without one.
-[[nodiscard]] std::string extendedHeader(lmImage* image);
+[[nodiscard]] std::string extendedHeader(lmImage* image, const std::string& file);
 
 }  // namespace lumo::cli

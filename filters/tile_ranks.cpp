@@ -1,4 +1,4 @@
-// Ranks of a tile's pixels among the grey values that occur in it.
+// Values that occur are marked, numbered in order, and looked up for each pixel.
 #include "filters/tile_ranks.h"
 
 #include <algorithm>

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "frame/file.h"
 #include "image/view.h"
 
 namespace lumo {

@@ -1,4 +1,4 @@
-// The processing history.
+// Steps are numbered after the highest that the section holds.
 #include "frame/history.h"
 
 #include <cstdio>

@@ -13,16 +13,11 @@
 #include <string_view>
 
 #include "frame/ini2_document.h"
-#include "frame/ini2_text.h"
 
 namespace {
 
 constexpr int missing = 1;
 constexpr std::size_t valueSize = 1024;  // of every caller's buffer, the zero counted
-
-struct Free {
-    void operator()(char* block) const { std::free(block); }
-};
 
 /// At most `length` bytes, up to the first zero.
 std::string_view bounded(const char* text, int length) {
@@ -45,12 +40,8 @@ std::from_chars_result readNumber(std::string_view text, Number& number) {
 }  // namespace
 
 struct ini2::Impl {
-    Impl(std::string_view source, char** boundText, int* boundSize)
-        : text(boundText),
-          size(boundSize),
-          document(source),
-          viewed(boundText ? *boundText : nullptr) {}
-    explicit Impl(std::string_view source) : copy(source), document(copy) {}
+    explicit Impl(std::string_view source, char** boundText = nullptr, int* boundSize = nullptr)
+        : document(source), text(boundText), size(boundSize) {}
 
     /// A failure leaves a bound text alone from then on.
     template <class Body>
@@ -76,11 +67,8 @@ struct ini2::Impl {
     int read(const char* section, const char* key, Reader&& reader) {
         if (!section || !key) return missing;
         return attempt([&] {
-            std::string lineScratch, scratch;
-            lumo::ini::Entry entry;
-            const std::string_view line = document.findLine(section, key);
-            if (!lumo::ini::readEntry(line, lineScratch, entry)) return missing;
-            return reader(lumo::ini::plain(entry.value, scratch));
+            const std::optional<std::string> value = document.value(section, key);
+            return value ? reader(std::string_view(*value)) : missing;
         });
     }
 
@@ -92,23 +80,16 @@ struct ini2::Impl {
         });
     }
 
-    void writeBack();
-
     std::string& wholeText() {
-        if (!rendered) {
-            std::string whole(document.size(), '\0');
-            document.copyTo(whole.data());
-            rendered = std::move(whole);
-        }
+        if (!rendered) rendered = document.text();
         return *rendered;
     }
 
-    std::string copy;
-    char** text = nullptr;
-    int* size = nullptr;
+    void writeBack();
+
     lumo::ini::Document document;
-    const char* viewed = nullptr;          // the caller's first text: the document refers to it
-    std::unique_ptr<char, Free> outlived;  // that text, once it has been replaced
+    char** text;  // the caller's, null for a store that is not bound
+    int* size;
     std::optional<std::string> rendered;
     bool changed = false;
     bool abandoned = false;
@@ -116,19 +97,14 @@ struct ini2::Impl {
 
 void ini2::Impl::writeBack() {
     if (!text || !changed || abandoned) return;
-    const std::size_t length = document.size();
-    if (length >= INT_MAX) throw std::bad_alloc();
-    char* const block = static_cast<char*>(std::malloc(length + 1));
+    const std::string& whole = wholeText();
+    if (whole.size() >= INT_MAX) throw std::bad_alloc();
+    char* const block = static_cast<char*>(std::malloc(whole.size() + 1));
     if (!block) throw std::bad_alloc();
-    document.copyTo(block);
-    block[length] = '\0';
-    if (*text == viewed) {
-        outlived.reset(*text);
-    } else {
-        std::free(*text);
-    }
+    std::memcpy(block, whole.c_str(), whole.size() + 1);
+    std::free(*text);
     *text = block;
-    if (size) *size = static_cast<int>(length + 1);
+    if (size) *size = static_cast<int>(whole.size() + 1);
     changed = false;
 }
 
@@ -143,7 +119,7 @@ ini2::ini2(const char* text, int length) : impl_(std::make_unique<Impl>(bounded(
 ini2::~ini2() {
     try {
         finish();
-    } catch (...) {  // the caller's text is as it was; finish() would have told
+    } catch (...) {  // the caller's text is as it was; finish() would have said so
     }
 }
 
@@ -192,7 +168,7 @@ int ini2::get(const char* section, const char* key, double* value, double fallba
     });
 }
 
-int ini2::get(const char* section, char* body, int* size) {
+int ini2::getBody(const char* section, char* body, int* size) {
     if (!size) return missing;
     return impl_->attempt([&] {
         const std::string bytes = section ? impl_->document.body(section) : std::string();
@@ -220,7 +196,7 @@ int ini2::set(const char* section, const char* key, double value, const char* co
     return impl_->write(section, key, {text, static_cast<std::size_t>(end - text)}, comment);
 }
 
-int ini2::set(const char* section, const char* body, int length, const char* comment) {
+int ini2::setBody(const char* section, const char* body, int length, const char* comment) {
     if (!section) return missing;
     const std::size_t count = body && length > 0 ? static_cast<std::size_t>(length) : 0;
     return impl_->change([&] {

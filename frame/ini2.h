@@ -43,18 +43,20 @@ public:
     /// of bytes needed, otherwise at most `*size` bytes are copied, without a terminating zero, and
     /// `*size` becomes their count. A missing section has the size 0. Non-zero only for a null
     /// size.
-    int get(const char* section, char* body, int* size);
+    int getBody(const char* section, char* body, int* size);
 
     /// Creates or replaces an entry in its place, and the section if it is new. A comment becomes a
     /// line of its own before the entry; null leaves the one that is there. A null value is empty.
     int set(const char* section, const char* key, const char* value, const char* comment);
-    /// Beware: a number of type int would choose the whole-section set below.
     int set(const char* section, const char* key, long value, const char* comment);
+    int set(const char* section, const char* key, int value, const char* comment) {
+        return set(section, key, long{value}, comment);
+    }
     /// The shortest text that reads back as the same number, whatever the locale.
     int set(const char* section, const char* key, double value, const char* comment);
-    /// Replaces a section's whole body by any bytes, which get() gives back one for one; lines that
-    /// are entries can be read by key. A length of 0 or less makes an empty section.
-    int set(const char* section, const char* body, int length, const char* comment);
+    /// Replaces a section's whole body by any bytes, which getBody() gives back one for one; lines
+    /// that are entries can be read by key. A length of 0 or less makes an empty section.
+    int setBody(const char* section, const char* body, int length, const char* comment);
     /// Merges another store into this one: its entries replace those of the same section and key or
     /// are appended, with their comments; its other lines are kept unless the section has them.
     int set(ini2& other);

@@ -1,83 +1,73 @@
-// Sections and entries of the settings store's text: questions, changes, the text as a whole.
+// A settings text taken apart: sections and pieces, questions about entries and changes of them.
 #include "frame/ini2_document.h"
 
+#include <charconv>
+#include <climits>
 #include <cstring>
-#include <functional>
+#include <utility>
 
 #include "frame/ini2_text.h"
 
 namespace lumo::ini {
 namespace {
 
-constexpr std::uint32_t walksBeforeTree = 16;
+constexpr std::uint32_t walksBeforeIndex = 16;
 
-std::vector<Piece> piecesOf(std::string_view text) {
-    std::vector<Piece> pieces;
-    std::string scratch;
-    Entry entry;
-    const char* begin = text.data();  // of the piece that grows
-    const char* comment = nullptr;    // the line before, if it is an own comment
-    const auto add = [&](const char* end, std::size_t at) {
-        if (begin != end) pieces.push_back({{begin, static_cast<std::size_t>(end - begin)}, at});
-        begin = end;
-    };
-    std::string_view line;
-    for (Lines lines(text); lines.next(line);) {
-        if (readEntry(line, scratch, entry)) {
-            const char* const start = comment ? comment : line.data();
-            add(start, Piece::noEntry);
-            add(line.data() + line.size(), static_cast<std::size_t>(line.data() - start));
-        }
-        comment = line.starts_with(commentMark) ? line.data() : nullptr;
-    }
-    add(text.data() + text.size(), Piece::noEntry);
-    return pieces;
+/// Lines behind lines: a last line without line end needs one once something follows it.
+void join(std::string& text, std::string_view lines) {
+    if (lines.empty()) return;
+    if (!text.empty() && text.back() != '\n') text.push_back('\n');
+    text.append(lines);
 }
 
-/// Names and keys live in the text itself unless they had to be decoded.
-bool isPartOf(std::string_view text, std::string_view part) {
-    const std::less_equal<const char*> notAfter;
-    return notAfter(text.data(), part.data()) &&
-           notAfter(part.data() + part.size(), text.data() + text.size());
+void joinPieces(std::string& text, const Block& block) {
+    for (const Piece& piece : block.pieces) join(text, piece.text);
 }
 
-Piece* walkPieces(Block& block, std::string_view key) {
-    if (!block.content) return nullptr;
-    for (Piece& piece : block.content->pieces)
-        if (piece.isEntry() && mayBegin(piece.line(), key) && !findEntry(piece.line(), key).empty())
-            return &piece;
-    return nullptr;
+void link(Section& section, Block& block) {
+    (section.last ? section.last->next : section.first) = &block;
+    section.last = &block;
+    block.section = &section;
+    section.isRead &= block.pieces.empty();
 }
 
 }  // namespace
 
-Content& contentOf(Block& block) {
-    if (!block.content) block.content = std::make_unique<Content>();
-    return *block.content;
+std::string linesOf(const Block& block) {
+    std::string text;
+    joinPieces(text, block);
+    return text;
 }
 
-Document::Document(std::string_view source) : source_(source) {
-    constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
-    std::size_t at = 0;
-    while (source.substr(at).starts_with(utf8Mark)) at += utf8Mark.size();
-    byteOrderMark_ = source.substr(0, at);
-    source_.remove_prefix(at);
+void addUnread(Block& block, std::string_view lines) {
+    if (lines.empty()) return;
+    block.pieces.push_back({lines, {}, 0, Piece::unread});
+    if (block.section) block.section->isRead = false;
 }
 
-void Document::split() {
-    if (!blocks_.empty()) return;
-    Header header = findHeader(source_, 0);
-    std::deque<Block> blocks(1);
-    blocks[0].unread = source_.substr(0, header.at);
-    while (header.at < source_.size()) {
-        Block& block = blocks.emplace_back();
-        block.header = firstLine(source_.substr(header.at));
-        const std::size_t begin = header.at + block.header.size();
-        header = findHeader(source_, begin);
-        block.unread = source_.substr(begin, header.at - begin);
-        block.order = static_cast<std::uint32_t>(blocks.size() - 1);
+std::string valueOf(const Piece& piece) {
+    std::string lineScratch, scratch;
+    Entry entry;
+    readEntry(piece.line(), lineScratch, entry);
+    return std::string(plain(entry.value, scratch));
+}
+
+Document::Document(std::string_view text)
+    : source_(text), arena_(text.size() + 1024, std::pmr::new_delete_resource()) {
+    text = source_;
+    byteOrderMark_ = text.substr(0, byteOrderMarks(text));
+    text.remove_prefix(byteOrderMark_.size());
+    SectionHeader header = findHeader(text, 0);
+    Block& preamble = blocks_.emplace_back(&arena_);
+    link(sections_.emplace_back(), preamble);
+    addUnread(preamble, text.substr(0, header.at));
+    std::string scratch;
+    while (header.at < text.size()) {
+        const SectionHeader next = findHeader(text, header.at + header.line.size());
+        const std::string_view block = text.substr(header.at, next.at - header.at);
+        addBlock(plain(header.name, scratch), header.line, block.substr(header.line.size()));
+        header = next;
     }
-    blocks_.swap(blocks);
 }
 
 std::string_view Document::keep(std::string_view text) {
@@ -99,165 +89,195 @@ std::string_view Document::ended(std::string_view line) {
     return keep(text);
 }
 
-Section Document::find(std::string_view name) {
-    if (sections_) {
-        const auto at = sections_->find(name);
-        return at == sections_->end() ? Section{} : at->second;
-    }
-    split();
-    const bool plantTree = ++walks_ > walksBeforeTree;
-    std::map<std::string_view, Section> tree;
-    Section found;
-    std::string scratch;
-    for (Block& block : blocks_) {
-        if (block.header.empty()) continue;
-        const std::string_view other = plain(findHeader(block.header, 0).name, scratch);
-        if (other == name) found.link(block);
-        if (plantTree) tree[isPartOf(block.header, other) ? other : keep(other)].link(block);
-    }
-    if (plantTree) sections_ = std::move(tree);
-    return found;
+Section* Document::find(std::string_view name) {
+    const auto at = names_.find(name);
+    return at == names_.end() ? nullptr : at->second;
 }
 
-Section Document::addBlock(std::string_view name, std::string_view header) {
-    // It grows without a header: whatever fails before it has one, nobody sees the block.
-    Block& block = blocks_.emplace_back();
-    block.order = static_cast<std::uint32_t>(blocks_.size() - 1);
-    Section section;
-    if (sections_) {
-        const auto at = sections_->find(name);
-        Section& known = at != sections_->end() ? at->second : (*sections_)[keep(name)];
-        known.link(block);
-        section = known;
-    } else {
-        section.link(block);
-    }
+/// Views header and lines, which must stay. Nobody sees the block before it has its section.
+void Document::addBlock(std::string_view name, std::string_view header, std::string_view lines) {
+    Block& block = blocks_.emplace_back(&arena_);
     block.header = header;
-    return section;
+    addUnread(block, lines);
+    Section* section = find(name);
+    if (!section) {
+        section = &sections_.emplace_back();
+        section->number = sections_.size() - 1;
+        section->name = keep(name);
+        names_.emplace(section->name, section);
+    }
+    link(*section, block);
 }
 
-void Document::parse(Block& block) {
-    if (block.unread.empty()) return;
-    std::vector<Piece> pieces = piecesOf(block.unread);
-    Content& content = contentOf(block);
-    pieces.insert(pieces.end(), content.pieces.begin(), content.pieces.end());
-    content.pieces.swap(pieces);
-    block.unread = {};
-}
-
-/// Null as long as walking is cheaper.
-EntryTree* Document::entriesOf(Section section) {
-    Block& first = *section.first;
-    if (first.content && first.content->entries) return first.content->entries.get();
-    if (++first.walks <= walksBeforeTree) return nullptr;
-    auto tree = std::make_unique<EntryTree>();
+/// Takes lines apart; the pieces view them.
+std::pmr::list<Piece> Document::piecesOf(std::string_view text) {
+    std::pmr::list<Piece> pieces(&arena_);
     std::string lineScratch, scratch;
     Entry entry;
-    for (Block* block = section.first; block; block = block->next) {
-        parse(*block);
-        const std::vector<Piece>& pieces = contentOf(*block).pieces;
-        for (std::size_t i = 0; i < pieces.size(); ++i) {
-            if (!pieces[i].isEntry() || !readEntry(pieces[i].line(), lineScratch, entry)) continue;
-            const std::string_view key = plain(entry.key, scratch);
-            tree->emplace(isPartOf(pieces[i].text, key) ? key : keep(key), Place{block, i});
+    const char* begin = text.data();  // of the piece that grows
+    const char* comment = nullptr;    // the line before, if it is an own comment
+    const auto add = [&](const char* end, Piece::Kind kind) {
+        if (begin != end)
+            pieces.push_back({{begin, static_cast<std::size_t>(end - begin)}, {}, 0, kind});
+        begin = end;
+    };
+    std::string_view line;
+    for (Lines lines(text); lines.next(line);) {
+        if (readEntry(line, lineScratch, entry)) {
+            add(comment ? comment : line.data(), Piece::lines);
+            add(line.data() + line.size(), Piece::entry);
+            Piece& piece = pieces.back();
+            const bool isEscaped = line.starts_with(lineMark) || entry.key.starts_with(mark);
+            piece.key = isEscaped ? keep(plain(entry.key, scratch)) : entry.key;
+            piece.begin = piece.text.size() - line.size();
         }
+        comment = line.starts_with(commentMark) ? line.data() : nullptr;
     }
-    first.content->entries = std::move(tree);
-    return first.content->entries.get();
+    add(text.data() + text.size(), Piece::lines);
+    return pieces;
 }
 
-Piece* Document::findPiece(Section section, std::string_view key) {
-    if (EntryTree* tree = entriesOf(section)) {
-        const auto at = tree->lower_bound(key);  // find() may give any of several
-        const bool found = at != tree->end() && at->first == key;
-        return found ? &at->second.block->content->pieces[at->second.piece] : nullptr;
+void Document::read(Section& section) {
+    if (section.isRead) return;
+    for (Block* block = section.first; block; block = block->next)
+        for (auto at = block->pieces.begin(); at != block->pieces.end();) {
+            const auto piece = at++;
+            if (piece->kind != Piece::unread) continue;
+            block->pieces.splice(piece, piecesOf(piece->text));
+            block->pieces.erase(piece);
+        }
+    section.isRead = true;
+}
+
+void Document::makeIndex(Section& section) {
+    std::multimap<std::string_view, Piece*> index;
+    for (Block* block = section.first; block; block = block->next)
+        for (Piece& piece : block->pieces)
+            if (piece.kind == Piece::entry) index.emplace(piece.key, &piece);
+    section.index = std::move(index);
+}
+
+/// Of several entries with this key the first.
+Piece* Document::find(Section& section, std::string_view key) {
+    read(section);
+    if (!section.index && ++section.walks > walksBeforeIndex) makeIndex(section);
+    if (section.index) {
+        const auto at = section.index->lower_bound(key);  // find() may give any of several
+        return at != section.index->end() && at->first == key ? at->second : nullptr;
     }
-    for (Block* block = section.first; block; block = block->next) {
-        if (!findEntry(block->unread, key).empty()) parse(*block);
-        if (Piece* piece = walkPieces(*block, key)) return piece;
-    }
+    for (Block* block = section.first; block; block = block->next)
+        for (Piece& piece : block->pieces)
+            if (piece.kind == Piece::entry && piece.key == key) return &piece;
     return nullptr;
 }
 
-std::string_view Document::findLine(std::string_view section, std::string_view key) {
-    if (blocks_.empty() && ++walks_ <= walksBeforeTree) return findEntry(source_, section, key);
-    const Section found = find(section);
-    if (!found) return {};
-    if (entriesOf(found)) {
-        const Piece* piece = findPiece(found, key);
-        return piece ? piece->line() : std::string_view{};
-    }
-    for (Block* block = found.first; block; block = block->next) {
-        const std::string_view line = findEntry(block->unread, key);
-        if (!line.empty()) return line;
-        if (const Piece* piece = walkPieces(*block, key)) return piece->line();
-    }
-    return {};
+std::optional<std::string> Document::value(std::string_view section, std::string_view key) {
+    Section* const found = find(section);
+    const Piece* const piece = found ? find(*found, key) : nullptr;
+    if (!piece) return std::nullopt;
+    return valueOf(*piece);
 }
 
 void Document::setEntry(std::string_view section, std::string_view key, std::string_view value,
                         const char* comment) {
-    Section found = find(section);
-    if (!found) found = addBlock(section, keep(headerLine(section, nullptr)));
-    Piece* old = findPiece(found, key);
+    if (!find(section)) addBlock(section, keep(headerLine(section, nullptr)), {});
+    Section& found = *find(section);
+    Piece* const old = find(found, key);
     const std::string own = comment ? commentLine(comment) : std::string(old ? old->comment() : "");
     store(found, key, old, own, entryLine(key, value));
 }
 
 /// Puts an entry into the place of the old one, or behind everything if there is none.
-void Document::store(Section section, std::string_view key, Piece* old, std::string_view comment,
+void Document::store(Section& section, std::string_view key, Piece* old, std::string_view comment,
                      std::string_view line) {
-    const Piece piece{keep(std::string(comment).append(line)), comment.size()};
-    if (old) {
-        *old = piece;
-        return;
+    const std::string_view text = keep(std::string(comment).append(line));
+    const Piece piece{text, old ? old->key : keep(key), comment.size(), Piece::entry};
+    if (!old) {
+        old = &append(section);
+        if (section.index) section.index->emplace(piece.key, old);
     }
-    Piece& added = append(section);
-    EntryTree* const tree = contentOf(*section.first).entries.get();
-    const Place place{section.last, contentOf(*section.last).pieces.size() - 1};
-    if (tree) tree->emplace(keep(key), place);
-    added = piece;
+    *old = piece;
 }
 
-/// A new last piece, empty until somebody fills it.
-Piece& Document::append(Section section) {
-    endLastLine(*section.last);
-    return contentOf(*section.last).pieces.emplace_back();
-}
-
-/// A last line that was set without a line end gets one, so that another can follow.
-void Document::endLastLine(Block& block) {
-    std::vector<Piece>& pieces = contentOf(block).pieces;
+/// A new last piece, empty until somebody fills it. A last line that was set without a line end
+/// gets one, so that another can follow.
+Piece& Document::append(Section& section) {
+    std::pmr::list<Piece>& pieces = section.last->pieces;
     while (!pieces.empty() && pieces.back().text.empty()) pieces.pop_back();
-    const std::string_view text = pieces.empty() ? block.unread : pieces.back().text;
-    const std::string_view inside = withoutEnd(text);
-    if (!inside.ends_with('%')) return;
-    const std::string_view line = text.substr(inside.rfind('\n') + 1);
-    if (!isOpenLine(line)) return;
-    if (pieces.empty()) {
-        parse(block);
-        return endLastLine(block);
+    std::string_view& last = pieces.empty() ? section.last->header : pieces.back().text;
+    const std::string_view inside = withoutEnd(last);
+    const std::string_view line = last.substr(inside.rfind('\n') + 1);
+    if (isOpenLine(line)) {
+        const std::string_view before = last.substr(0, last.size() - line.size());
+        last = keep(std::string(before).append(ended(line)));
     }
-    const std::string_view closed = ended(line);
-    if (pieces.back().isEntry()) {
-        const std::string_view comment = pieces.back().comment();
-        pieces.back().text = keep(std::string(comment).append(closed));
-    } else {
-        pieces.push_back({closed});
-        pieces.end()[-2].text.remove_suffix(line.size());
-    }
+    return pieces.emplace_back();
 }
 
 bool Document::removeEntry(std::string_view section, std::string_view key) {
-    const Section found = find(section);
+    Section* const found = find(section);
     bool removed = false;
-    while (Piece* piece = found ? findPiece(found, key) : nullptr) {
-        const Content* first = found.first->content.get();
-        if (first && first->entries) first->entries->erase(first->entries->lower_bound(key));
+    while (Piece* const piece = found ? find(*found, key) : nullptr) {
+        if (found->index) found->index->erase(found->index->lower_bound(key));
         *piece = {};
         removed = true;
     }
     return removed;
+}
+
+std::optional<int> Document::maxIndex(std::string_view section, std::string_view prefix) {
+    Section* const found = find(section);
+    if (!found) return std::nullopt;
+    read(*found);
+    std::optional<int> largest;
+    for (Block* block = found->first; block; block = block->next)
+        for (const Piece& piece : block->pieces) {
+            if (piece.kind != Piece::entry || !piece.key.starts_with(prefix)) continue;
+            const std::string_view number = piece.key.substr(prefix.size());
+            if (number.find_first_not_of("0123456789") != number.npos) continue;
+            int index = 0;
+            const char* const end = number.data() + number.size();
+            const bool fits = std::from_chars(number.data(), end, index).ec == std::errc{};
+            if (fits && index < INT_MAX && index >= largest.value_or(0)) largest = index;
+        }
+    return largest;
+}
+
+std::string Document::body(std::string_view section) {
+    Section* const found = find(section);
+    std::string text;
+    for (Block* block = found ? found->first : nullptr; block; block = block->next)
+        joinPieces(text, *block);
+    return decodeBody(text);
+}
+
+void Document::setBody(std::string_view section, std::string_view bytes, const char* comment) {
+    const std::string_view lines = keep(encodeBody(bytes));
+    Section* const found = find(section);
+    if (!found) return addBlock(section, keep(headerLine(section, comment)), lines);
+    Block body(&arena_);
+    addUnread(body, lines);
+    body.header = comment ? keep(headerLine(section, comment)) : found->first->header;
+    Block* const first = found->first;
+    for (Block* block = first; block; block = std::exchange(block->next, nullptr)) {
+        block->section = nullptr;
+        block->pieces.clear();
+    }
+    first->pieces.swap(body.pieces);
+    first->header = body.header;
+    *found = {.name = found->name, .number = found->number};
+    link(*found, *first);
+}
+
+std::string Document::text() const {
+    std::string text;
+    text.reserve(source_.size() + 256);  // room for what one change adds
+    for (const Block& block : blocks_) {
+        if (!block.section) continue;
+        join(text, block.header);
+        joinPieces(text, block);
+    }
+    return byteOrderMark_.empty() ? text : std::string(byteOrderMark_).append(text);
 }
 
 }  // namespace lumo::ini

@@ -5,100 +5,69 @@
 namespace lumo::ini {
 
 void Document::merge(Document& other) {
-    split();
-    other.split();
-    const std::size_t known = blocks_.size();
-    mergePreamble(other);
-    std::string scratch;
-    for (std::size_t i = 1; i < other.blocks_.size(); ++i) {
-        Block& block = other.blocks_[i];
-        if (block.header.empty()) continue;
-        const std::string_view name = plain(findHeader(block.header, 0).name, scratch);
-        const Section section = find(name);
-        if (!section || section.first->order >= known) {
-            copyBlock(name, block);
-        } else {
-            mergeBlock(section, other.find(name), block, other);
-        }
+    const std::size_t known = sections_.size();
+    for (const Block& block : other.blocks_) {
+        if (!block.section) continue;
+        const bool isPreamble = block.section->number == 0;
+        Section* const section = isPreamble ? &sections_.front() : find(block.section->name);
+        // What is new here keeps every byte.
+        if (!section || section->number >= known)
+            addBlock(block.section->name, keep(ended(block.header)), keep(linesOf(block)));
+        else if (isPreamble && section->first->pieces.empty())
+            addUnread(*section->first, keep(linesOf(block)));
+        else
+            mergeBlock(*section, block, other);
     }
 }
 
-void Document::mergePreamble(Document& other) {
-    Block &mine = blocks_[0], &from = other.blocks_[0];
-    if (mine.unread.empty() && !mine.content) {
-        mine.unread = keep(belowHeader(from));
-    } else {
-        mergeBlock({&mine, &mine}, {&from, &from}, from, other);
-    }
-}
-
-/// A section that is new here keeps every byte.
-void Document::copyBlock(std::string_view name, const Block& block) {
-    const std::string_view header = keep(ended(block.header));
-    const std::string_view unread = keep(belowHeader(block));
-    addBlock(name, header);
-    blocks_.back().unread = unread;
-}
-
-void Document::mergeBlock(Section section, Section from, Block& block, Document& other) {
-    other.parse(block);
-    if (!block.content) return;
-    std::string lineScratch, keyScratch, valueScratch;
-    Entry entry;
-    for (const Piece& piece : block.content->pieces) {
-        if (!piece.isEntry()) {
-            mergeOthers(section, piece.text);
-        } else if (readEntry(piece.line(), lineScratch, entry)) {
-            const std::string_view key = plain(entry.key, keyScratch);
-            const bool counts = other.findPiece(from, key) == &piece;
-            if (counts) mergeEntry(section, key, plain(entry.value, valueScratch), piece);
-        }
+void Document::mergeBlock(Section& section, const Block& block, Document& other) {
+    Section& from = *block.section;
+    other.read(from);
+    for (const Piece& piece : block.pieces) {
+        if (piece.kind != Piece::entry)
+            mergeLines(section, piece.text);
+        else if (other.find(from, piece.key) == &piece)
+            mergeEntry(section, piece);
     }
 }
 
 /// An entry that says the same already stays as it is, so that merging again changes nothing.
-void Document::mergeEntry(Section section, std::string_view key, std::string_view value,
-                          const Piece& piece) {
-    Piece* const old = findPiece(section, key);
+void Document::mergeEntry(Section& section, const Piece& piece) {
+    Piece* const old = find(section, piece.key);
     std::string_view comment = piece.comment();
     if (old) {
-        std::string lineScratch, scratch;
-        Entry entry;
-        readEntry(old->line(), lineScratch, entry);
         if (comment.empty()) comment = old->comment();
-        if (comment == old->comment() && plain(entry.value, scratch) == value) return;
+        if (comment == old->comment() && valueOf(*old) == valueOf(piece)) return;
     }
-    store(section, key, old, comment, ended(piece.line()));
+    store(section, piece.key, old, comment, ended(piece.line()));
 }
 
-void Document::mergeOthers(Section section, std::string_view lines) {
+void Document::mergeLines(Section& section, std::string_view lines) {
     if (lines.empty()) return;
-    LineSet& others = othersOf(section);
+    std::set<std::string_view>& others = othersOf(section);
     std::string_view line;
     for (Lines rest(lines); rest.next(line);) {
         line = ended(line);
         if (others.contains(line)) continue;
         const std::string_view kept = keep(line);
-        append(section) = {kept};
+        append(section).text = kept;
         others.insert(kept);
     }
 }
 
 /// Comments of entries count too: where lines move, a comment may gain or lose its entry.
-LineSet& Document::othersOf(Section section) {
-    std::unique_ptr<LineSet>& others = contentOf(*section.first).others;
-    if (others) return *others;
-    auto lines = std::make_unique<LineSet>();
-    for (Block* block = section.first; block; block = block->next) {
-        parse(*block);
-        for (const Piece& piece : contentOf(*block).pieces) {
+std::set<std::string_view>& Document::othersOf(Section& section) {
+    if (section.others) return *section.others;
+    read(section);
+    std::set<std::string_view> others;
+    for (Block* block = section.first; block; block = block->next)
+        for (const Piece& piece : block->pieces) {
             std::string_view line;
-            for (Lines rest(piece.isEntry() ? piece.comment() : piece.text); rest.next(line);)
-                lines->insert(ended(line));
+            const bool isEntry = piece.kind == Piece::entry;
+            for (Lines rest(isEntry ? piece.comment() : piece.text); rest.next(line);)
+                others.insert(ended(line));
         }
-    }
-    others = std::move(lines);
-    return *others;
+    return section.others.emplace(std::move(others));
 }
 
 }  // namespace lumo::ini

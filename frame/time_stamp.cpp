@@ -1,4 +1,4 @@
-// Writing and reading of the time-stamp text, with English names in every locale.
+// The C library formats and reads the numbers; the names, English in every locale, are put in here.
 #include "frame/time_stamp.h"
 
 #include <cstdint>

@@ -4,11 +4,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "frame/ini2.h"
+#include "frame/ini2_document.h"
+#include "frame/ini2_lookup.h"
 
 namespace {
 
@@ -35,9 +39,9 @@ std::string valueOf(ini2& store, const std::string& section, const std::string& 
 
 std::string bodyOf(ini2& store, const std::string& section) {
     int size = 0;
-    require(store.get(section.c_str(), nullptr, &size) == 0, "a body's size can be asked for");
+    require(store.getBody(section.c_str(), nullptr, &size) == 0, "a body's size can be asked for");
     std::string body(static_cast<std::size_t>(size), '\0');
-    store.get(section.c_str(), body.data(), &size);
+    store.getBody(section.c_str(), body.data(), &size);
     require(static_cast<std::size_t>(size) == body.size(), "a body has the size that it said");
     return body;
 }
@@ -56,7 +60,7 @@ std::string asText(const std::string& bytes) {
 void entryComesBack(const std::string& text, const std::string& section, const std::string& key,
                     const std::string& value, bool isLong) {
     Store before(text), store(text);
-    if (isLong)  // lets the store build its trees first
+    if (isLong)  // lets the store make its index first
         for (int i = 0; i < 20; ++i) valueOf(store, section, key);
     const bool isNew = store.remove(section.c_str(), key.c_str()) != 0;
     if (isNew) require(textOf(store) == text, "removing nothing changes nothing");
@@ -81,7 +85,7 @@ void entryComesBack(const std::string& text, const std::string& section, const s
 
 void bodyComesBack(const std::string& text, const std::string& section, const std::string& body) {
     Store store(text);
-    store.set(section.c_str(), body.data(), static_cast<int>(body.size()), nullptr);
+    store.setBody(section.c_str(), body.data(), static_cast<int>(body.size()), nullptr);
     Store again(textOf(store));
     ini2 merged;
     merged.set("before", "a", 1L, nullptr);
@@ -102,6 +106,25 @@ void mergingAgainChangesNothing(const std::string& text, const std::string& othe
     require(textOf(other) == otherText, "the merged store stays");
 }
 
+void readersAgree(const std::string& text, const std::string& section, const std::string& key) {
+    Store store(text);
+    char value[1024];
+    const bool isThere = store.get(section.c_str(), key.c_str(), value, "") == 0;
+    const auto found = lumo::ini::findValue(text, section, key);
+    require(found.has_value() == isThere, "a single question finds what the store holds");
+    const auto asRead = [](const std::string& whole) { return asText(whole.substr(0, 1023)); };
+    require(asRead(found.value_or("")) == value, "a single question reads what the store reads");
+    bool isVisited = false;
+    std::set<std::pair<std::string, std::string>> seen;
+    lumo::ini::Document(text).visitEntries(
+        [&](std::string_view in, std::string_view name, const std::string& whole) {
+            isVisited |= in == section && name == key && asRead(whole) == value;
+            require(in.empty() || seen.emplace(in, name).second, "an entry is visited once");
+            return true;
+        });
+    require(isVisited || !isThere, "an entry is visited");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -114,6 +137,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string value = asText(take(input)), body = take(input);
     entryComesBack(text, section, key, value, isLong);
     bodyComesBack(text, section, body);
+    readersAgree(text, section, key);
     mergingAgainChangesNothing(text, asText(body));
     return 0;
 }

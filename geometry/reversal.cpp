@@ -1,4 +1,4 @@
-// Half turns and mirrorings in place.
+// Whole cache lines change places, from both ends to the middle; along a row they are reversed, too.
 #include "geometry/reversal.h"
 
 #include <algorithm>

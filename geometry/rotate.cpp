@@ -6,14 +6,14 @@
 // where three plain loops do the work; columns wholly outside, which are 0; and the few between,
 // pixel by pixel. The spans are found from the ideal positions and drawn in by a margin, far more
 // than the rounding of advanced positions adds up to.
-#include "geometry/rotate.h"
-
 #include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <cstring>
 
 #include "geometry/angle.h"
+#include "geometry/new_raster.h"
+#include "image/view.h"
 #include "platform/cpu_level.h"
 
 namespace lumo {
@@ -23,6 +23,17 @@ constexpr int stripWidth = 512;
 constexpr int prefetchStep = 8;   // columns
 constexpr int prefetchRows = 16;  // of the target
 constexpr double margin = 1.0 / 1024;
+
+/// A rotation of a source of width x height pixels and the target that holds all of it. Formulas
+/// keep the written order of operations.
+struct Rotation {
+    Rotation(int width, int height, double angle);
+
+    float centreX, centreY;
+    double cosine, sine;
+    int firstX, firstY;  ///< position of target pixel (0, 0), in pixels of the source
+    int width, height;   ///< of the target
+};
 
 /// Columns first to last - 1 of a strip.
 struct Span {
@@ -145,8 +156,6 @@ LUMO_LEVELS(void, rotateStripAtLevel, rotateStrip,
             (Source source, const Rotation& r, Target target, int firstColumn),
             (source, r, target, firstColumn))
 
-}  // namespace
-
 Rotation::Rotation(int sourceWidth, int sourceHeight, double angle)
     : centreX(static_cast<float>(sourceWidth) / 2.0F),
       centreY(static_cast<float>(sourceHeight) / 2.0F),
@@ -169,10 +178,21 @@ Rotation::Rotation(int sourceWidth, int sourceHeight, double angle)
     height = static_cast<int>(std::ceil(*bottom)) + 1 - firstY;
 }
 
+/// Fills the target of the rotation's size.
 void rotate(Source source, const Rotation& rotation, Target target) {
     assert(target.width == rotation.width && target.height == rotation.height);
     for (int column = 0; column < target.width; column += stripWidth)
         rotateStripAtLevel(source, rotation, target, column);
 }
 
+}  // namespace
 }  // namespace lumo
+
+extern "C" int RotationNewImage(Image image, Image* target, double angle) {
+    const int code = lumo::checkArguments(image, target, angle);
+    if (code != LumoOk) return code;
+    const lumo::Rotation rotation(image.width, image.height, angle);
+    return lumo::makeTarget(target, rotation.width, rotation.height, [&](lumo::Target to) {
+        lumo::rotate(lumo::asSource(lumo::viewOf(image)), rotation, to);
+    });
+}

@@ -4,14 +4,14 @@
 //
 // Most rows of a strip take all of their runs from inside the source; there runs are copied in
 // chunks, each of which may overwrite what follows its run, as runs are filled from left to right.
-#include "geometry/shear.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
 #include "geometry/angle.h"
+#include "geometry/new_raster.h"
+#include "image/view.h"
 #include "platform/cpu_level.h"
 
 namespace lumo {
@@ -137,8 +137,8 @@ LUMO_INLINE void shearStrip(const Strip& strip, Source source, Target target) {
 LUMO_LEVELS(void, shearStripAtLevel, shearStrip, (const Strip& strip, Source source, Target target),
             (strip, source, target))
 
-}  // namespace
-
+/// Shears rows, then columns.
+/// @param target  of the source's size, apart from it
 void shear(Source source, double angle, Target target) {
     const double turn = radians(angle);
     const Shear shear{turn > 0, std::tan(turn), source.width, source.height};
@@ -148,4 +148,13 @@ void shear(Source source, double angle, Target target) {
         shearStripAtLevel(Strip(shear, x, rowShifts.data()), source, target);
 }
 
+}  // namespace
 }  // namespace lumo
+
+extern "C" int Shear(Image image, Image* target, double angle) {
+    const int code = lumo::checkArguments(image, target, angle);
+    if (code != LumoOk) return code;
+    return lumo::makeTarget(target, image.width, image.height, [&](lumo::Target to) {
+        lumo::shear(lumo::asSource(lumo::viewOf(image)), angle, to);
+    });
+}

@@ -1,16 +1,20 @@
 // Access to the image record: pixels, geometry, metadata, dose-equivalent values.
 #include <algorithm>
 #include <cstring>
+#include <string>
+#include <string_view>
 
 #include "frame/call_frame.h"
 #include "frame/history.h"
 #include "frame/ini2.h"
+#include "frame/ini2_document.h"
+#include "frame/ini2_lookup.h"
 #include "lumo.h"
 
 namespace {
 
-/// Bytes of a metadata value with its terminating zero, as the store delivers it.
-constexpr std::size_t valueSize = 1024;
+constexpr char extendedHeaderSection[] = "Image_XHEAD";
+constexpr std::size_t longestValue = 1023;  ///< that LumoGetMetaEntry() hands out
 
 bool holdsPixel(const lmImage* image, unsigned x, unsigned y) {
     return image != nullptr && x < image->width && y < image->height && image->data != nullptr;
@@ -29,6 +33,11 @@ void handOut(const char* text, std::int32_t needed, char* target, std::int32_t* 
     const std::size_t length = strnlen(text, bytes);
     std::memcpy(target, text, length);
     std::memset(target + length, 0, bytes - length);
+}
+
+std::string_view metaText(const lmImage& image) {
+    if (image.metaData == nullptr || image.metaSize <= 0) return {};
+    return {image.metaData, strnlen(image.metaData, static_cast<std::size_t>(image.metaSize))};
 }
 
 /// Runs the change on a store bound to the metadata; without memory the text stays as it was.
@@ -94,14 +103,31 @@ int LumoGetMetaEntry(lmImage* image, const char* section, const char* key, char*
     if (section == nullptr || key == nullptr) return LumoErrorAccess;
     if (size == nullptr) return LumoErrorParameter;
     return lumo::guarded([=] {
-        char entry[valueSize] = "";
-        ini2 store(&image->metaData, &image->metaSize);
-        store.get(section, key, entry, nullptr);
-        const auto needed = static_cast<std::int32_t>(std::strlen(entry) + 1);
+        std::string entry = lumo::ini::findValue(metaText(*image), section, key).value_or("");
+        if (entry.size() > longestValue) entry.resize(longestValue);
+        const auto needed = static_cast<std::int32_t>(std::strlen(entry.c_str()) + 1);
         if (value == nullptr || *size == 0)
             *size = needed;
         else
-            handOut(entry, needed, value, size);
+            handOut(entry.c_str(), needed, value, size);
+    });
+}
+
+int LumoForEachMetaEntry(lmImage* image, LumoMetaVisitor visitor, void* user) {
+    if (image == nullptr) return LumoErrorImage;
+    if (visitor == nullptr) return LumoErrorParameter;
+    return lumo::guarded([=] {
+        // The walk works on a copy, so that the visitor may change the image.
+        lumo::ini::Document document(metaText(*image));
+        std::string sectionText, keyText;
+        document.visitEntries([&](std::string_view section, std::string_view key,
+                                  const std::string& value) {
+            const bool isNamable = section.find('\0') == section.npos && key.find('\0') == key.npos;
+            if (section == extendedHeaderSection || !isNamable) return true;
+            sectionText = section;
+            keyText = key;
+            return visitor(sectionText.c_str(), keyText.c_str(), value.c_str(), user) == 0;
+        });
     });
 }
 
@@ -128,7 +154,7 @@ int LumoGetExtHeader(lmImage* image, char* body, int32_t* size) {
     int result = LumoOk;
     const int code = lumo::guarded([&] {
         ini2 store(&image->metaData, &image->metaSize);
-        result = store.get("Image_XHEAD", body, size);
+        result = store.getBody(extendedHeaderSection, body, size);
     });
     return code != LumoOk ? code : result;
 }

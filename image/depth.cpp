@@ -1,4 +1,5 @@
-// Conversion between 16-bit pixels and 8-bit square-root codes.
+// Where whole numbers give the law's values all codes are widened in them, else by a table of 256;
+// pixels are narrowed by a table of all grey values once there are more pixels than that.
 #include "image/depth.h"
 
 #include <algorithm>

@@ -1,9 +1,9 @@
-// The three rules for the information file's name.
+// Each rule finds where the name is cut; "txt" follows there.
 #include "image/info_name.h"
 
-#include <strings.h>
-
 #include <cstring>
+
+#include "platform/text.h"
 
 namespace lumo {
 namespace {
@@ -21,7 +21,7 @@ InfoName withTxt(const char* fileName, std::size_t length) noexcept {
 
 InfoName infoNameForDeleting(const char* fileName) noexcept {
     const char* dot = std::strrchr(fileName, '.');
-    if (dot == nullptr || strcasecmp(dot, ".xyz") != 0) return {};
+    if (dot == nullptr || !equalIgnoringCase(dot, ".xyz")) return {};
     return infoNameForWriting(fileName);
 }
 

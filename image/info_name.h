@@ -2,7 +2,7 @@
 // names that end in ".xyz"; each keeps its own, since files written long ago were named so.
 #pragma once
 
-#include "frame/file.h"
+#include "platform/file.h"
 
 namespace lumo {
 

@@ -1,9 +1,6 @@
-// Life cycle of the image record: creating, resizing, exchanging the raster, destroying, deleting.
+// Life cycle of the image record: creating, resizing, exchanging the raster, destroying.
 #include "image/lm_image.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -11,7 +8,6 @@
 
 #include "frame/call_frame.h"
 #include "frame/time_stamp.h"
-#include "image/info_name.h"
 #include "image/png_write_state.h"
 
 namespace lumo {
@@ -78,15 +74,6 @@ void destroyRecord(lmImage* image) noexcept {
     delete image;
 }
 
-void deleteImage(const char* fileName) {
-    const bool fits =
-        fileName != nullptr && strnlen(fileName, longestFileName + 1) <= longestFileName;
-    if (!fits || unlink(fileName) != 0) raise(LumoErrorFile);
-    const InfoName infoName = infoNameForDeleting(fileName);
-    if (infoName.exists() && unlink(infoName.text) != 0)
-        slog(4, "%s failed: %s LumoDeleteImage", infoName.text, std::strerror(errno));
-}
-
 }  // namespace
 
 void replaceMetaData(lmImage& image, ini2& store) {
@@ -149,10 +136,6 @@ int LumoDestroyImage(lmImage** place) {
     });
     slog(7, "LumoDestroyImage return %d", code);
     return code;
-}
-
-int LumoDeleteImage(const char* fileName) {
-    return lumo::callFrame("LumoDeleteImage", [=] { lumo::deleteImage(fileName); });
 }
 
 }  // extern "C"

@@ -1,7 +1,6 @@
 // Pieces of the image record's life cycle that other folders use.
 #pragma once
 
-#include "frame/file.h"
 #include "frame/ini2.h"
 #include "lumo.h"
 

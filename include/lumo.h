@@ -262,6 +262,31 @@ LUMO_API int LumoGetMetaEntry(lmImage* image, const char* section, const char* k
                               int32_t* size);
 
 /**
+ * Receives one metadata entry; the texts are zero-terminated and valid during the call. It may
+ * change the image's metadata, which the walk does not see, and must not throw.
+ * @param section  name of the entry's section
+ * @param key      name of the entry
+ * @param value    the value in full length
+ * @param user     as it was given to LumoForEachMetaEntry()
+ * @return 0 to go on; anything else ends the walk
+ */
+typedef int (*LumoMetaVisitor)(const char* section, const char* key, const char* value, void* user);
+
+/**
+ * Hands every metadata entry to a visitor, in the order of the text, those of a section together
+ * and each key once, with the value that LumoGetMetaEntry() reads, but in full length. It takes one
+ * reading of the text, where asking for each entry takes one for each. The extended header, which
+ * need not hold entries at all, is passed over. Entries before the first section come with an empty
+ * section name; LumoGetMetaEntry() does not find them.
+ * @param image    only read, unless the visitor changes it
+ * @param visitor  called once for each entry, on the caller's thread
+ * @param user     handed on to the visitor; may be null
+ * @return 0, also if the visitor ended the walk; -50 without image; -2 without visitor; -8 without
+ * memory, perhaps after some entries
+ */
+LUMO_API int LumoForEachMetaEntry(lmImage* image, LumoMetaVisitor visitor, void* user);
+
+/**
  * Creates, replaces or removes one metadata entry. Any text may be a value, line breaks included.
  * @param image    the image
  * @param section  name of the section, made if it is missing
@@ -340,13 +365,80 @@ LUMO_API int LumoMirrorImage(lmImage* image, int horizontal, int vertical);
 /**
  * Reads an image file, recognised by its first bytes, into a new image in the place. A record that
  * the place holds already is destroyed when the new one is created, and left alone by a failure
- * before that. After a later failure the place is null (PNG) or holds what was read (XYZ).
+ * before that. After a later failure the place is null (PNG) or holds what was read (XYZ). The file
+ * is opened once: a pipe can be read where it is PNG.
  * @param place     [in, out] null or a record; receives the new one
  * @param fileName  name of the file
- * @return 0; -1 the file cannot be opened; -8 no memory or no place; -11 a damaged PNG file; -50 no
- * pixels, too few, or a side above 65535; -10004, -10006 the information file is missing or invalid
+ * @return 0; -1 the file cannot be opened; -8 no memory or no place; -11 a damaged PNG file, or an
+ * XYZ pixel file that is a pipe; -50 no pixels, too few, or a side above 65535; -10004, -10006 the
+ * information file is missing or invalid
  */
 LUMO_API int LumoReadImage(lmImage** place, const char* fileName);
+
+/**
+ * Reads an image from an open descriptor, such as standard input: from its position on, a pipe as
+ * well as a file. Only a format whose file alone is the image can come so, which is PNG; an XYZ
+ * image needs its information file, which a descriptor does not lead to. Otherwise as
+ * LumoReadImage().
+ * @param place       [out] the new image
+ * @param descriptor  open for reading; stays open, at a position that is not defined
+ * @param shownName   what the log calls it; null: nothing
+ * @param foreign     [out] as LumoForeignFormat() would say of such a file; may be null
+ * @return 0; -1 the descriptor cannot be read; -8 no memory or no place; -11 a damaged PNG file;
+ * -50 an empty file, one of a format that the library does not read, or an image with a side above
+ * 65535; -10004 no such format, so an XYZ image without its information file
+ */
+LUMO_API int LumoReadImageFd(lmImage** place, int descriptor, const char* shownName,
+                             const char** foreign);
+
+/**
+ * The format of a file by its first bytes, as LumoReadImage() finds it. The file is not read
+ * further, so it may be damaged all the same.
+ * @param fileName  of a file; a pipe is not opened
+ * @param format    [out] an ::ImageFormat, FormatXyz where there is no signature; untouched on
+ * failure
+ * @return 0; -1 the file cannot be opened; -2 without output
+ */
+LUMO_API int LumoFormatOfFile(const char* fileName, int* format);
+
+/**
+ * The format that a file name's extension, in any case, stands for, as LumoWriteImage() finds it.
+ * @param fileName  any name; the file need not exist
+ * @return an ::ImageFormat; FormatAuto for no or another extension and for null
+ */
+LUMO_API int LumoFormatOfName(const char* fileName);
+
+/**
+ * A format's name for people, such as "XYZ, 16-bit".
+ * @param format  an ::ImageFormat
+ * @return a text that stays valid while the library is loaded; empty for FormatAuto and a number
+ * that is no format
+ */
+LUMO_API const char* LumoFormatName(int format);
+
+/**
+ * A format's extension, without a dot and in lower case.
+ * @param format  an ::ImageFormat
+ * @return as LumoFormatName()
+ */
+LUMO_API const char* LumoFormatExtension(int format);
+
+/**
+ * Whether files of a format are read as images: not those of FormatGif, and an information file
+ * (FormatTxt) only with its image.
+ * @param format  an ::ImageFormat
+ * @return 1 or 0
+ */
+LUMO_API int LumoFormatIsImage(int format);
+
+/**
+ * What a file that cannot be read is, by its first bytes: "JPEG", "TIFF", "DICOM", "PDF" and other
+ * formats that the library does not read.
+ * @param fileName  of a file; a pipe is not opened
+ * @return a text that stays valid while the library is loaded; empty for a format that the library
+ * reads, for what is not known, and for a file that cannot be opened
+ */
+LUMO_API const char* LumoForeignFormat(const char* fileName);
 
 /**
  * Writes an image file.
@@ -383,15 +475,17 @@ LUMO_API int LumoPngWriteStart(lmImage* image, const char* fileName);
  * Writes the next row.
  * @param image  the image of the write; its own raster is not read
  * @param row    `width` pixels, from anywhere
- * @return 0; -50 without image; -8 without a write in progress or a row; -16 when libpng fails, the
- * image's size has changed or all rows are written: the write then stays open but dead
+ * @return 0; -50 without image; -8 without a write in progress or a row; -16 when all rows are
+ * written, which leaves the file as it is, or when libpng fails or the image's size has changed:
+ * the write then stays open but dead
  */
 LUMO_API int LumoPngWriteRow(lmImage* image, const unsigned short* row);
 
 /**
- * Writes all rows of the raster.
+ * Writes the rows of the raster from the first on, as many as the file still lacks.
  * @param image  the image of the write, with a raster
- * @return as LumoPngWriteRow(), also -16 without raster; -8 also without memory
+ * @return as LumoPngWriteRow(), -16 also without raster or where rows were left over; -8 also
+ * without memory
  */
 LUMO_API int LumoPngWriteRows(lmImage* image);
 

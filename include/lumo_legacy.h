@@ -767,9 +767,11 @@ LUMO_API int UnsharpMask(Image source, Image destination, FImage kernel, float s
  * G(x, m, s) = exp(-((x - m) / s)^2 / 2)
  * L = al0 + (al1 - al0) * G(f, 0, ftp), P = ah0 + (ah1 - ah0) * (1 - G(f, 0, fhp)) and
  * B = ab0 + (ab1 - ab0) * G(f, fbp0, fbp / 2); preservezerofreq=1 keeps the image's mean. The image
- * is padded with its edge pixels; it runs on as many threads as the process may use processors. The
- * transform's rounding may depend on their number: with 1, 2 and 4 threads the results of images of
- * a few columns differed, by less than 0.1 before truncation; those of all others were the same.
+ * is padded with its edge pixels; it runs on as many threads as the calling thread may use
+ * processors, at most OMP_NUM_THREADS where that is set. The transform's rounding depends on their
+ * number at some sizes: of 404, one differed between one thread and two, 76 between one and eight,
+ * by less than 0.1 before truncation. A forked child transforms on one thread and rounds as its
+ * parent does.
  * @{
  */
 
@@ -779,8 +781,9 @@ typedef struct IniReturn IniReturn;
 /**
  * Runs a filter command. Logs. Afterwards the process's LC_NUMERIC is "C", unless the call fails
  * before it looks at the command: with -14, -50, without a command or without memory for its copy.
- * Numbers are read with a decimal point in any locale. Calls from several threads on different
- * images are safe.
+ * No other function of the library sets a locale. Numbers are read with a decimal point in any
+ * locale. Calls from several threads on different images are safe. An image of zero pixels is
+ * answered with 0.
  *
  * An operation that refuses its parameters (a size outside the image, say) leaves the destination
  * as it was and its code as the last error, see lmtGetLastError(); the call's own result is 0.

@@ -1,123 +1,108 @@
-// The table of formats, and the two entries that read and write image files of all of them.
-#include <strings.h>
+// Rows in order of preference, and what a host may ask about them.
+#include "io/formats.h"
 
 #include <algorithm>
 #include <cstring>
-#include <span>
 
 #include "frame/call_frame.h"
-#include "frame/file.h"
-#include "io/formats.h"
+#include "io/codecs.h"
+#include "platform/text.h"
 
 namespace lumo {
 namespace {
 
-struct FormatRow {
-    ImageFormat format;
-    std::size_t signatureLength;  ///< 0: no signature, found by extension only
-    const char* signature;
-    const char* extension;
+using namespace std::string_view_literals;
+
+int readXyz16(lmImage** place, FilePtr file, const char* fileName) {
+    return LumoReadImageXYZ(place, std::move(file), fileName, 0);
+}
+int readXyz8(lmImage** place, FilePtr file, const char* fileName) {
+    return LumoReadImageXYZ(place, std::move(file), fileName, 1);
+}
+int readPng(lmImage** place, FilePtr file, const char*) {
+    return LumoReadImagePNG(place, std::move(file));
+}
+int writeXyz16(lmImage* image, const char* fileName) {
+    return LumoWriteImageXYZ(image, fileName, 0);
+}
+int writeXyz8(lmImage* image, const char* fileName) {
+    return LumoWriteImageXYZ(image, fileName, 1);
+}
+
+constexpr auto pngSignature = "\x89PNG\r\n\x1A\n"sv;
+static_assert(pngSignature.size() <= longestSignature);
+
+/// "xyz" in any case means the 16-bit form when writing. What is no image is handed to the XYZ
+/// reader all the same, as whatever has no signature is; it answers.
+constexpr Format formats[] = {
+    {FormatPng, {pngSignature}, "png", readPng, LumoWriteImagePNG, "PNG", true, true},
+    {FormatGif, {"GIF89a"sv, "GIF87a"sv}, "gif", readXyz16, nullptr, "GIF", false, true},
+    {FormatXyz, {}, "xyz", readXyz16, writeXyz16, "XYZ, 16-bit", true, false},
+    {FormatXyz8, {"\xFF\xFF\0\0"sv}, "xyz", readXyz8, writeXyz8, "XYZ, 8-bit", true, false},
+    {FormatRaw, {"\0\0\0\0"sv}, "raw", readXyz16, writeXyz16, "raw", true, false},
+    {FormatTxt, {}, "txt", readXyz16, writeXyz16, "XYZ information", false, false},
 };
 
-/// In order of preference: "xyz" in any case means the 16-bit form when writing.
-constexpr FormatRow formatTable[] = {
-    {FormatPng, 8, "\x89PNG\r\n\x1A\n", "png"},
-    {FormatGif, 6, "GIF89a", "gif"},
-    {FormatGif, 6, "GIF87a", "gif"},
-    {FormatXyz, 0, "", "XYZ"},
-    {FormatXyz8, 4, "\xFF\xFF\0\0", "xyz"},
-    {FormatRaw, 4, "\0\0\0\0", "raw"},
-    {FormatTxt, 0, "", "txt"},
-};
-
-constexpr std::size_t longestSignature = 8;
-
-ImageFormat formatOfSignature(std::span<const char> start) {
-    const auto* row = std::ranges::find_if(formatTable, [&](const FormatRow& candidate) {
-        const std::size_t length = candidate.signatureLength;
-        return length > 0 && length <= start.size() &&
-               std::memcmp(candidate.signature, start.data(), length) == 0;
-    });
-    return row != std::end(formatTable) ? row->format : FormatXyz;
-}
-
-ImageFormat formatOfExtension(const char* extension) {
-    const auto* row = std::ranges::find_if(formatTable, [&](const FormatRow& candidate) {
-        return strcasecmp(candidate.extension, extension) == 0;
-    });
-    return row != std::end(formatTable) ? row->format : FormatAuto;
-}
-
-void queryFormat(const char* fileName, int& format) {
-    const FilePtr file = openFile(fileName, "rb");
-    if (!file) raise(LumoErrorOpen);
-    char start[longestSignature];
-    const std::size_t count = readBytes(file.get(), start, sizeof start);
-    format = formatOfSignature(std::span(start).first(count));
-}
-
-/// Finds a file's format by its first bytes.
-int LumoQueryImageFormat(const char* fileName, int* format) noexcept {
-    slog(8, "LumoQueryImageFormat entry");
-    *format = FormatAuto;
-    const int code = reporting("LumoQueryImageFormat", [=] { queryFormat(fileName, *format); });
-    slog(7, "LumoQueryImageFormat format=%d return %d", *format, code);
-    return code;
-}
-
-void readImage(lmImage** place, const char* fileName) {
-    int format = FormatAuto;
-    raiseFailure(LumoQueryImageFormat(fileName, &format));
-    if (format == FormatPng)
-        raiseFailure(LumoReadImagePNG(place, fileName));
-    else
-        raiseFailure(LumoReadImageXYZ(place, fileName, format == FormatXyz8 ? 1 : 0));
-}
-
-int writeImage(lmImage* image, const char* fileName, int format) {
-    switch (format) {
-        case FormatXyz:
-        case FormatRaw:
-        case FormatTxt:
-            return LumoWriteImageXYZ(image, fileName, 0);
-        case FormatXyz8:
-            return LumoWriteImageXYZ(image, fileName, 1);
-        case FormatPng:
-            return LumoWriteImagePNG(image, fileName);
-        default:
-            return LumoOk;
-    }
-}
-
-/// A file name as the log shows it.
-const char* shown(const char* fileName) {
-    return fileName != nullptr ? fileName : "";
+template <class Condition>
+const Format* find(Condition condition) noexcept {
+    const auto* row = std::ranges::find_if(formats, condition);
+    return row != std::end(formats) ? row : nullptr;
 }
 
 }  // namespace
+
+const Format& formatOfStart(std::span<const char> start) noexcept {
+    const std::string_view bytes(start.data(), start.size());
+    const Format* row = find([=](const Format& format) {
+        return std::ranges::any_of(format.signatures, [=](std::string_view signature) {
+            return !signature.empty() && bytes.starts_with(signature);
+        });
+    });
+    return row != nullptr ? *row : *formatOfNumber(FormatXyz);
+}
+
+const Format* formatOfExtension(const char* extension) noexcept {
+    return find(
+        [=](const Format& format) { return equalIgnoringCase(format.extension, extension); });
+}
+
+const Format* formatOfNumber(int number) noexcept {
+    return find([=](const Format& format) { return format.number == number; });
+}
+
 }  // namespace lumo
 
 extern "C" {
 
-int LumoReadImage(lmImage** place, const char* fileName) {
-    slog(7, "LumoReadImage %s entry", lumo::shown(fileName));
-    const int code = lumo::reporting("LumoReadImage", [=] { lumo::readImage(place, fileName); });
-    slog(7, "LumoReadImage %s return %d", lumo::shown(fileName), code);
-    return code;
+int LumoFormatOfFile(const char* fileName, int* format) {
+    if (format == nullptr) return LumoErrorParameter;
+    const lumo::FilePtr file = lumo::openRegularFile(fileName);
+    if (!file) return LumoErrorOpen;
+    char start[lumo::longestSignature];
+    const std::size_t count = lumo::readBytes(file.get(), start, sizeof start);
+    *format = lumo::formatOfStart({start, count}).number;
+    return LumoOk;
 }
 
-int LumoWriteImage(lmImage* image, const char* fileName, int format) {
-    slog(7, "LumoWriteImage %s entry", lumo::shown(fileName));
-    const char* dot = std::strrchr(lumo::shown(fileName), '.');
-    if (dot == nullptr && format == FormatAuto) {
-        slog(3, "LumoWriteImage extension invalid for auto format detect. File =%s",
-             lumo::shown(fileName));
-        return LumoErrorOpen;
-    }
-    if (format == FormatAuto) format = lumo::formatOfExtension(dot + 1);
-    const int code = lumo::writeImage(image, fileName, format);
-    slog(7, "LumoWriteImage %s return=%d", lumo::shown(fileName), code);
-    return code;
+int LumoFormatOfName(const char* fileName) {
+    const char* dot = fileName != nullptr ? std::strrchr(fileName, '.') : nullptr;
+    const lumo::Format* row = dot != nullptr ? lumo::formatOfExtension(dot + 1) : nullptr;
+    return row != nullptr ? row->number : FormatAuto;
+}
+
+const char* LumoFormatName(int format) {
+    const lumo::Format* row = lumo::formatOfNumber(format);
+    return row != nullptr ? row->name : "";
+}
+
+const char* LumoFormatExtension(int format) {
+    const lumo::Format* row = lumo::formatOfNumber(format);
+    return row != nullptr ? row->extension : "";
+}
+
+int LumoFormatIsImage(int format) {
+    const lumo::Format* row = lumo::formatOfNumber(format);
+    return row != nullptr && row->isImage ? 1 : 0;
 }
 
 }  // extern "C"

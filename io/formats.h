@@ -1,22 +1,35 @@
-// The readers and writers of the formats. Each catches and logs its own failures under its name and
-// returns the code.
+// The table of formats: one row each, for recognising, reading, writing and naming it.
 #pragma once
 
+#include <array>
+#include <span>
+#include <string_view>
+
 #include "lumo.h"
+#include "platform/file.h"
 
 namespace lumo {
 
-/// Reads an XYZ image. The record that it creates in the place stays there after a later failure.
-/// @param eightBit  1 if the pixel file is known to hold 8-bit codes
-/// @return 0, -1, -8, -50, -10004, -10006 or a code of LumoCreateImage()
-[[nodiscard]] int LumoReadImageXYZ(lmImage** place, const char* fileName, int eightBit) noexcept;
+struct Format {
+    ImageFormat number;
+    std::array<std::string_view, 2> signatures;  ///< of a file's first bytes; none: empty
+    const char* extension;
+    /// Reads the file, which it takes over behind its signature; `fileName` leads to what else
+    /// belongs to the image.
+    int (*read)(lmImage** place, FilePtr file, const char* fileName);
+    int (*write)(lmImage* image, const char* fileName);  ///< null: not written
+    const char* name;                                    ///< for people
+    bool isImage;                                        ///< its files are read as images
+    bool isWhole;                                        ///< nothing but the file belongs to it
+};
 
-/// Writes an XYZ image; a name that ends in "txt" writes the information file alone.
-/// @return 0, -8, -16, -50, or in the 8-bit form a code of WriteImage8Rot()
-[[nodiscard]] int LumoWriteImageXYZ(lmImage* image, const char* fileName, int eightBit) noexcept;
+/// The format of a file with these first bytes; FormatXyz where none has such a signature.
+[[nodiscard]] const Format& formatOfStart(std::span<const char> start) noexcept;
 
-/// Reads a PNG file; after a failure the place is null, or untouched if no record was created.
-/// @return 0, -1, -8, -11, -50 or a code of LumoCreateImage()
-[[nodiscard]] int LumoReadImagePNG(lmImage** place, const char* fileName) noexcept;
+/// The first row with this extension, in any case; null for none.
+[[nodiscard]] const Format* formatOfExtension(const char* extension) noexcept;
+
+/// The row of an ::ImageFormat; null for FormatAuto and what is no format.
+[[nodiscard]] const Format* formatOfNumber(int number) noexcept;
 
 }  // namespace lumo

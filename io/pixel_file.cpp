@@ -1,4 +1,4 @@
-// The pixel file of the XYZ format: headers and pixels.
+// Header fields byte by byte; 16-bit pixels in one read, 8-bit codes through a buffer of rows.
 #include "io/pixel_file.h"
 
 #include <algorithm>

@@ -6,8 +6,9 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "frame/file.h"
 #include "image/view.h"
+#include "platform/file.h"
+#include "platform/memory.h"
 
 namespace lumo {
 

@@ -4,14 +4,13 @@
 // it.
 #include "io/png_decoder.h"
 
-#include <malloc.h>
-
 #include <cstring>
 
 #include "io/deflate.h"
 #include "io/png_support.h"
 #include "lumo.h"
 #include "platform/log.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {
@@ -28,7 +27,7 @@ void* allocate(png_structp png, png_alloc_size_t size) {
     auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
     void* block = size <= memory->limit - memory->used ? std::malloc(size) : nullptr;
     // What the allocator adds in whole blocks is counted too, as freeing finds no other size.
-    if (block != nullptr) memory->used += malloc_usable_size(block);
+    if (block != nullptr) memory->used += blockSize(block);
     memory->used = std::min(memory->used, memory->limit);
     memory->failed |= block == nullptr;
     return block;
@@ -36,7 +35,7 @@ void* allocate(png_structp png, png_alloc_size_t size) {
 
 void release(png_structp png, void* block) {
     auto* memory = static_cast<PngMemory*>(png_get_mem_ptr(png));
-    memory->used -= std::min(memory->used, malloc_usable_size(block));
+    memory->used -= std::min(memory->used, blockSize(block));
     std::free(block);
 }
 
@@ -113,9 +112,9 @@ Resolution resolutionOf(png_const_structp png, png_infop info) {
 
 }  // namespace
 
-int PngDecoder::open(const char* fileName) noexcept {
-    file_ = openFile(fileName, "rb");
-    if (!file_) return LumoErrorOpen;
+int PngDecoder::open(FilePtr file) noexcept {
+    file_ = std::move(file);
+    firstChunk_ = positionOf(file_.get());
     memory_.limit = memoryForAnyFile + memoryPerByte * fileSize(file_.get()).value_or(0);
     png_ = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, nullptr, onPngError, onPngWarning,
                                     &memory_, allocate, release);
@@ -125,11 +124,11 @@ int PngDecoder::open(const char* fileName) noexcept {
 }
 
 bool PngDecoder::holdsItsChunks() const noexcept {
-    constexpr std::uint64_t signatureSize = 8, checksumSize = 4;
+    constexpr std::uint64_t checksumSize = 4;
     png_byte header[8];  // length and type
     const std::optional<std::uint64_t> size = fileSize(file_.get());
     if (!size) return true;
-    std::uint64_t at = signatureSize;
+    std::uint64_t at = firstChunk_;
     while (readBytesAt(file_.get(), at, header, sizeof header) == sizeof header) {
         at += sizeof header + png_get_uint_32(header) + checksumSize;
         if (std::memcmp(header + 4, "IEND", 4) == 0) return true;
@@ -141,6 +140,7 @@ bool PngDecoder::holdsItsChunks() const noexcept {
 int PngDecoder::readHeader(PngProperties& properties) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return libpngFailed();
     png_init_io(png_, file_.get());
+    png_set_sig_bytes(png_, 8);  // read already
     ignoreColourSpace(png_);
     // By default a damaged text or pitch would be left out, and the file look whole.
     png_set_crc_action(png_, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
@@ -181,7 +181,7 @@ bool PngDecoder::isPlain(const PngProperties& properties) const noexcept {
 }
 
 int PngDecoder::readRows(Target raster, std::uint16_t** rows, const PngProperties& properties) {
-    if (isPlain(properties) && readImageFast(file_.get(), properties.depth, raster,
+    if (isPlain(properties) && readImageFast(file_.get(), firstChunk_, properties.depth, raster,
                                              memory_.limit - memory_.used, lastTexts_))
         return memory_.failed ? LumoErrorMemory : LumoOk;
     lastTexts_ = {};

@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <span>
 
-#include "frame/file.h"
 #include "io/png_image_reader.h"
+#include "platform/file.h"
 
 namespace lumo {
 
@@ -33,8 +33,9 @@ public:
     PngDecoder(const PngDecoder&) = delete;
     PngDecoder& operator=(const PngDecoder&) = delete;
 
-    /// @return 0; -1 the file cannot be opened; -8 no memory for libpng's structures
-    [[nodiscard]] int open(const char* fileName) noexcept;
+    /// Takes over a file positioned behind the signature.
+    /// @return 0; -8 no memory for libpng's structures
+    [[nodiscard]] int open(FilePtr file) noexcept;
     /// Whether the chunks end within the file. libpng makes room for a chunk's claim before it sees
     /// that the file ends; image data it takes in pieces, so that may be cut.
     [[nodiscard]] bool holdsItsChunks() const noexcept;
@@ -62,7 +63,8 @@ private:
     [[nodiscard]] bool isPlain(const PngProperties& properties) const noexcept;
 
     FilePtr file_;
-    PngTexts lastTexts_;  ///< those that libpng has not read
+    std::uint64_t firstChunk_ = 0;  ///< its place in the file
+    PngTexts lastTexts_;            ///< those that libpng has not read
     PngMemory memory_{};
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;

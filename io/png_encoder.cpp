@@ -1,4 +1,4 @@
-// One PNG file being written by libpng.
+// libpng's calls in the order of the file's chunks, and what ends a write early.
 //
 // Functions that set a recovery point (setjmp) hold only plain values that do not change after it.
 #include "io/png_encoder.h"
@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "frame/ini2.h"
+#include "frame/written_file.h"
 #include "platform/write_signals.h"
 
 namespace lumo {
@@ -68,9 +69,8 @@ int PngWrite::writeHeader(const lmImage& image, ImageTexts& texts, int level) no
     return LumoOk;
 }
 
-bool PngWrite::takesRows(const lmImage& image, int count) const noexcept {
-    const bool sameSize = image.width == width_ && image.height == height_;
-    return !dead_ && sameSize && count <= height_ - rowsWritten_;
+bool PngWrite::goesOn(const lmImage& image) const noexcept {
+    return !dead_ && image.width == width_ && image.height == height_;
 }
 
 int PngWrite::beginRows(int level) {
@@ -110,9 +110,9 @@ int PngWrite::writeEnd(char* metaData) noexcept {
 
 /// libpng refuses to end a file whose image data it has not seen, so the last chunks are named to
 /// it one by one.
-int PngWrite::writeFastEnd(const char* metaData) noexcept {
+int PngWrite::writeFastEnd(std::FILE* file, const char* metaData) noexcept {
     if (setjmp(png_jmpbuf(png_)) != 0) return LumoErrorWrite;
-    if (!fast_->finish(file_.get())) png_error(png_, "Write Error");
+    if (!fast_->finish(file)) png_error(png_, "Write Error");
     const auto bytes = [](const char* text) { return reinterpret_cast<png_const_bytep>(text); };
     const std::size_t length = std::strlen(metaData);
     png_write_chunk_start(png_, bytes("tEXt"),
@@ -125,13 +125,13 @@ int PngWrite::writeFastEnd(const char* metaData) noexcept {
 }
 
 int PngWrite::complete(const lmImage& image) noexcept {
-    if (!takesRows(image, 0) || rowsWritten_ != height_) return LumoErrorWrite;
+    if (!goesOn(image) || rowsToCome() > 0) return LumoErrorWrite;
     char empty[] = "";
     const WriteSignalGuard guard;
     char* const metaData = image.metaData != nullptr ? image.metaData : empty;
-    const int code = fast_ ? writeFastEnd(metaData) : writeEnd(metaData);
-    const bool closed = closeWritten(std::move(file_));
-    return code == LumoOk && !closed ? LumoErrorWrite : code;
+    return writeAndClose(std::move(file_), [&](std::FILE* file) {
+        return fast_ ? writeFastEnd(file, metaData) : writeEnd(metaData);
+    });
 }
 
 }  // namespace lumo

@@ -6,11 +6,11 @@
 
 #include <optional>
 
-#include "frame/file.h"
 #include "image/png_write_state.h"
 #include "io/png_image_writer.h"
 #include "io/png_support.h"
 #include "lumo.h"
+#include "platform/file.h"
 
 namespace lumo {
 
@@ -33,9 +33,9 @@ public:
     [[nodiscard]] int writeHeader(const lmImage& image, ImageTexts& texts, int level) noexcept;
     /// Makes the rows ready to be taken. @return 0; -16. Memory may be lacking: std::bad_alloc
     [[nodiscard]] int beginRows(int level);
-    /// Whether the image still has the size that the write began with, and so many rows are still
-    /// to come; after a failure there are none.
-    [[nodiscard]] bool takesRows(const lmImage& image, int count) const noexcept;
+    /// Whether the image still has the size that the write began with, and nothing failed.
+    [[nodiscard]] bool goesOn(const lmImage& image) const noexcept;
+    [[nodiscard]] int rowsToCome() const noexcept { return height_ - rowsWritten_; }
     /// @return 0; -16
     [[nodiscard]] int writeRows(std::uint16_t* const* rows, int count) noexcept;
     /// Adds the metadata, completes and closes the file. @return 0; -16 also if rows are missing
@@ -46,7 +46,7 @@ public:
 private:
     [[nodiscard]] int writeFastRows(std::uint16_t* const* rows, int count) noexcept;
     [[nodiscard]] int writeEnd(char* metaData) noexcept;
-    [[nodiscard]] int writeFastEnd(const char* metaData) noexcept;
+    [[nodiscard]] int writeFastEnd(std::FILE* file, const char* metaData) noexcept;
 
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;

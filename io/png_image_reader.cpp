@@ -12,8 +12,7 @@ namespace lumo {
 namespace {
 
 constexpr std::size_t blockSize = std::size_t{128} << 10;  // bytes
-constexpr std::uint64_t signatureSize = 8;
-constexpr std::size_t mostChunks = 1000;  ///< of texts, or before the image data
+constexpr std::size_t mostChunks = 1000;                   ///< of texts, or before the image data
 /// libpng takes no longer ones; what comes near its limit is left to it.
 constexpr std::uint32_t longestText = 7'900'000;
 
@@ -80,8 +79,7 @@ bool endsSound(Blocks& blocks, const Chunk& chunk) {
 }
 
 /// The place of the first chunk of image data; 0 if there is none near the beginning.
-std::uint64_t imageDataPlace(std::FILE* file) {
-    std::uint64_t at = signatureSize;
+std::uint64_t imageDataPlace(std::FILE* file, std::uint64_t at) {
     png_byte head[8];
     for (std::size_t i = 0; i < mostChunks; ++i) {
         if (readBytesAt(file, at, head, sizeof head) != sizeof head) return 0;
@@ -177,9 +175,9 @@ bool beginsAsUsual(std::FILE* file, std::uint64_t place) {
 
 }  // namespace
 
-bool readImageFast(std::FILE* file, int depth, Target raster, std::size_t mostText,
-                   PngTexts& texts) {
-    const std::uint64_t place = imageDataPlace(file);
+bool readImageFast(std::FILE* file, std::uint64_t firstChunk, int depth, Target raster,
+                   std::size_t mostText, PngTexts& texts) {
+    const std::uint64_t place = imageDataPlace(file, firstChunk);
     if (place == 0 || !beginsAsUsual(file, place)) return false;
     Blocks blocks(file, place);
     Rows rows(depth, raster);

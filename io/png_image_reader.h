@@ -9,8 +9,8 @@
 #include <memory>
 #include <vector>
 
-#include "frame/file.h"
 #include "image/view.h"
+#include "platform/file.h"
 
 namespace lumo {
 
@@ -22,11 +22,12 @@ struct PngTexts {
 };
 
 /// Decodes rows of 8 or 16-bit grey samples without interlacing.
+/// @param firstChunk  its place in the file
 /// @param texts     [out] those behind the image data
 /// @param mostText  bytes that the texts may take
 /// @return false if libpng has to do it; the raster then holds anything. Memory may be lacking:
 /// std::bad_alloc
-[[nodiscard]] bool readImageFast(std::FILE* file, int depth, Target raster, std::size_t mostText,
-                                 PngTexts& texts);
+[[nodiscard]] bool readImageFast(std::FILE* file, std::uint64_t firstChunk, int depth,
+                                 Target raster, std::size_t mostText, PngTexts& texts);
 
 }  // namespace lumo

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "frame/file.h"
 #include "io/deflate.h"
 #include "io/png_filter.h"
+#include "platform/file.h"
 
 namespace lumo {
 

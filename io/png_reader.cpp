@@ -6,7 +6,7 @@
 #include "frame/call_frame.h"
 #include "frame/ini2.h"
 #include "image/lm_image.h"
-#include "io/formats.h"
+#include "io/codecs.h"
 #include "io/png_decoder.h"
 #include "io/png_support.h"
 
@@ -67,8 +67,8 @@ std::uint16_t wholeNumber(ini2& store, const char* key) {
     return static_cast<std::uint16_t>(value);
 }
 
-void readImage(PngDecoder& decoder, lmImage** place, const char* fileName, bool& created) {
-    raiseFailure(decoder.open(fileName));
+void readImage(PngDecoder& decoder, lmImage** place, FilePtr file, bool& created) {
+    raiseFailure(decoder.open(std::move(file)));
     const PngProperties properties = readProperties(decoder);
     raiseFailure(LumoCreateImage(place, static_cast<std::uint16_t>(properties.width),
                                  static_cast<std::uint16_t>(properties.height)));
@@ -91,12 +91,12 @@ void readImage(PngDecoder& decoder, lmImage** place, const char* fileName, bool&
 
 }  // namespace
 
-int LumoReadImagePNG(lmImage** place, const char* fileName) noexcept {
+int LumoReadImagePNG(lmImage** place, FilePtr file) noexcept {
     slog(8, "LumoReadImagePNG entry");
     PngDecoder decoder;
     bool created = false;
     const int code =
-        reporting("LumoReadImagePNG", [&] { readImage(decoder, place, fileName, created); });
+        reporting("LumoReadImagePNG", [&] { readImage(decoder, place, std::move(file), created); });
     if (code != LumoOk && created) LumoDestroyImage(place);
     decoder.close();
     slog(7, "LumoReadImagePNG return %d", code);

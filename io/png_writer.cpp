@@ -1,4 +1,5 @@
 // PNG writing: the whole image, or row by row between a start and an end.
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <new>
@@ -45,14 +46,15 @@ void startWrite(lmImage& image, const char* fileName) {
     raiseFailure(write.beginRows(level));
 }
 
-/// Hands rows over to an open write; a failure that leaves the file unfinished ends the write's
-/// life.
+/// Hands over the rows that the file still lacks. Surplus ones are refused and leave it as it is;
+/// another failure ends the write's life.
 int handOver(lmImage& image, std::uint16_t** rows, int count) {
     PngWrite& write = writeOf(image);
+    const int fitting = std::min(count, write.rowsToCome());
     int code = LumoErrorWrite;
-    if (write.takesRows(image, count)) code = write.writeRows(rows, count);
+    if (write.goesOn(image)) code = fitting > 0 ? write.writeRows(rows, fitting) : LumoOk;
     if (code != LumoOk) write.kill();
-    return code;
+    return fitting < count ? LumoErrorWrite : code;
 }
 
 int handOverRow(lmImage& image, const unsigned short* row) {

@@ -2,9 +2,11 @@
 #include <algorithm>
 
 #include "frame/call_frame.h"
+#include "frame/written_file.h"
 #include "image/turned_row.h"
 #include "io/pixel_file.h"
 #include "lumo_legacy.h"
+#include "platform/memory.h"
 
 namespace {
 
@@ -35,8 +37,7 @@ int writeTurnedRows(std::FILE* file, View<const Pixel> raster, QuarterTurn turn)
 template <class Pixel>
 int writePixels(std::FILE* file, View<const Pixel> raster, QuarterTurn turn) {
     if (turn != QuarterTurn::None) return writeTurnedRows(file, raster, turn);
-    return lumo::writeBytes(file, raster.pixels, raster.count() * sizeof(Pixel)) ? LumoOk
-                                                                                 : LumoErrorWrite;
+    return lumo::writeBlock(file, raster.pixels, raster.count() * sizeof(Pixel));
 }
 
 /// Creates the file and writes header and pixels; `headerOf` makes the header of the written size.
@@ -47,11 +48,10 @@ int writeFile(const char* fileName, View<const Pixel> raster, QuarterTurn turn, 
     const bool turned = swapsSides(turn);
     const auto header =
         headerOf(turned ? raster.height : raster.width, turned ? raster.width : raster.height);
-    int code = LumoErrorWrite;
-    if (lumo::writeBytes(file.get(), header.data(), header.size()))
-        code = writePixels(file.get(), raster, turn);
-    const bool closed = lumo::closeWritten(std::move(file));
-    return code == LumoOk && !closed ? LumoErrorWrite : code;
+    return lumo::writeAndClose(std::move(file), [&](std::FILE* to) {
+        const int code = lumo::writeBlock(to, header.data(), header.size());
+        return code == LumoOk ? writePixels(to, raster, turn) : code;
+    });
 }
 
 int writeImage16(const char* fileName, const Image& image, QuarterTurn turn) {

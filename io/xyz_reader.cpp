@@ -6,32 +6,32 @@
 #include "frame/call_frame.h"
 #include "frame/ini2.h"
 #include "frame/time_stamp.h"
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "image/info_name.h"
 #include "image/lm_image.h"
-#include "io/formats.h"
+#include "io/codecs.h"
 #include "io/pixel_file.h"
 
 namespace lumo {
 namespace {
 
-/// Creates the image and fills its raster. Raises -1, -50 or a code of LumoCreateImage().
+/// Creates the image and fills its raster. Raises -11, -50 or a code of LumoCreateImage().
 /// @return false without memory for the buffer of rows
-bool readPixelFile(lmImage** place, const char* fileName, bool eightBit) {
-    const FilePtr file = openFile(fileName, "rb");
-    if (!file) raise(LumoErrorOpen);
+bool readPixelFile(lmImage** place, std::FILE* file, bool eightBit) {
+    // A pipe does not give the first bytes again.
+    if (!seekTo(file, 0)) raise(LumoErrorFile);
     PixelFileHeader header;
-    if (!readHeader(file.get(), eightBit, header)) raise(LumoErrorImage);
+    if (!readHeader(file, eightBit, header)) raise(LumoErrorImage);
     raiseFailure(LumoCreateImage(place, header.width, header.height));
     const Target raster = viewOf(**place);
     if (raster.count() == 0) raise(LumoErrorImage);
     if (!header.eightBit) {
-        raiseFailure(readPixels16(file.get(), raster));
+        raiseFailure(readPixels16(file, raster));
         return true;
     }
     Pixel8Reader reader(raster.width);
     if (!reader.hasMemory()) return false;
-    raiseFailure(reader.read(file.get(), header.whiteLevel, raster));
+    raiseFailure(reader.read(file, header.whiteLevel, raster));
     return true;
 }
 
@@ -107,7 +107,7 @@ void readInfoFile(lmImage& image, const char* infoName) {
     if (info.extHeaderSize > 0) {
         const auto size = static_cast<std::size_t>(info.extHeaderSize);
         const std::vector<char> body = readExtendedHeader(file.get(), size);
-        store.set("Image_XHEAD", body.data(), static_cast<int>(body.size()), nullptr);
+        store.setBody("Image_XHEAD", body.data(), static_cast<int>(body.size()), nullptr);
     }
     takeHeader(store, image, info);
     replaceMetaData(image, store);
@@ -120,11 +120,11 @@ constexpr int logLevel(int code) {
 
 }  // namespace
 
-int LumoReadImageXYZ(lmImage** place, const char* fileName, int eightBit) noexcept {
+int LumoReadImageXYZ(lmImage** place, FilePtr file, const char* fileName, int eightBit) noexcept {
     slog(8, "LumoReadImageXYZ entry");
     bool rowBuffer = true;
     const int code = guarded([&] {
-        rowBuffer = readPixelFile(place, fileName, eightBit != 0);
+        rowBuffer = readPixelFile(place, file.get(), eightBit != 0);
         if (!rowBuffer) return;
         const InfoName infoName = infoNameForReading(fileName);
         if (infoName.exists()) readInfoFile(**place, infoName.text);

@@ -7,13 +7,15 @@
 #include "frame/call_frame.h"
 #include "frame/ini2.h"
 #include "frame/time_stamp.h"
-#include "image/image_info.h"
+#include "frame/written_file.h"
+#include "image/info_header.h"
 #include "image/info_name.h"
 #include "image/view.h"
-#include "io/formats.h"
+#include "io/codecs.h"
 #include "io/pixel_file.h"
 #include "lumo_legacy.h"
 #include "platform/local_time.h"
+#include "platform/memory.h"
 
 namespace lumo {
 namespace {
@@ -25,11 +27,11 @@ void writePixelFile16(const lmImage& image, const char* fileName) {
     if (!file) raise(LumoErrorWrite);
     const auto header = header16(image.width, image.height);
     const Target raster = viewOf(image);
-    const bool written =
-        writeBytes(file.get(), header.data(), header.size()) &&
-        writeBytes(file.get(), raster.pixels, raster.count() * sizeof *raster.pixels);
-    const bool closed = closeWritten(std::move(file));
-    if (!written || !closed) raise(LumoErrorWrite);
+    raiseFailure(writeAndClose(std::move(file), [&](std::FILE* to) {
+        const int code = writeBlock(to, header.data(), header.size());
+        if (code != LumoOk) return code;
+        return writeBlock(to, raster.pixels, raster.count() * sizeof *raster.pixels);
+    }));
 }
 
 /// Codes the raster and writes it. Raises -8; returns the result of the write.
@@ -130,14 +132,14 @@ struct ExtendedHeader {
 /// The extended header; none without memory for it, which the log tells.
 ExtendedHeader extendedHeaderOf(ini2& store) {
     ExtendedHeader header;
-    store.get("Image_XHEAD", nullptr, &header.size);
+    store.getBody("Image_XHEAD", nullptr, &header.size);
     if (header.size <= 0) return {};
     header.body.reset(static_cast<char*>(std::malloc(static_cast<std::size_t>(header.size))));
     if (!header.body) {
         slog(4, "LumoWriteImageXYZ no memory for the extended header, which is left out");
         return {};
     }
-    store.get("Image_XHEAD", header.body.get(), &header.size);
+    store.getBody("Image_XHEAD", header.body.get(), &header.size);
     return header;
 }
 
@@ -157,11 +159,12 @@ InfoFile infoFileOf(const lmImage& image) {
 
 void writeInfoFile(FilePtr file, const InfoFile& content) {
     const auto bytes = encodeInfoHeader(content.info);
-    const bool written = writeBytes(file.get(), bytes.data(), bytes.size()) &&
-                         writeBytes(file.get(), content.extended.body.get(),
-                                    static_cast<std::size_t>(content.extended.size));
-    const bool closed = closeWritten(std::move(file));
-    if (!written || !closed) raise(LumoErrorWrite);
+    raiseFailure(writeAndClose(std::move(file), [&](std::FILE* to) {
+        const int code = writeBlock(to, bytes.data(), bytes.size());
+        if (code != LumoOk) return code;
+        return writeBlock(to, content.extended.body.get(),
+                          static_cast<std::size_t>(content.extended.size));
+    }));
     if (!isValid(content.info))
         slog(4, "LumoWriteImageXYZ the information file holds values that no reader accepts");
 }

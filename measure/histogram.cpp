@@ -1,4 +1,4 @@
-// Counting grey values, percentile walks and shares.
+// Eight neighbours are counted from two loads, equal ones at once.
 #include "measure/histogram.h"
 
 #include <algorithm>

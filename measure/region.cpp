@@ -1,4 +1,4 @@
-// Regions of interest: ordering, checking, clipping.
+// Corners come in any order; what is valid is said of ordered ones.
 #include "measure/region.h"
 
 #include <algorithm>

@@ -2,8 +2,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "frame/written_file.h"
 #include "io/pixel_file.h"
 #include "measure/region.h"
+#include "platform/memory.h"
 
 namespace {
 
@@ -32,11 +34,10 @@ int writeRegion(const char* fileName, const Runs& region) {
     if (!file) return LumoErrorOpen;
     const auto header =
         lumo::header16(static_cast<int>(region.length), static_cast<int>(region.rows));
-    int code = LumoErrorWrite;
-    if (lumo::writeBytes(file.get(), header.data(), header.size()))
-        code = writeRuns(file.get(), region);
-    const bool closed = lumo::closeWritten(std::move(file));
-    return code == LumoOk && !closed ? LumoErrorWrite : code;
+    return lumo::writeAndClose(std::move(file), [&](std::FILE* to) {
+        const int code = lumo::writeBlock(to, header.data(), header.size());
+        return code == LumoOk ? writeRuns(to, region) : code;
+    });
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Machine-wide settings and bounded text building.
+// Machine-wide settings.
 #pragma once
 
 #include <cstddef>
@@ -15,6 +15,3 @@ constexpr std::size_t settingSize = 1024;  ///< bytes of a setting's buffer
 /// value
 ///               is cut
 void Get_RegStr(RegistryHive hive, const char* key, const char* name, char* value) noexcept;
-
-/// Appends a text, cut so that the result with its terminating zero fits in `limit` bytes.
-void strxcat(char* buffer, const char* text, std::size_t limit) noexcept;

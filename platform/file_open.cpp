@@ -1,7 +1,9 @@
-// Opening files.
+// fopen() with what Linux leaves out: a folder is refused, a child process inherits nothing.
 #include "platform/file_open.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -18,6 +20,15 @@ std::FILE* fopen_ex(const char* name, const char* mode) noexcept {
     std::snprintf(closeOnExec, sizeof closeOnExec, "%se", mode);
     lumo::FilePtr file(std::fopen(name, closeOnExec));
     // Linux opens a folder for reading and fails at the first read only.
+    if (file && isFolder(file.get())) return nullptr;
+    return file.release();
+}
+
+std::FILE* fopen_copy(int descriptor) noexcept {
+    const int copy = fcntl(descriptor, F_DUPFD_CLOEXEC, 3);
+    if (copy < 0) return nullptr;
+    lumo::FilePtr file(fdopen(copy, "rb"));
+    if (!file) close(copy);
     if (file && isFolder(file.get())) return nullptr;
     return file.release();
 }

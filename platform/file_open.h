@@ -8,6 +8,10 @@
 /// names a folder.
 [[nodiscard]] std::FILE* fopen_ex(const char* name, const char* mode) noexcept;
 
+/// A stream for reading from a copy of an open descriptor; null when that cannot be, or is a
+/// folder.
+[[nodiscard]] std::FILE* fopen_copy(int descriptor) noexcept;
+
 namespace lumo {
 
 struct FileCloser {

@@ -1,39 +1,76 @@
-// Local time from a cached offset and calendar arithmetic.
+// Local time from the C library's offset and calendar arithmetic.
 #include "platform/local_time.h"
 
-#include <atomic>
+#include <pthread.h>
+
 #include <chrono>
 #include <cstdint>
+#include <mutex>
+
+#include "platform/fork.h"
 
 namespace lumo {
 namespace {
 
-constexpr std::int64_t quarterHour = 15 * 60;
+/// The host's zone as far as tzset() shows it, and the quarter of an hour since 1970: all zones
+/// change their offset at such a boundary.
+struct Moment {
+    std::int64_t quarterHour = INT64_MIN;
+    long west = 0;
+    int daylight = 0;
+    const char* names[2] = {};
+    bool operator==(const Moment&) const = default;
+};
 
-/// Where the C library keeps the zone that the host has set with tzset(): seconds west of UTC.
-std::int64_t hostZone() {
-    return ::timezone;
+Moment momentOf(std::time_t time) {
+    constexpr std::int64_t quarterHour = 15 * 60;
+    return {time / quarterHour, ::timezone, ::daylight, {::tzname[0], ::tzname[1]}};
 }
 
-/// When and where an offset holds, and the offset: quarter of an hour since 1970 (24 bits and
-/// more), the host's zone in minutes (12 bits) and the offset in minutes (12 bits, signed).
-std::atomic<std::int64_t> cachedOffset{INT64_MIN};
+/// Held while the C library is asked, so that at a fork none of this library's threads holds the
+/// lock of its time zones.
+constinit std::mutex lock;
+/// For a forked child: when and where an offset held, and the offset in seconds.
+Moment knownMoment;
+std::int64_t knownOffset = 0;
 
-std::int64_t keyOf(std::time_t time) {
-    return ((time / quarterHour) << 12) | (hostZone() / 60 & 0xFFF);
+std::int64_t ask(std::time_t time) {
+    std::tm fields{};
+    return localtime_r(&time, &fields) != nullptr ? fields.tm_gmtoff : 0;
+}
+
+void remember(std::time_t time) {
+    knownOffset = ask(time);
+    knownMoment = momentOf(time);
 }
 
 std::int64_t offsetFromUtc(std::time_t time) {
-    const std::int64_t cached = cachedOffset.load(std::memory_order_relaxed);
-    if ((cached >> 12) == keyOf(time)) return (cached << 52 >> 52) * 60;
-    std::tm fields{};
-    if (localtime_r(&time, &fields) == nullptr) return 0;
-    const std::int64_t offset = fields.tm_gmtoff;
-    // Zones that are no whole minute off, all of them long past, are asked for every time.
-    if (offset % 60 == 0)
-        cachedOffset.store((keyOf(time) << 12) | (offset / 60 & 0xFFF), std::memory_order_relaxed);
-    return offset;
+    const std::lock_guard guard(lock);
+    if (!isForked()) return ask(time);
+    if (knownMoment != momentOf(time)) remember(time);
+    return knownOffset;
 }
+
+std::time_t forkTime = 0;
+
+void beforeFork() {
+    lock.lock();
+    forkTime = std::time(nullptr);
+    knownOffset = ask(forkTime);
+}
+
+void inParent() {
+    lock.unlock();
+}
+
+/// Takes the zone as it stands in the child: a thread may have been about to change it, and there
+/// is none to go on.
+void inChild() {
+    knownMoment = momentOf(forkTime);
+    lock.unlock();
+}
+
+[[maybe_unused]] const int registered = pthread_atfork(beforeFork, inParent, inChild);
 
 }  // namespace
 

@@ -1,14 +1,15 @@
-// Local time without the C library's time-zone lock.
+// Local time, also in a child process forked while another thread held the C library's time-zone
+// lock.
 #pragma once
 
 #include <ctime>
 
 namespace lumo {
 
-/// Calendar fields of local time. The C library is asked for the offset from UTC only once a
-/// quarter of an hour (all time zones change at such a boundary) or when the host has changed the
-/// zone; the rest is arithmetic. So a child process forked while another thread held the C
-/// library's time-zone lock, as every log line and time stamp would, does not wait for that lock.
+/// Calendar fields of local time in the zone that the host set last with tzset(). A forked child
+/// goes on with the offset of its parent to the end of the quarter of an hour, or until the host
+/// sets a zone of other names or another standard time: the lock of a thread that is not there
+/// would keep it for ever.
 [[nodiscard]] std::tm localTime(std::time_t time) noexcept;
 
 }  // namespace lumo

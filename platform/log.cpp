@@ -31,7 +31,7 @@ std::atomic<const Log*> current{nullptr};
 
 int chosenLevel() {
     const int usual = lumoLogLevel != nullptr ? lumoLogLevel() : allLevels;
-    const char* text = std::getenv("ORVEL_LOG_LEVEL");
+    const char* text = secure_getenv("ORVEL_LOG_LEVEL");
     if (text == nullptr || *text == '\0') return usual;
     char* end = nullptr;
     const long level = std::strtol(text, &end, 10);
@@ -40,7 +40,7 @@ int chosenLevel() {
 }
 
 const char* logDirectory() {
-    const char* directory = std::getenv("ORVEL_LOG_DIR");
+    const char* directory = secure_getenv("ORVEL_LOG_DIR");
     if (directory != nullptr && *directory != '\0') return directory;
     return lumoLogDirectory != nullptr ? lumoLogDirectory() : nullptr;
 }
@@ -52,9 +52,10 @@ int openForAppending(const char* name) {
                            ? std::snprintf(path, sizeof path, "%s", name)
                            : std::snprintf(path, sizeof path, "%s/%s", directory, name);
     if (length < 0 || length >= static_cast<int>(sizeof path)) return -1;
-    // Non-blocking, so that a pipe of that name cannot hold up the load.
-    const int descriptor =
-        open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
+    // Non-blocking, so that a pipe of that name cannot hold up the load; no link is followed, which
+    // somebody else may have laid in a shared folder.
+    const int descriptor = open(
+        path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | O_NOFOLLOW, 0666);
     if (descriptor < 0) return -1;
     struct stat status {};
     int kept = -1;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "frame/call_frame.h"
+#include "platform/fork.h"
 #include "platform/processors.h"
 
 namespace lumo {
@@ -18,24 +19,37 @@ namespace {
 constexpr const char* caller = "SC_Filter_ImageEx";
 
 struct PlanRelease {
-    void operator()(fftwf_plan plan) const noexcept { fftwf_destroy_plan(plan); }
+    /// Under the lock as well, since the planner has one of its own that a fork does not wait for.
+    void operator()(fftwf_plan plan) const noexcept {
+        const std::lock_guard planner(forkSafeLock());
+        fftwf_destroy_plan(plan);
+    }
 };
 using Plan = std::unique_ptr<std::remove_pointer_t<fftwf_plan>, PlanRelease>;
 
-/// The transform in the buffer, there and back; the planning leaves the buffer's contents alone.
+/// The transform in the buffer, there and back; the planning leaves the buffer's contents alone. It
+/// is one step with the setting of the thread count: the transform library keeps one for the
+/// process, and its planner changes it while it plans.
 struct Transforms {
     Plan forward, reverse;
 
     Transforms(float* buffer, const FftLayout& layout) {
+        plan(buffer, layout);
+        if (forward != nullptr && reverse != nullptr) return;
+        slog(3, "%s unable to plan the transform", caller);
+        raise(LumoErrorMemory);
+    }
+
+private:
+    /// Does not log: a line has a lock of its own that a fork waits for.
+    void plan(float* buffer, const FftLayout& layout) {
         auto* spectrum = reinterpret_cast<fftwf_complex*>(buffer);
+        const std::lock_guard planning(forkSafeLock());
+        Init_FftThreads();
         forward.reset(fftwf_plan_dft_r2c_2d(layout.paddedWidth, layout.paddedHeight, buffer,
                                             spectrum, FFTW_ESTIMATE));
         reverse.reset(fftwf_plan_dft_c2r_2d(layout.paddedWidth, layout.paddedHeight, spectrum,
                                             buffer, FFTW_ESTIMATE));
-        if (forward == nullptr || reverse == nullptr) {
-            slog(3, "%s unable to plan the transform", caller);
-            raise(LumoErrorMemory);
-        }
     }
 };
 
@@ -87,7 +101,6 @@ void filterSpectrum(FreqFilterJob job) {
 
 void run(Source source, Target destination, int pixelsizeX, int pixelsizeY,
          const BandParameters& parameters, bool automaticWindow) {
-    Init_FftThreads();
     FftLayout layout;
     const FftBuffer buffer = Make_FftBuffer(source, &layout);
     if (buffer == nullptr) {

@@ -56,7 +56,9 @@ struct FreqFilterJob {
 };
 void Filter_FreqColumns(const FreqFilterJob& job);
 
-/// Sets up the transform library's threads for this process and as many as there are processors.
+/// Sets the threads that the planner may count on, a setting of the whole process: as many as there
+/// are processors, which in a forked child run in turn. Called with the lock of platform/fork.h
+/// held.
 void Init_FftThreads();
 
 /// Filters the source into the destination, which may be the same raster.

@@ -1,9 +1,5 @@
 // The filter command: one operation on a raster, chosen and parameterised by a short text.
-#include <langinfo.h>
-#include <locale.h>
-
 #include <cfloat>
-#include <clocale>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -14,6 +10,7 @@
 #include "frame/ini2.h"
 #include "greyscale/equalise_clipped.h"
 #include "image/size_check.h"
+#include "platform/numeric_locale.h"
 #include "scripts/band_filter.h"
 #include "scripts/parameters.h"
 
@@ -126,17 +123,19 @@ int runClippedEqualisation(const Call& call) {
 struct Operation {
     const char* name;
     int (*run)(const Call& call);
+    bool handsBack = false;  ///< values, also for an image of zero pixels
 };
 constexpr Operation operations[] = {{"unsharp_mask", runUnsharpMask},
                                     {"unsharp_mask2", runUnsharpMask2},
                                     {"mean_filter", runMean},
                                     {"median_filter", runMedian},
                                     {"histogramm_equal", runEqualisation},
-                                    {"histogramm_equal3", runClippedEqualisation}};
+                                    {"histogramm_equal3", runClippedEqualisation, true}};
 
 /// An operation that refuses its parameters does not fail the call; it leaves its code as the last
-/// error.
+/// error. Without pixels there is nothing to do, whatever the parameters.
 void runOperation(const Operation& operation, const Call& call) {
+    if (viewOf(call.source).count() == 0 && !operation.handsBack) return;
     const int code = operation.run(call);
     if (code != LumoOk) reportFailure(function, code, 4);
 }
@@ -148,30 +147,13 @@ std::string workingText(const char* command) {
     return text;
 }
 
-/// The numeric locale's name; a copy of the locale keeps it valid beside other threads' calls.
-class NumericLocale {
-public:
-    NumericLocale() : copy_(duplocale(LC_GLOBAL_LOCALE)) {}
-    ~NumericLocale() {
-        if (copy_ != nullptr) freelocale(copy_);
-    }
-    NumericLocale(const NumericLocale&) = delete;
-    NumericLocale& operator=(const NumericLocale&) = delete;
-    [[nodiscard]] const char* name() const {
-        return copy_ != nullptr ? nl_langinfo_l(_NL_LOCALE_NAME(LC_NUMERIC), copy_) : "";
-    }
-
-private:
-    locale_t copy_;
-};
-
 /// Leaves the process with decimal points in its numbers, as hosts have come to rely on; our own
 /// reading does not depend on it.
 void setNumericLocale() {
     {
         const NumericLocale before;
         slog(7, "%s LC_NUMERIC %s", function, before.name());
-        if (std::string_view(before.name()) != "C") std::setlocale(LC_NUMERIC, "C");
+        if (std::string_view(before.name()) != "C") useDecimalPoint();
     }
     slog(7, "%s LC_NUMERIC %s", function, NumericLocale().name());
 }

@@ -1,6 +1,7 @@
 // The path of a filter script in the workstation's script folder.
 #include "lumo_legacy.h"
 #include "platform/configuration.h"
+#include "platform/text.h"
 
 extern "C" void CompleteImoPath(char* path, const char* name) {
     if (path == nullptr || name == nullptr || name[0] == '\0') return;

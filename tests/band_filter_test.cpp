@@ -81,7 +81,11 @@ const std::vector<BandParameters>& manyParameters() {
         // believed to half its error, rounds it the other way.
         {1, 1, 1, 1, 1, 1, 0, 1, 8.53125, 8.1875},
         {1, 1, 1, 1, 1, 1, 0, 1, 3.34375, 2.21875},
-        {1, 1, 1, 1, 1, 1, 0, 1, 8.90625, 5.3125}};
+        {1, 1, 1, 1, 1, 1, 0, 1, 8.90625, 5.3125},
+        // A factor of 64 x 49 lies so near the middle of two floats that the exponential's error
+        // counts.
+        {1, 1, 10, 1, 1, 10, 0, 1, 0.5 + 4180 * 0.001, 1.25},
+        {1, 1, 10, 1, 1, 10, 0, 1, 0.5 + 2352 * 0.001, 1.5}};
     return all;
 }
 

@@ -158,6 +158,22 @@ TEST(FilterCommand, TellsWhatAnOperationRefuses) {
     }
 }
 
+TEST(FilterCommand, HasNothingToDoWithoutPixels) {
+    std::uint16_t none = 0;
+    for (const Image image : {Image{0, 0, &none}, {7, 0, &none}, {0, 7, &none}})
+        for (const char* command :
+             {"type=unsharp_mask", "type=unsharp_mask radius=-1", "type=unsharp_mask2",
+              "type=mean_filter", "type=mean_filter size=0", "type=median_filter",
+              "type=histogramm_equal", "type=histogramm_equal3", "type=gauss_fd",
+              "type=gauss_fd2"}) {
+            const LogLines log;
+            lmtSetLastError(0);
+            EXPECT_EQ(SC_Filter_Image(image, image, pitch, pitch, command), 0) << command;
+            EXPECT_EQ(lmtGetLastError(), 0) << command;
+            EXPECT_TRUE(log.upTo(4).empty()) << command;
+        }
+}
+
 TEST(FilterCommand, HandsBackTheEqualisedRange) {
     Raster in = noise(60, 60), out = in;
     std::int32_t low = 0, high = 65535;

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <tuple>
 
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "image/lm_image.h"
 #include "support/support.h"
 
@@ -106,6 +106,46 @@ TEST(Delete, RemovesTheInformationFileOfXyzOnly) {
     EXPECT_TRUE(std::filesystem::exists(folder / "sub.xyz"));
 }
 
+struct Collected {
+    std::vector<std::string> entries{};  // section|key|value
+    std::size_t most = 100;
+    lmImage* changed = nullptr;
+};
+
+int collectEntry(const char* section, const char* key, const char* value, void* user) {
+    auto& all = *static_cast<Collected*>(user);
+    all.entries.push_back(std::string(section) + '|' + key + '|' + value);
+    const std::string added = std::string("new ") + key;
+    if (all.changed) LumoSetMetaEntry(all.changed, section, added.c_str(), "");
+    return all.entries.size() == all.most;
+}
+
+TEST(Access, WalksThroughTheMetadata) {
+    ImageOwner owner(1, 1);
+    const std::string tooLong(5000, 'v');
+    const std::string text =
+        "\xEF\xBB\xBFp=0\n[A]\r\nk=1\r\nk=2\n;c=3\n#d=4\n=5\n x = 6 = 7 "
+        "\n\xff\n[Image_XHEAD]\nh=1\n"
+        "[ B ] ;\nlong=" +
+        tooLong +
+        "\n[open\n[Empty]\n[A]\nk=8\nm=%lumo:a%0Ab\n%lumo:q%3D=\n%lumo:0%00=9\n[%lumo:T%5D]\n;%"
+        "lumo:z=9%";
+    const std::vector<std::string> expected{
+        "|p|0", "A|k|1", "A|x|6 = 7", "A|m|a\nb", "A|q=|", "B|long|" + tooLong, "T]|z|9"};
+    std::free(std::exchange(owner->metaData, strdup(text.c_str())));
+    owner->metaSize = std::int32_t(text.size() + 1);
+    Collected all{.changed = owner.image};
+    EXPECT_EQ(LumoForEachMetaEntry(owner.image, collectEntry, &all), 0);
+    EXPECT_EQ(all.entries, expected);
+    EXPECT_NE(std::string(owner->metaData).find("new x=\n"), std::string::npos);
+    Collected two{.most = 2};
+    EXPECT_EQ(LumoForEachMetaEntry(owner.image, collectEntry, &two), 0);
+    EXPECT_EQ(two.entries.size(), 2U);
+    std::free(std::exchange(owner->metaData, nullptr));
+    EXPECT_EQ(LumoForEachMetaEntry(owner.image, collectEntry, &(all = {})), 0);
+    EXPECT_EQ(all.entries.size(), 0U);
+}
+
 TEST(Access, AnswersEveryMissingPiece) {
     ImageOwner owner(3, 2), bare(0, 0);
     std::uint16_t value = 0, *data = nullptr;
@@ -125,6 +165,7 @@ TEST(Access, AnswersEveryMissingPiece) {
     expectCodes(-50, {LumoGetGeometry(none, &n, &n, &n, &n), LumoGetBufferAddress(none, &data),
                       LumoGetMetaData(none, text, &size), LumoSetMetaEntry(none, "a", "b", ""),
                       LumoGetMetaEntry(none, "a", "b", text, &size),
+                      LumoForEachMetaEntry(none, collectEntry, nullptr),
                       LumoAddPerformedStep(none, "x"), LumoGetExtHeader(none, text, &size),
                       LumoGetDoseEquiv(none, &value, &value, &value, &value)});
     expectCodes(-2,
@@ -132,6 +173,7 @@ TEST(Access, AnswersEveryMissingPiece) {
                  LumoGetGeometry(image, &n, &n, &n, nullptr), LumoAddPerformedStep(image, nullptr),
                  LumoGetMetaData(image, text, nullptr), LumoGetExtHeader(image, text, nullptr),
                  LumoGetMetaEntry(image, "a", "b", text, nullptr),
+                 LumoForEachMetaEntry(image, nullptr, nullptr),
                  LumoGetDoseEquiv(image, &value, nullptr, &value, &value)});
 }
 

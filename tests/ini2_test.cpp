@@ -13,6 +13,7 @@
 #include <tuple>
 #include <vector>
 
+#include "frame/ini2_lookup.h"
 #include "support/support.h"
 
 namespace {
@@ -63,17 +64,17 @@ void set(ini2& store, const std::string& section, const std::string& key, const 
 
 std::string body(ini2& store, const char* section) {
     int size = 0;
-    EXPECT_EQ(store.get(section, nullptr, &size), 0);
+    EXPECT_EQ(store.getBody(section, nullptr, &size), 0);
     std::string bytes(std::size_t(size) + 1, 'u');
     int room = size + 1;
-    EXPECT_EQ(store.get(section, bytes.data(), &room), 0);
+    EXPECT_EQ(store.getBody(section, bytes.data(), &room), 0);
     EXPECT_EQ(room, size);
     EXPECT_EQ(bytes.back(), 'u');
     return bytes.substr(0, bytes.size() - 1);
 }
 
 void setBody(ini2& store, const char* section, const std::string& bytes) {
-    store.set(section, bytes.data(), int(bytes.size()), nullptr);
+    store.setBody(section, bytes.data(), int(bytes.size()), nullptr);
 }
 
 /// The store that its text makes.
@@ -125,6 +126,7 @@ TEST(Ini2, AnyNameAndValueComesBackAndForgesNothing) {
         ASSERT_EQ(text(store).find_first_of("\t\r\x01\x7f"), std::string::npos) << text(store);
         Reread reread(store);
         ASSERT_EQ(value(reread, section, key), what) << text(store);
+        ASSERT_EQ(lumo::ini::findValue(text(store), section, key), what) << text(store);
         ASSERT_EQ(reread.remove(section.c_str(), key.c_str()), 0);
         ASSERT_NE(reread.remove(section.c_str(), key.c_str()), 0);
         ASSERT_EQ(value(reread, section, key), "<none>");
@@ -192,13 +194,13 @@ TEST(Ini2, BodyGetFollowsTheSizeProtocol) {
                                                 {3, 3, "abc-"},
                                                 {9, 3, "abc-"}}) {
         int room = size;
-        EXPECT_EQ(store.get("X", buffer, &room), 0);
+        EXPECT_EQ(store.getBody("X", buffer, &room), 0);
         EXPECT_EQ(room, count);
         EXPECT_STREQ(buffer, expected);
     }
-    EXPECT_NE(store.get("X", buffer, static_cast<int*>(nullptr)), 0);
+    EXPECT_NE(store.getBody("X", buffer, nullptr), 0);
     EXPECT_EQ(body(store, "Y"), "");
-    store.set("X", "abc", -1, nullptr);
+    store.setBody("X", "abc", -1, nullptr);
     EXPECT_EQ(text(store), "[X]\n");
 }
 
@@ -215,10 +217,12 @@ TEST(Ini2, ForeignTextKeepsItsMeaning) {
         "B|more|<none>~A|more|1~A%41|y|2~ZoJO09|z|5~AA|y|<none>~T]|z|4~U]|z|~|z|3~|End|~"
         "A|#key2|<none>~A|;key2|<none>",
         '~');
-    for (int round = 0; round < 4; ++round)  // the first by walking, later ones by trees
+    for (int round = 0; round < 4; ++round)  // the first by walking, later ones by an index
         for (const std::string& row : cases) {
             const Words word = split(row, '|');
             EXPECT_EQ(value(store, word[0], word[1]), word[2]) << row;
+            const auto found = lumo::ini::findValue(all, word[0], word[1]);
+            EXPECT_EQ(found.value_or("<none>"), word[2]) << row;
         }
     EXPECT_EQ(text(store), all);
     EXPECT_EQ(body(store, "B") + body(store, "U]") + body(store, "V"), "[open\nx=[y]\nz=a\r\n");
@@ -230,9 +234,9 @@ TEST(Ini2, AChangeLeavesAllOtherBytes) {
         {"comment", [](ini2& s) { s.set("S", "k", "2", "c\nd\re"); }},
         {"no comment", [](ini2& s) { s.set("S", "k", "2", ""); }},
         {"move", [](ini2& s) { s.remove("S", "k"), s.set("S", "k", 1L, nullptr); }},
-        {"bare body", [](ini2& s) { s.set("S", "b=2\n", 4, nullptr); }},
+        {"bare body", [](ini2& s) { s.setBody("S", "b=2\n", 4, nullptr); }},
         {"remove", [](ini2& s) { s.remove("S", "k"); }},
-        {"body", [](ini2& s) { s.set("S", "b=2\n", 4, "c"); }},
+        {"body", [](ini2& s) { s.setBody("S", "b=2\n", 4, "c"); }},
         {"null", [](ini2& s) { s.set(nullptr, "k", "", ""), s.set("S", nullptr, "", ""); }}};
     for (const char* row : {
              "set||[S]\nk=1\n",
@@ -354,6 +358,8 @@ TEST(Ini2, NumbersReadBackAndBadOnesFallBack) {
         EXPECT_EQ(store.get("S", "l", &back, 7), 0);
         EXPECT_EQ(back, number);
     }
+    store.set("S", "i", 12, nullptr);  // not a body of twelve bytes
+    EXPECT_EQ(value(store, "S", "i"), "12");
     const std::tuple<const char*, long, double> cases[] = {
         {"12.75mm", 12, 12.75},
         {" +3", 3, 3},
@@ -413,7 +419,7 @@ TEST(Ini2, ManyChangesOnOneStoreEqualOneChangeAtATime) {
             const auto change = [&](ini2& s) {
                 Reread other("[" + section + "]\n" + key + "=m\nx" + key + "\n[V" + key + "]");
                 const char* const name = section.c_str();
-                if (kind == 0) return s.set(name, lines.data(), int(lines.size()), nullptr);
+                if (kind == 0) return s.setBody(name, lines.data(), int(lines.size()), nullptr);
                 if (kind < 5) return s.remove(name, key.c_str());
                 if (kind < 9) return s.set(other);
                 return s.set(name, key.c_str(), what.c_str(), kind < 13 ? "c" : nullptr);

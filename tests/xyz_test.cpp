@@ -10,7 +10,7 @@
 #include <thread>
 #include <tuple>
 
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "image/info_name.h"
 #include "support/support.h"
 

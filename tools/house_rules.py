@@ -29,16 +29,30 @@ FORBIDDEN = [
     (r"\b(?!(vs|s)nprintf)\w*printf\s*\(|\b(puts|putchar|fputs|perror|abort|_?exit|_Exit|quick_exit|terminate)\s*\(",
      "the library never prints, exits or aborts", ()),
     (r"\bstd::(cout|cerr|clog)\b", "the library never prints", ()),
-    (r"\b(fread|fgetc|getc|fwrite|fputc|fscanf)(_unlocked)?\s*\(|\bstd::[io]?fstream\b", "use the checked block reads and writes of frame/file.h", ()),
-    (r"\bf(re)?open(64)?\s*\(", "use openFile() of frame/file.h", ("platform/file_open.cpp",)),
+    (r"\b(fread|fgetc|getc|fwrite|fputc|fscanf)(_unlocked)?\s*\(|\bstd::[io]?fstream\b", "use the checked block reads and writes of platform/file.h", ()),
+    (r"\bf(re)?open(64)?\s*\(", "use openFile() of platform/file.h", ("platform/file_open.cpp",)),
     (r"\breinterpret_cast\b(?!<(const )?__m)", "no reinterpret_cast in readers",
      ("io/png_encoder.cpp", "io/png_decoder.cpp")),
+    (r"\bgetenv\s*\(", "use secure_getenv(): a privileged program's caller is not trusted", ()),
     (r"\busing namespace\b", "no using namespace in headers", ()),
     (r"\bvector_size\b", "use Vector of platform/vectors.h", ("platform/vectors.h",)),
     (r"\bgnu::target|\btarget_clones\b|__builtin_cpu_supports", "use LUMO_LEVELS of platform/cpu_level.h",
      ("platform/cpu_level.h", "platform/cpu_level.cpp")),
 ]
-READERS = ("io/", "frame/", "image/")
+READERS = ("io/", "frame/", "image/", "platform/file")
+
+# What the operating system gives is asked for in these folders; a port replaces them and no more.
+SYSTEM_ROOMS = ("platform/", "cli/system/")
+# To be emptied: files of the program that still ask the system themselves.
+SYSTEM_FOR_NOW = ("cli/files/", "cli/library.cpp", "cli/messages.cpp")
+SYSTEM_HEADERS = re.compile(
+    r'#include [<"](sys/.*|linux/.*|unistd|fcntl|dlfcn|sched|pthread|malloc|langinfo|x?locale|strings|c?signal|poll|'
+    r'dirent|termios|pwd|grp|spawn|ftw|glob|utime|semaphore)(\.h)?[>"]')
+SYSTEM_CALLS = re.compile(
+    r"\b(fileno|fdopen|pread|pwrite|readv|writev|lseek|[lf]?stat|unlink|mkdir|fork|getpid|isatty|ioctl|"
+    r"mmap|madvise|(secure_)?getenv|setenv|setlocale|(dup|free)locale|nl_langinfo\w*|(local|gm)time(_r)?|tzset|"
+    r"dlopen|dladdr|dlsym|sysconf|sched_\w+|pthread_\w+|sig(action|procmask|timedwait)|malloc_usable_size|"
+    r"strn?casecmp)\s*\(")
 
 
 def allowed(folder):
@@ -90,6 +104,15 @@ def check_kernels(texts):
             seen.add(name)
 
 
+def check_system(path, text):
+    if str(path).startswith(SYSTEM_ROOMS + SYSTEM_FOR_NOW):
+        return
+    for number, line in enumerate(text.splitlines(), 1):
+        code = re.sub(r'"[^"]*"', '""', line.split("//")[0]) if "#include" not in line else line
+        if SYSTEM_HEADERS.search(code) or SYSTEM_CALLS.search(code):
+            yield f"{path}:{number}: ask the operating system in {' or '.join(SYSTEM_ROOMS)} only"
+
+
 def main():
     os.chdir(pathlib.Path(__file__).resolve().parent.parent)
     known = set(MAY_USE) | {"tests", "fuzz", "bench"}
@@ -102,6 +125,7 @@ def main():
             faults += check_includes(path, folder, text)
             faults += check_calls(path, folder, text)
             texts.append((path, text))
+            faults += check_system(path, text)
     faults += check_kernels(texts)
     print("\n".join(faults))
     return 1 if faults else 0

@@ -15,7 +15,7 @@ for compiler in g++ clang++-14; do
     isal=$([ "$compiler" = g++ ] && echo OFF || echo ON)
     directory=build/lint-$compiler
     cmake -S . -B "$directory" -G Ninja -DCMAKE_CXX_COMPILER="$compiler" -DLUMO_BUILD_TESTS=ON -DLUMO_WITH_ISAL="$isal" \
-        -DLUMO_WARNINGS_AS_ERRORS=ON -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_FLAGS_RELEASE=-O1 >/dev/null
+        -DLUMO_WARNINGS_AS_ERRORS=ON -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O1 >/dev/null
     cmake --build "$directory" -- --quiet
 done
 

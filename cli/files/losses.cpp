@@ -1,8 +1,8 @@
 // XYZ is read back and compared; for PNG the pitch can be computed.
 #include "cli/files/losses.h"
 
-#include <algorithm>
-#include <vector>
+#include <map>
+#include <utility>
 
 #include "cli/files/pitch.h"
 #include "cli/library.h"
@@ -21,23 +21,22 @@ std::string withoutDayName(const MetaEntry& entry, const std::string& value) {
 
 /// Compares the metadata with what came back from the file, entry by entry.
 void reportLostEntries(lmImage* image, lmImage* back, const std::string& file) {
-    const std::vector<MetaEntry> kept = readMetadata(back);
+    std::map<std::pair<std::string, std::string>, std::string> kept;
+    for (auto& [section, key, value] : readMetadata(back, file)) kept[{section, key}] = value;
     std::string lost;
-    for (const MetaEntry& entry : readMetadata(image)) {
+    for (const MetaEntry& entry : readMetadata(image, file)) {
         const std::string name = entry.section + '/' + entry.key;
-        const auto same = std::ranges::find_if(kept, [&](const MetaEntry& other) {
-            return other.section == entry.section && other.key == entry.key;
-        });
+        const auto same = kept.find({entry.section, entry.key});
         if (same == kept.end()) {
             if (entry.value.empty()) continue;  // reads the same
             if (!lost.empty()) lost += ", ";
             lost += name;
-        } else if (withoutDayName(entry, same->value) != withoutDayName(entry, entry.value)) {
-            printNote(file, "changed " + name, name + " becomes \"" + same->value + "\" in XYZ");
+        } else if (withoutDayName(entry, same->second) != withoutDayName(entry, entry.value)) {
+            printNote(file, "changed " + name, name + " becomes \"" + same->second + "\" in XYZ");
         }
     }
     if (!lost.empty()) printNote(file, "lost", "does not travel in XYZ: " + lost);
-    if (extendedHeader(image) != extendedHeader(back))
+    if (extendedHeader(image, file) != extendedHeader(back, file))
         printNote(file, "extended header", "the extended header does not travel unchanged");
 }
 
@@ -62,7 +61,7 @@ void reportXyzLosses(lmImage* image, const std::string& staged, const std::strin
 
 /// PNG counts whole pixels per metre.
 void reportPngLosses(lmImage* image, const std::string& file) {
-    if (isPitchAssumed(image)) return;
+    if (isPitchAssumed(image, file)) return;
     constexpr std::uint32_t nanometresPerMetre = 1'000'000'000;
     for (const std::uint32_t pitch : {image->pixelsizeX, image->pixelsizeY}) {
         const std::uint32_t back = nanometresPerMetre / (nanometresPerMetre / pitch);

@@ -19,8 +19,8 @@ void setEntry(lmImage* image, const char* section, const char* key, const char* 
 
 }  // namespace
 
-bool isPitchAssumed(lmImage* image) {
-    return metaValue(image, pitchSection, pitchKey) == pitchAssumed;
+bool isPitchAssumed(lmImage* image, const std::string& file) {
+    return metaValue(image, pitchSection, pitchKey, file) == pitchAssumed;
 }
 
 void assumePitch(lmImage* image, const std::string& file) {
@@ -39,9 +39,9 @@ void setPitch(lmImage* image, const Pitch& pitch, const std::string& file) {
                    {"Res_Y", pitch.y},
                    {"Pixelsize", 0}};  // computed when written as XYZ
     for (const auto& [key, value] : entries)
-        if (!metaValue(image, "Image_X", key).empty())
+        if (!metaValue(image, "Image_X", key, file).empty())
             setEntry(image, "Image_X", key, std::to_string(value).c_str(), file);
-    if (isPitchAssumed(image)) setEntry(image, pitchSection, pitchKey, nullptr, file);
+    if (isPitchAssumed(image, file)) setEntry(image, pitchSection, pitchKey, nullptr, file);
 }
 
 std::string pitchText(const Pitch& pitch, bool assumed) {
@@ -74,7 +74,7 @@ std::optional<Pitch> parsePitch(const std::string& text) {
 
 PitchInExtendedHeader::PitchInExtendedHeader(lmImage* image, const std::string& file) {
     // A device's own block stays as it is.
-    if (!isPitchAssumed(image) || !extendedHeader(image).empty()) return;
+    if (!isPitchAssumed(image, file) || !extendedHeader(image, file).empty()) return;
     setEntry(image, extendedHeaderSection, pitchKey, pitchAssumed, file);
     image_ = image;
 }
@@ -84,7 +84,7 @@ PitchInExtendedHeader::~PitchInExtendedHeader() {
 }
 
 void takePitchFromExtendedHeader(lmImage* image, const std::string& file) {
-    if (metaValue(image, extendedHeaderSection, pitchKey) != pitchAssumed) return;
+    if (metaValue(image, extendedHeaderSection, pitchKey, file) != pitchAssumed) return;
     setEntry(image, extendedHeaderSection, pitchKey, nullptr, file);
     assumePitch(image, file);
 }

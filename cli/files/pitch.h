@@ -20,7 +20,7 @@ struct Pitch {
 inline constexpr const char *pitchSection = "Import", *pitchKey = "PitchFrom",
                             *pitchAssumed = "assumed";
 
-[[nodiscard]] bool isPitchAssumed(lmImage* image);
+[[nodiscard]] bool isPitchAssumed(lmImage* image, const std::string& file);
 
 /// Records that the file holds no pitch and the image has a customary one.
 void assumePitch(lmImage* image, const std::string& file);

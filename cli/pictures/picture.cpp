@@ -1,9 +1,10 @@
-// 8-bit greyscale pictures for people: scaling, coding and PNG file.
+// Scaling by means of blocks, grey values through a window, and libpng's simple writer.
 #include "cli/pictures/picture.h"
 
 #include <png.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "cli/files/image_output.h"
 #include "cli/files/output.h"
@@ -17,26 +18,6 @@ std::vector<int> boundaries(int from, int to) {
     for (std::size_t i = 0; i < bounds.size(); ++i)
         bounds[i] = static_cast<int>(static_cast<std::int64_t>(i) * from / to);
     return bounds;
-}
-
-std::vector<std::uint8_t> squareRootCodes(const Image& raster, const std::string& file) {
-    std::vector<std::uint8_t> codes(std::size_t{raster.width} * raster.height);
-    std::uint16_t white = 0;
-    check(Convert_Image16_8(raster.data, codes.data(), raster.width, raster.height, 0, &white),
-          file);
-    return codes;
-}
-
-std::vector<std::uint8_t> linearCodes(const Image& raster, bool stretch) {
-    const std::size_t count = std::size_t{raster.width} * raster.height;
-    std::uint32_t white = stretch ? 1 : 65535;
-    for (std::size_t i = 0; stretch && i < count; ++i)
-        if (raster.data[i] != 65535) white = std::max<std::uint32_t>(white, raster.data[i]);
-    std::vector<std::uint8_t> codes(count);
-    for (std::size_t i = 0; i < count; ++i)
-        codes[i] =
-            static_cast<std::uint8_t>(std::min((raster.data[i] * 255U + white / 2) / white, 255U));
-    return codes;
 }
 
 }  // namespace
@@ -61,23 +42,63 @@ ScaledDown::ScaledDown(const Image& source, int mostWidth) : image_(source) {
               pixels_.data()};
 }
 
+void WindowOptions::check() const {
+    (void)parseLimits(limits);
+    if (lo && hi && *lo >= *hi)
+        throw usageError("--lo " + std::to_string(*lo) + " is not below --hi " +
+                         std::to_string(*hi));
+}
+
+Window WindowOptions::of(const Image& image, const std::string& file) const {
+    Window window{lo.value_or(0), hi.value_or(65535)};
+    if (lo && hi) return window;
+    const auto [low, high] = parseLimits(limits);
+    ImageValue value{};
+    cli::check(Get_ImageValueLim(image, &value, low, high), file);
+    if (!lo) window.black = value.min;
+    if (!hi) window.white = value.max;
+    return window;
+}
+
+void addWindowOptions(CLI::App& verb, WindowOptions& options) {
+    const CLI::Range grey(0, 65535);
+    verb.add_option("--lo", options.lo, "Grey value shown as black; else by --limits")->check(grey);
+    verb.add_option("--hi", options.hi, "Grey value shown as white; else by --limits")->check(grey);
+    verb.add_option("--limits", options.limits,
+                    "Shares of the darkest and brightest pixels shown black and white, in parts "
+                    "per million: LOW,HIGH")
+        ->capture_default_str();
+    verb.add_flag("--sqrt", options.squareRoot, "Lift dark parts, as for an exposure not windowed");
+}
+
+std::vector<std::uint8_t> pictureOf(const Image& raster, const Window& window, bool squareRoot) {
+    const double span = std::max(window.white - window.black, 1);
+    std::vector<std::uint8_t> steps(65536);
+    for (int grey = 0; grey < 65536; ++grey) {
+        const double share = std::clamp((grey - window.black) / span, 0.0, 1.0);
+        steps[static_cast<std::size_t>(grey)] =
+            static_cast<std::uint8_t>(std::lround(255 * (squareRoot ? std::sqrt(share) : share)));
+    }
+    std::vector<std::uint8_t> pixels(std::size_t{raster.width} * raster.height);
+    for (std::size_t i = 0; i < pixels.size(); ++i) pixels[i] = steps[raster.data[i]];
+    return pixels;
+}
+
 void requirePictureName(const std::string& file) {
     if (file != standardStream && !hasExtension(SplitPath(file).name, "png"))
         throw usageError(file + ": a picture is a PNG file; its name ends in .png");
 }
 
-void writePicture(const Image& raster, Coding coding, const std::string& file, bool force) {
-    const std::vector<std::uint8_t> codes = coding == Coding::squareRoot
-                                                ? squareRootCodes(raster, file)
-                                                : linearCodes(raster, coding != Coding::linear);
+void writePicture(const std::vector<std::uint8_t>& pixels, int width, int height,
+                  const std::string& file, bool force) {
     const SplitPath path(file);
     StagedOutput output(path.folder, {path.name}, {}, force);
     png_image picture{};
     picture.version = PNG_IMAGE_VERSION;
-    picture.width = raster.width;
-    picture.height = raster.height;
+    picture.width = static_cast<png_uint_32>(width);
+    picture.height = static_cast<png_uint_32>(height);
     picture.format = PNG_FORMAT_GRAY;
-    if (png_image_write_to_file(&picture, output.pathOf(path.name).c_str(), 0, codes.data(), 0,
+    if (png_image_write_to_file(&picture, output.pathOf(path.name).c_str(), 0, pixels.data(), 0,
                                 nullptr) == 0)
         throw output.writingError(LumoErrorWrite, path.name);
     output.publish();

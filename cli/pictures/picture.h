@@ -1,9 +1,12 @@
-// 8-bit greyscale pictures for people: scaling, coding and PNG file.
+// 8-bit greyscale pictures for people: scaling, a window of grey values, and a PNG file.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "cli/arguments.h"
+#include "cli/command.h"
 #include "lumo_legacy.h"
 
 namespace lumo::cli {
@@ -23,18 +26,41 @@ private:
     std::vector<std::uint16_t> pixels_;
 };
 
-/// How grey values become the 256 steps of a picture.
-enum class Coding {
-    linear,         ///< as programs show 16-bit images: 65535 is white
-    linearStretch,  ///< the largest value below 65535 is white
-    squareRoot      ///< the same, and dark parts are lifted
+/// The grey values that a picture shows as black and as white.
+struct Window {
+    int black, white;
+
+    /// The window that holds both.
+    [[nodiscard]] Window with(const Window& other) const {
+        return {std::min(black, other.black), std::max(white, other.white)};
+    }
 };
+
+/// How a window is found, or which one it is.
+struct WindowOptions {
+    std::string limits = "1000,1000";
+    std::optional<int> lo, hi;
+    bool squareRoot = false;  ///< lifts dark parts
+
+    /// Throws a usage error.
+    void check() const;
+    /// That of an image: --lo and --hi, and for an end that is not given the limits.
+    [[nodiscard]] Window of(const Image& image, const std::string& file) const;
+};
+
+/// Declares --lo, --hi, --limits and --sqrt.
+void addWindowOptions(CLI::App& verb, WindowOptions& options);
+
+/// The window as the 256 steps of a picture.
+[[nodiscard]] std::vector<std::uint8_t> pictureOf(const Image& raster, const Window& window,
+                                                  bool squareRoot);
 
 /// Throws a usage error unless the file's name ends in .png.
 void requirePictureName(const std::string& file);
 
-/// Writes a PNG picture. Throws a CommandError if the file exists (unless `force`) or cannot be
-/// written.
-void writePicture(const Image& raster, Coding coding, const std::string& file, bool force);
+/// Writes pixels as a PNG picture. Throws a CommandError if the file exists (unless `force`) or
+/// cannot be written.
+void writePicture(const std::vector<std::uint8_t>& pixels, int width, int height,
+                  const std::string& file, bool force);
 
 }  // namespace lumo::cli

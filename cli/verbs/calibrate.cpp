@@ -96,7 +96,7 @@ Status create(const Options& options) {
 /// as the same table.
 void warnIfRepeated(lmImage* image, const Options& options, const std::string& file) {
     constexpr std::string_view prefix = "CalibrateImage(calibrationDataFileName=", suffix = ")";
-    for (const auto& [number, step] : readHistory(image)) {
+    for (const auto& [number, step] : readHistory(image, file)) {
         if (!step.starts_with(prefix)) continue;
         const std::string table =
             step.substr(prefix.size(), step.size() - prefix.size() - suffix.size());

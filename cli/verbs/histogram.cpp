@@ -1,91 +1,81 @@
 // The verb `histogram`: pixels of each bin of grey values, as text or as a chart.
 #include <algorithm>
-#include <iostream>
 #include <memory>
-#include <numeric>
-#include <utility>
 
-#include "cli/arguments.h"
-#include "cli/files/inputs.h"
+#include "cli/curves.h"
 #include "cli/library.h"
-#include "cli/pictures/chart.h"
-#include "cli/pictures/chart_options.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
 
 namespace {
 
-struct HistogramOptions : ChartOptions {
+constexpr std::size_t greyValues = 65536;
+
+struct HistogramOptions : CurveOptions {
     int bins = 256, lo = 0, hi = 65535;
-    bool csv = false, json = false;
 };
 
-/// The pixels of the grey values from `first` to `last`.
-struct Bin {
-    std::size_t first, last;
-    std::uint32_t count;
-};
-
-/// Bins of whole grey values, so that each is in the bin that is printed.
-std::vector<Bin> binsOf(const lmImage& image, const HistogramOptions& options) {
-    std::vector<std::uint32_t> pixels(65536);
-    check(Make_Histogram(rasterOf(image), pixels.data()), options.input);
-    const auto lowest = static_cast<std::size_t>(options.lo);
-    const auto greyValues = static_cast<std::size_t>(options.hi - options.lo + 1);
-    const std::size_t count = std::min(static_cast<std::size_t>(options.bins), greyValues);
-    std::vector<Bin> bins;
-    for (std::size_t i = 0; i < count; ++i) {
-        const std::size_t first = lowest + i * greyValues / count;
-        const std::size_t end = lowest + (i + 1) * greyValues / count;
-        const auto* begin = pixels.data();
-        bins.push_back({first, end - 1, std::accumulate(begin + first, begin + end, 0U)});
+/// The grey values of a histogram's bins: whole ones, so that each is in the bin that is printed.
+Curve condensed(const std::vector<std::uint32_t>& pixels, const HistogramOptions& options) {
+    const std::int64_t all = options.hi - options.lo + 1,
+                       bins = std::min<std::int64_t>(options.bins, all);
+    const auto firstOf = [&](std::int64_t bin) { return options.lo + bin * all / bins; };
+    Curve curve;
+    curve.end = options.hi + 1;
+    for (std::int64_t bin = 0; bin < bins; ++bin) {
+        std::int64_t count = 0;
+        for (std::int64_t grey = firstOf(bin); grey < firstOf(bin + 1); ++grey)
+            count += pixels[static_cast<std::size_t>(grey)];
+        curve.abscissae.push_back(firstOf(bin));
+        curve.values.push_back(count);
     }
-    return bins;
+    return curve;
 }
 
-void draw(const std::vector<Bin>& bins, const HistogramOptions& options) {
-    std::vector<double> chart;  // a value for each grey value: bins differ in width
-    for (const Bin& bin : bins) chart.insert(chart.end(), bin.last - bin.first + 1, bin.count);
-    writeChart({std::move(chart), options.lo, true}, options.picture, options.force);
-}
-
-void print(const std::vector<Bin>& bins, bool csv) {
-    if (csv) std::cout << "first,count\n";
-    for (const Bin& bin : bins) std::cout << bin.first << (csv ? ',' : ' ') << bin.count << '\n';
-}
-
-void writeJson(JsonWriter& json, const std::vector<Bin>& bins) {
+void writeJson(JsonWriter& json, const Curve& bins) {
     json.key("bins");
     json.beginArray();
-    for (const Bin& bin : bins) {
+    for (std::size_t i = 0; i < bins.values.size(); ++i) {
         json.beginObject();
-        json.entry("first", static_cast<std::int64_t>(bin.first));
-        json.entry("last", static_cast<std::int64_t>(bin.last));
-        json.entry("count", bin.count);
+        json.entry("first", bins.abscissae[i]);
+        json.entry("last", (i + 1 < bins.values.size() ? bins.abscissae[i + 1] : bins.end) - 1);
+        json.entry("count", bins.values[i]);
         json.end();
     }
     json.end();
 }
 
-Status histogram(const HistogramOptions& options) {
+/// The grey values that the curves have pixels of, for the axis.
+ChartRange occupied(const std::vector<ChartCurve>& curves) {
+    ChartRange range{static_cast<double>(greyValues), 0};
+    for (const ChartCurve& curve : curves)
+        for (const Point& point : curve.points)
+            if (point.y > 0) range = {std::min(range.low, point.x), std::max(range.high, point.x)};
+    return range.low < range.high ? range : ChartRange{0, static_cast<double>(greyValues)};
+}
+
+Status histogram(HistogramOptions options) {
     if (options.lo > options.hi) throw usageError("lumo histogram: --lo lies above --hi");
-    Records records(options.json);
-    return forEachFile({options.input}, records, [&](const std::string& file) {
-        const std::vector<Bin> bins = binsOf(*readImage(file), options);
-        if (!options.picture.empty()) draw(bins, options);
-        if (options.json)
-            records.add(file, [&](JsonWriter& json) { writeJson(json, bins); });
-        else if (options.picture.empty() || options.csv)
-            print(bins, options.csv);
-    });
+    Chart chart;
+    chart.title = "Histogram";
+    chart.xName = "grey value";
+    chart.yName = "pixels a bin";
+    chart.filled = true;
+    chart.fitX = occupied;
+    return runCurves(options, {"first", "count", true, false, writeJson}, std::move(chart),
+                     [&](const lmImage& image, const Roi& region, const std::string& file) {
+                         std::vector<std::uint32_t> pixels(greyValues);
+                         check(Make_HistogramRoi(rasterOf(image), region, pixels.data()), file);
+                         return condensed(pixels, options);
+                     });
 }
 
 }  // namespace
 
 Work setUpHistogram(CLI::App& verb) {
     const auto options = std::make_shared<HistogramOptions>();
-    addInputOption(verb, options->input);
+    addCurveOptions(verb, *options);
     verb.add_option("--bins", options->bins,
                     "Bins that the grey values are condensed to, at most one for each")
         ->check(CLI::Range(1, 65536))
@@ -96,10 +86,6 @@ Work setUpHistogram(CLI::App& verb) {
     verb.add_option("--hi", options->hi, "Highest grey value to count")
         ->check(CLI::Range(0, 65535))
         ->capture_default_str();
-    CLI::Option* csv = verb.add_flag("--csv", options->csv, "Comma-separated, with a head");
-    addJsonOption(verb, options->json);
-    verb.get_option("--json")->excludes(csv);
-    addChartOptions(verb, *options);
     return [options] { return histogram(*options); };
 }
 

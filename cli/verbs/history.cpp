@@ -45,7 +45,7 @@ Status run(const Options& options) {
     Records records(options.asJson);
     return forEachFile({options.file}, records, [&](const std::string& file) {
         const ImageHandle image = readImage(file);
-        const std::map<unsigned long, std::string> steps = readHistory(image.get());
+        const std::map<unsigned long, std::string> steps = readHistory(image.get(), file);
         if (options.script) return printScript(steps);
         if (options.asJson)
             return records.add(file, [&](JsonWriter& json) { writeJson(json, steps); });
@@ -56,9 +56,9 @@ Status run(const Options& options) {
 
 }  // namespace
 
-std::map<unsigned long, std::string> readHistory(lmImage* image) {
+std::map<unsigned long, std::string> readHistory(lmImage* image, const std::string& file) {
     std::map<unsigned long, std::string> steps;
-    for (const MetaEntry& entry : readMetadata(image)) {
+    for (const MetaEntry& entry : readMetadata(image, file)) {
         if (entry.section != "PerformedSteps" || !entry.key.starts_with(stepPrefix)) continue;
         const char *begin = entry.key.data() + stepPrefix.size(),
                    *end = entry.key.data() + entry.key.size();

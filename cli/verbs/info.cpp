@@ -46,10 +46,10 @@ Facts gather(const std::string& file) {
     check(LumoGetDoseEquiv(image.get(), &facts.avgPix, &facts.maxPix, &facts.equivLow,
                            &facts.equivHigh),
           file);
-    facts.pitchAssumed = isPitchAssumed(image.get());
+    facts.pitchAssumed = isPitchAssumed(image.get(), file);
     facts.raster = summarize(*image);
-    facts.metadata = readMetadata(image.get());
-    facts.extendedHeader = extendedHeader(image.get());
+    facts.metadata = readMetadata(image.get(), file);
+    facts.extendedHeader = extendedHeader(image.get(), file);
     return facts;
 }
 

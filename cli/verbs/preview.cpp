@@ -16,15 +16,18 @@ constexpr int mostPixels = 65535;  // a side
 struct Options {
     std::string input, output;
     int width = mostPixels;
-    bool squareRoot = false, force = false;
+    WindowOptions window;
+    bool force = false;
 };
 
 Status run(const Options& options) {
     requirePictureName(options.output);
+    options.window.check();
     const ImageHandle image = readImage(options.input);
+    const Window window = options.window.of(rasterOf(*image), options.input);
     const ScaledDown scaled(rasterOf(*image), options.width);
-    writePicture(scaled.image(), options.squareRoot ? Coding::squareRoot : Coding::linearStretch,
-                 options.output, options.force);
+    writePicture(pictureOf(scaled.image(), window, options.window.squareRoot), scaled.image().width,
+                 scaled.image().height, options.output, options.force);
     return done;
 }
 
@@ -36,8 +39,7 @@ Work setUpPreview(CLI::App& verb) {
     verb.add_option("OUT", options->output, "PNG picture to write")->required();
     verb.add_option("--width", options->width, "Scale down to this many pixels a row by averaging")
         ->check(CLI::Range(1, mostPixels));
-    verb.add_flag("--sqrt", options->squareRoot,
-                  "Lift dark parts, as for an exposure not windowed");
+    addWindowOptions(verb, options->window);
     addForceOption(verb, options->force);
     return [options] { return run(*options); };
 }

@@ -4,10 +4,10 @@
 #include <memory>
 #include <vector>
 
-#include "cli/arguments.h"
 #include "cli/csv.h"
 #include "cli/files/inputs.h"
 #include "cli/library.h"
+#include "cli/regions.h"
 #include "cli/verbs/verbs.h"
 
 namespace lumo::cli {
@@ -18,13 +18,6 @@ struct Options {
     std::vector<std::string> files, regions;
     std::string limits;
     bool csv = false, json = false;
-};
-
-/// What is measured: the whole image or a region, and its extremes or limits.
-struct Region {
-    std::string text;
-    Roi roi{};
-    bool whole = false;
 };
 
 struct Row {
@@ -88,13 +81,6 @@ private:
     Records& records_;
 };
 
-std::vector<Region> regionsOf(const Options& options) {
-    if (options.regions.empty()) return {{"all", {}, true}};
-    std::vector<Region> regions;
-    for (const std::string& text : options.regions) regions.push_back({text, parseRoi(text)});
-    return regions;
-}
-
 ImageValue measure(const lmImage& image, const Region& region, const Limits* limits,
                    const std::string& file) {
     const Image raster = rasterOf(image);
@@ -113,7 +99,7 @@ ImageValue measure(const lmImage& image, const Region& region, const Limits* lim
 }
 
 Status stats(const Options& options) {
-    const std::vector<Region> regions = regionsOf(options);
+    const std::vector<Region> regions = regionsOf(options.regions);
     const bool limited = !options.limits.empty();
     const Limits limits = limited ? parseLimits(options.limits) : Limits{};
     Records records(options.json);
@@ -137,8 +123,7 @@ Status stats(const Options& options) {
 Work setUpStats(CLI::App& verb) {
     const auto options = std::make_shared<Options>();
     addInputOption(verb, options->files);
-    verb.add_option("--roi", options->regions, "A region: x1,y1,x2,y2, inclusive; may be repeated")
-        ->allow_extra_args(false);
+    addRegionOption(verb, options->regions);
     verb.add_option("--limits", options->limits,
                     "Limits that cut off shares of the darkest and brightest pixels, in parts per "
                     "million (LOW,HIGH), and the mean between them");

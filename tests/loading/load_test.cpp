@@ -3,8 +3,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -106,7 +108,15 @@ void testForks(const char* library, const fs::path& log) {
     };
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) threads.emplace_back(work);
-    for (int i = 0; i < 20; ++i) {
+    std::atomic<bool> enough{false};
+    threads.emplace_back(
+        [&] {  // the host's own clock, which holds the C library's lock most of the time
+            for (std::tm fields{}; !enough;) {
+                const std::time_t now = std::time(nullptr);
+                localtime_r(&now, &fields);
+            }
+        });
+    for (int i = 0; i < 50; ++i) {
         const pid_t child = fork();
         if (child == 0) {
             alarm(20);
@@ -117,6 +127,7 @@ void testForks(const char* library, const fs::path& log) {
         waitpid(child, &status, 0);
         expect(status == 0, "a forked child works");
     }
+    enough = true;
     for (std::thread& thread : threads) thread.join();
     dlclose(handle);
     for (const std::string& line : linesOf(log)) {
@@ -126,6 +137,16 @@ void testForks(const char* library, const fs::path& log) {
         if (!whole) std::fprintf(stderr, "torn: %s\n", line.c_str());
         expect(whole, "log lines are whole");
     }
+}
+
+/// A fork runs what a library registered for it: nothing once that is unloaded.
+void testForkAfterUnloading(const char* library) {
+    dlclose(loadAndCall(library));
+    const pid_t child = fork();
+    if (child == 0) _exit(0);
+    int status = 1;
+    waitpid(child, &status, 0);
+    expect(status == 0, "a fork after the library is unloaded");
 }
 
 void testLogFolders(const char* library, const fs::path& folder) {
@@ -143,6 +164,11 @@ void testLogFolders(const char* library, const fs::path& folder) {
     setenv("ORVEL_LOG_LEVEL", "5", 1);
     dlclose(loadAndCall(library));
     expect(linesOf(folder / "orvellog.log").size() == 1, "level 5 logs the start line alone");
+    fs::rename(folder / "orvellog.log", folder / "elsewhere");
+    fs::create_symlink(folder / "elsewhere", folder / "orvellog.log");
+    dlclose(loadAndCall(library));
+    expect(linesOf(folder / "elsewhere").size() == 1, "a link of the log's name is not followed");
+    fs::rename(folder / "elsewhere", folder / "orvellog.log");
     setenv("ORVEL_LOG_LEVEL", "-1", 1);
     dlclose(loadAndCall(library));
     expect(linesOf(folder / "orvellog.log").size() == 1, "level -1 logs nothing");
@@ -164,6 +190,7 @@ int main(int, char** arguments) {
     testRounds(library, folder / "orvellog.log");
     testForks(library, folder / "orvellog.log");
     testTransformRounds(library);
+    testForkAfterUnloading(library);
     testLogFolders(library, folder);
     fs::current_path("/");
     fs::remove_all(folder);

@@ -204,6 +204,10 @@ TEST(Memory, EveryAllocationOfEveryCallMayFail) {
               size = sizeof value;
               return LumoGetMetaEntry(image, "Image", "Creation Time", value, &size);
           },
+          [&](lmImage*& image) {
+              return LumoForEachMetaEntry(
+                  image, [](auto...) { return 0; }, nullptr);
+          },
           [&](lmImage*& image) { return LumoGetExtHeader(image, value, &(size = sizeof value)); }}},
         {Place::Kept,
          {-8, -1, -16},

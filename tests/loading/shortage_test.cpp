@@ -1,10 +1,14 @@
-// Memory that runs out at every single allocation of the functions on plain rasters. The linker
-// leads the library's own calls here; what libraries below take for themselves is left alone. So
-// are transform plans, which come back null when memory is short.
+// Memory that runs out at every single allocation of the functions on plain rasters, and a disk
+// that fails in the middle of a file. The linker leads the library's own calls here; what libraries
+// below take for themselves is left alone. So are transform plans, which come back null when memory
+// is short.
 #include <fftw3.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <functional>
 #include <new>
@@ -15,6 +19,7 @@ namespace {
 
 std::atomic<long> untilFailure{-1};  ///< allocations that still succeed; negative: all do
 std::atomic<long> live{0};
+std::size_t untilReadFails = SIZE_MAX;  ///< bytes that files still give
 
 bool refuses() {
     return untilFailure >= 0 && untilFailure-- == 0;
@@ -69,6 +74,14 @@ fftwf_plan __wrap_fftwf_plan_dft_c2r_2d(int n0, int n1, fftwf_complex* in, float
     if (refuses()) return nullptr;
     ++live;
     return __real_fftwf_plan_dft_c2r_2d(n0, n1, in, out, f);
+}
+ssize_t __real_read(int, void*, std::size_t);
+/// Reads fail once so many bytes have come.
+ssize_t __wrap_read(int file, void* to, std::size_t size) {
+    if (untilReadFails == 0) return errno = EIO, -1;
+    const ssize_t count = __real_read(file, to, std::min(size, untilReadFails));
+    if (count > 0) untilReadFails -= static_cast<std::size_t>(count);
+    return count;
 }
 void __wrap_fftwf_destroy_plan(fftwf_plan plan) {
     --live;
@@ -256,6 +269,22 @@ TEST(Shortage, EveryAllocationOfEveryFunctionOnRastersMayFail) {
         EXPECT_LT(allocations, 500) << one.name;
         EXPECT_GT(allocations, 0) << one.name << " asks for nothing";
     }
+}
+
+TEST(Shortage, ADiskThatFailsWithinAGainTableLeavesTheImage) {
+    const TempFolder folder;
+    const std::string name = folder / "gains.cal";
+    ImageOwner image(noise(600, 500));
+    ASSERT_EQ(CreateCalibrationData(image.image, 1, 1, 50, 150, name.c_str()), 0);
+    const std::vector<std::uint16_t> pixels = image.pixels();
+    const std::string metadata = image->metaData;
+    for (const std::size_t bytes : {0U, 20U, 300000U, 600019U}) {
+        untilReadFails = bytes;
+        EXPECT_EQ(CalibrateImage(image.image, name.c_str()), -11) << bytes;
+        untilReadFails = SIZE_MAX;
+        EXPECT_TRUE(image.pixels() == pixels && image->metaData == metadata) << bytes;
+    }
+    EXPECT_EQ(CalibrateImage(image.image, name.c_str()), 0);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ class CommandLine(Program):
             ["sheet", "a.png"], ["sheet", "in.png", "a.jpg"], ["sheet", "in.png", "a.png", "--roi", "1,2"],
             ["stats", "in.png", "--csv", "--json"], ["stats", "in.png", "--roi", "1,2,3"], ["stats", "in.png", "--limits", "1"],
             ["histogram", "in.png", "--bins", "0"], ["histogram", "in.png", "--lo", "9", "--hi", "8"], ["histogram", "in.png", "--png", "a.jpg"], ["dose"],
-            ["profile", "in.png", "--axis", "x"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
+            ["profile", "in.png", "--roi", "0,0,1,1"], ["profile", "in.png", "--roi", "0,0,1,1", "--axis", "z"],
             ["window", "in.png", "a.png"], ["window", "in.png", "a.png", "--lo", "5"],
             ["window", "in.png", "a.png", "--lo", "5", "--hi", "9", "--limits", "1,1"],
             ["window", "in.png", "a.png", "--limits", "1,1", "--mode", "cubic"],

@@ -1,10 +1,31 @@
 """What is read and written: formats, metadata, what exists already, what fails."""
-import subprocess, json, os, re, resource, signal, time, unittest
+import subprocess, json, os, re, resource, signal, struct, time, unittest, zlib
 
 from program import Program
 
 
 class Files(Program):
+    def test_a_hundred_thousand_entries_are_read_in_one_walk(self):
+        self.phantom("a.png")
+        data, count = self.read("a.png"), 100000
+        text = "Many\0[S]\n" + "".join("key%d=%%lumo:%d%%0A\n" % (n, n) for n in range(count))
+        text += "long=" + 3000 * "v" + "\n[PerformedSteps]\n" + "".join("Step%d=x\n" % n for n in range(1, 1000))
+        chunk, at = b"tEXt" + text.encode(), data.index(b"IEND") - 4
+        with open(os.path.join(self.folder, "b.png"), "wb") as file:
+            file.write(data[:at] + struct.pack(">I", len(chunk) - 4) + chunk + struct.pack(">I", zlib.crc32(chunk)) + data[at:])
+        before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime
+        expected = {"key%d" % n: "%d\n" % n for n in range(count)} | {"long": 3000 * "v"}
+        self.assertEqual(self.info("b.png")[0]["metadata"]["S"], expected)
+        self.assertRegex(self.run_lumo("info", "b.png")[0], r"\n    S +long +v{200}\.\.\. \(3000 bytes\)\n")
+        self.run_lumo("convert", "b.png", "c.png", "--set", "S/key1=new")
+        self.run_lumo("invert", "c.png", "d.png")
+        self.assertEqual(self.info("d.png")[0]["metadata"]["S"], expected | {"key1": "new"})
+        self.assertEqual(self.run_lumo("history", "d.png")[0].splitlines()[-2:], ["Step999: x", "Step1000: invert"])
+        notes = self.run_lumo("convert", "d.png", "e.xyz")[1]
+        self.assertEqual(notes.count("S/"), count + 1)
+        used = resource.getrusage(resource.RUSAGE_CHILDREN).ru_utime - before
+        self.assertLess(used, 30)  # half a minute and more for one of them if each entry searches the text
+
     def test_failures_are_one_line_each_and_the_others_go_on(self):
         self.phantom("in.png")
         self.phantom("cut.xyz")

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "image/image_info.h"
+#include "image/info_header.h"
 #include "platform/cpu_level.h"
 
 namespace lumo::test {

@@ -1,5 +1,5 @@
-// Files: opening, block reads and writes, checked closing.
-#include "frame/file.h"
+// The system's calls, repeated until all is moved: interruptions and partial transfers end here.
+#include "platform/file.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,11 +29,28 @@ std::size_t transferAll(Byte* bytes, std::size_t size, Call call) noexcept {
     return done;
 }
 
+bool isFileName(const char* name) noexcept {
+    return name != nullptr && strnlen(name, longestFileName + 1) <= longestFileName;
+}
+
 }  // namespace
 
 FilePtr openFile(const char* name, const char* mode) noexcept {
-    if (name == nullptr || strnlen(name, longestFileName + 1) > longestFileName) return nullptr;
-    return FilePtr(fopen_ex(name, mode));
+    return isFileName(name) ? FilePtr(fopen_ex(name, mode)) : nullptr;
+}
+
+FilePtr openRegularFile(const char* name) noexcept {
+    struct stat status {};
+    if (!isFileName(name) || stat(name, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    return openFile(name, "rb");
+}
+
+FilePtr openCopy(int descriptor) noexcept {
+    return FilePtr(fopen_copy(descriptor));
+}
+
+bool removeFile(const char* name) noexcept {
+    return isFileName(name) && unlink(name) == 0;
 }
 
 std::size_t readBytes(std::FILE* file, void* target, std::size_t size) noexcept {
@@ -54,6 +71,11 @@ std::size_t readBytesAt(std::FILE* file, std::uint64_t position, void* target,
 
 bool seekTo(std::FILE* file, std::uint64_t offset) noexcept {
     return lseek(fileno(file), static_cast<off_t>(offset), SEEK_SET) >= 0;
+}
+
+std::uint64_t positionOf(std::FILE* file) noexcept {
+    const off_t position = lseek(fileno(file), 0, SEEK_CUR);
+    return position > 0 ? static_cast<std::uint64_t>(position) : 0;
 }
 
 bool writeBytes(std::FILE* file, const void* source, std::size_t size) noexcept {

@@ -1,4 +1,4 @@
-// The information file of an XYZ image: its fixed header as a record.
+// The fixed header of an XYZ image's information file, as bytes and as a record.
 #pragma once
 
 #include <array>

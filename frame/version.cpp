@@ -1,4 +1,6 @@
-// The library's entry: its logger, what happens when it is loaded, and the version texts.
+// The version texts, and the one buffer in which they are handed out.
+#include "frame/version.h"
+
 #include <png.h>
 
 #include <algorithm>
@@ -9,7 +11,6 @@
 #include <string_view>
 
 #include "lumo_legacy.h"
-#include "platform/load_notification.h"
 #include "platform/log.h"
 
 namespace {
@@ -25,20 +26,11 @@ constinit std::array<char, versionBufferSize> versionBuffer = [] {
     return buffer;
 }();
 
-Log logger(3, 5, "orvellog.log", 0, 29);
-
-bool libraryEntry(void*, lumo::LoadReason reason, void*) {
-    if (reason != lumo::LoadReason::ProcessAttach) return true;
-    logger.set(6, 5, "127.0.0.1", 0, 29);
-    logger.libCatchlog();
-    slog(5, "lumo Start %s", versionBuffer.data());
-    return true;
-}
-
-// Stays behind the logger, which it uses.
-const lumo::LoadNotification notification(libraryEntry);
-
 }  // namespace
+
+const char* lumo::versionInUse() noexcept {
+    return versionBuffer.data();
+}
 
 extern "C" {
 
