@@ -117,5 +117,5 @@ say "pictures from elsewhere"
 lumo convert corrected.png detector.bin --format dump --force
 lumo convert detector.bin imported.png --from dump --sidecar detector.ini --force
 if lumo convert corrected.png corrected.tif --compression lzw --force 2>/dev/null; then
-    lumo info corrected.tif | head -n 4
+    lumo info corrected.tif | sed -n 1,4p
 fi
