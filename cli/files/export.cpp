@@ -20,8 +20,8 @@ constexpr const char* identitySection = "DICOM_Identity";
 constexpr unsigned everybody = 0666, ownerAlone = 0600;  // the user's mask takes from it
 
 /// The bits that the values are recorded to have, if they all fit; else 16.
-std::uint8_t bitsOf(lmImage* image) {
-    const std::string text = metaValue(image, "Image_X", "bits");
+std::uint8_t bitsOf(lmImage* image, const std::string& file) {
+    const std::string text = metaValue(image, "Image_X", "bits", file);
     std::uint8_t bits = 0;
     std::from_chars(text.data(), text.data() + text.size(), bits);
     if (bits < 1 || bits > 15) return 16;
@@ -31,14 +31,14 @@ std::uint8_t bitsOf(lmImage* image) {
     return all >> bits == 0 ? bits : 16;
 }
 
-Description describe(lmImage* image) {
+Description describe(lmImage* image, const std::string& file) {
     Description description;
     description.width = image->width;
     description.height = image->height;
     description.pitchX = image->pixelsizeX;
     description.pitchY = image->pixelsizeY;
-    description.bits = image->data == nullptr ? 16 : bitsOf(image);
-    for (MetaEntry& entry : readMetadata(image))
+    description.bits = image->data == nullptr ? 16 : bitsOf(image, file);
+    for (MetaEntry& entry : readMetadata(image, file))
         description.add(std::move(entry.section), std::move(entry.key), std::move(entry.value));
     return description;
 }
@@ -58,8 +58,10 @@ Descriptor create(const std::string& path, const std::string& file, bool identif
 }
 
 /// What every format of others loses or carries.
-void addCommonNotes(lmImage* image, bool identifying, std::vector<std::string>& notes) {
-    if (!extendedHeader(image).empty()) notes.emplace_back("the extended header does not travel");
+void addCommonNotes(lmImage* image, bool identifying, const std::string& file,
+                    std::vector<std::string>& notes) {
+    if (!extendedHeader(image, file).empty())
+        notes.emplace_back("the extended header does not travel");
     if (identifying)
         notes.push_back(std::string("carries identifying elements (section ") + identitySection +
                         "); only its owner may read it");
@@ -71,7 +73,7 @@ std::vector<std::string> exportByHelper(const HelperProgram& helper, lmImage* im
                                         const std::string& path, const std::string& file,
                                         const ExportOptions& options, const HelperPlace& place) {
     check(image->data == nullptr ? LumoErrorImage : LumoOk, file);
-    const Description description = describe(image);
+    const Description description = describe(image, file);
     const bool identifying = identifies(description);
     const bool dicom = helper.name == std::string_view(dicomHelper.name);
     if (!dicom && (!options.dicom.empty() || !options.original.empty()))
@@ -90,14 +92,14 @@ std::vector<std::string> exportByHelper(const HelperProgram& helper, lmImage* im
     const Descriptor output = create(path, file, identifying);
     std::vector<std::string> notes = writeByHelper(helper, file, *image, description, output, list,
                                                    original.valid() ? &original : nullptr, place);
-    addCommonNotes(image, identifying, notes);
+    addCommonNotes(image, identifying, file, notes);
     return notes;
 }
 
 std::vector<std::string> exportDump(lmImage* image, const std::string& path,
                                     const std::string& sidecarPath, const std::string& file) {
     check(image->data == nullptr ? LumoErrorImage : LumoOk, file);
-    const Description description = describe(image);
+    const Description description = describe(image, file);
     const bool identifying = identifies(description);
     writeDump(*image, create(path, file, identifying), file);
     const std::string text = sidecarText(*image, description.bits, description.entries);
@@ -108,7 +110,7 @@ std::vector<std::string> exportDump(lmImage* image, const std::string& path,
                            (" (" + error.code().message() + ')'));
     }
     std::vector<std::string> notes;
-    addCommonNotes(image, identifying, notes);
+    addCommonNotes(image, identifying, file, notes);
     return notes;
 }
 

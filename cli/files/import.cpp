@@ -44,8 +44,8 @@ void set(lmImage* image, const std::string& section, const std::string& key,
     check(LumoSetMetaEntry(image, section.c_str(), key.c_str(), value.c_str()), file);
 }
 
-std::uint16_t wholeNumber(lmImage* image, const char* key) {
-    const std::string text = metaValue(image, "Image_X", key);
+std::uint16_t wholeNumber(lmImage* image, const char* key, const std::string& file) {
+    const std::string text = metaValue(image, "Image_X", key, file);
     std::uint16_t number = 0;
     std::from_chars(text.data(), text.data() + text.size(), number);
     return number;
@@ -81,8 +81,8 @@ void takeEntries(lmImage* image, const Description& description, const std::stri
     }
     for (const Entry& entry : description.entries)
         set(image, entry.section, entry.key, entry.value, file);
-    image->maxPix = wholeNumber(image, "MaxPix");
-    image->avgPix = wholeNumber(image, "AvgPix");
+    image->maxPix = wholeNumber(image, "MaxPix", file);
+    image->avgPix = wholeNumber(image, "AvgPix", file);
 }
 
 Imported finish(Incoming incoming, const std::string& step, const char* format,

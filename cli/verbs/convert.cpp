@@ -35,7 +35,7 @@ MetaEntry parseSetting(const std::string& text) {
 
 /// Takes a whole section out of the metadata.
 void dropSection(lmImage* image, const std::string& section, const std::string& file) {
-    for (const MetaEntry& entry : readMetadata(image))
+    for (const MetaEntry& entry : readMetadata(image, file))
         if (entry.section == section)
             check(LumoSetMetaEntry(image, section.c_str(), entry.key.c_str(), nullptr), file);
 }

@@ -38,9 +38,10 @@ Facts gather(const std::string& file) {
     Facts facts{};
     facts.file = file;
     facts.format = format;
-    const std::string frames = metaValue(image.get(), "Import", "Frames");
+    const std::string frames = metaValue(image.get(), "Import", "Frames", file);
     if (!frames.empty())
-        facts.format += ", frame " + metaValue(image.get(), "Import", "Frame") + " of " + frames;
+        facts.format +=
+            ", frame " + metaValue(image.get(), "Import", "Frame", file) + " of " + frames;
     check(LumoGetGeometry(image.get(), &facts.width, &facts.height, &facts.pitch.x, &facts.pitch.y),
           file);
     check(LumoGetDoseEquiv(image.get(), &facts.avgPix, &facts.maxPix, &facts.equivLow,
