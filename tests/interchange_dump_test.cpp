@@ -2,6 +2,9 @@
 // refused with what would.
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <system_error>
+
 #include "cli/files/import.h"
 #include "support/support.h"
 
@@ -237,8 +240,8 @@ TEST_F(DumpFile, ComesBackThroughItsSidecar) {
     lumo::test::writeFile(options.sidecar, {});
     EXPECT_EQ(message({}, options), options.sidecar + ": has no section [Dump]");
     options.sidecar = folder / "missing.ini";
-    EXPECT_EQ(message({}, options),
-              options.sidecar + ": cannot be opened (No such file or directory)");
+    EXPECT_EQ(message({}, options), options.sidecar + ": cannot be opened (" +
+                                        std::generic_category().message(ENOENT) + ")");
 }
 
 TEST(Import, RecognisesFilesByTheirFirstBytes) {
