@@ -33,7 +33,6 @@ const Group signalToNoise([](Suite& suite) {
                    snr.size = sizeof snr;
                    LumoMeasureSnr(image, wholeOf(image, 65535), nullptr, &snr);
                },
-               0,
                {statistics}});
 });
 
@@ -64,7 +63,7 @@ const Group edge([](Suite& suite) {
                    LumoMeasureMtf(image, wholeOf(image, 512), 100000, 100000, nullptr, &mtf,
                                   nullptr, nullptr);
                },
-               0, vigraMtf(image, 1)});
+               vigraMtf(image, 1)});
 });
 
 /// The transforms alone of as many regions as the spectrum of an image has.
@@ -97,7 +96,7 @@ const Group noisePower([](Suite& suite) {
                    }();
                    LumoNpsAdd(spectrum, image, nullptr, nullptr, nullptr);
                },
-               0, transforms});
+               transforms});
 });
 
 const Group frames([](Suite& suite) {
@@ -108,7 +107,7 @@ const Group frames([](Suite& suite) {
     suite.add({"LumoStackAdd", [=] { LumoStackAdd(plain, image); }});
     suite.add({"LumoStackAdd with squares", [=] { LumoStackAdd(whole, image); }});
     suite.add({"LumoStackMean", [=] { LumoStackMean(plain, to); }});
-    suite.add({"LumoSubtractDark", [=] { LumoSubtractDark(image, to, to); }, 1.2});
+    suite.add({"LumoSubtractDark", [=] { LumoSubtractDark(image, to, to); }});
 });
 
 const LumoStack* stackOf(const Image& frame, int count) {
@@ -119,11 +118,11 @@ const LumoStack* stackOf(const Image& frame, int count) {
 }
 
 const Group badPixels([](Suite& suite) {
-    const Image image = suite.radiograph(), to = suite.scratch();
+    const Image to = suite.scratch();
     const Image map = suite.filled([](std::size_t i) {  // one in a thousand, and two lines
         return static_cast<std::uint16_t>(i * 2654435761U % 1000 == 0 || i % 3072 == 77 ? 1 : 0);
     });
-    suite.add({"LumoMendPixels", [=] { LumoMendPixels(to, map, nullptr, nullptr, nullptr); }, 2});
+    suite.add({"LumoMendPixels", [=] { LumoMendPixels(to, map, nullptr, nullptr, nullptr); }});
     suite.add({"LumoListBadPixels", [=] {
                    LumoBadPixels counts{};
                    counts.size = sizeof counts;

@@ -186,6 +186,82 @@ void stepSeeds() {
     }
 }
 
+/// A page of 4 x 2 pixels behind its data; each number of the table can be another.
+Bytes tiffFile(std::uint32_t compression, std::uint32_t bits, const Bytes& data,
+               std::string_view description) {
+    Bytes bytes;
+    append(bytes, std::string_view("II*\0", 4));
+    const auto size = static_cast<std::uint32_t>(data.size()),
+               length = static_cast<std::uint32_t>(description.size());
+    put(bytes, 8 + size + length, 4);
+    append(bytes, data);
+    append(bytes, description);
+    const struct {
+        std::uint32_t tag, type, count, value;
+    } entries[] = {{256, 3, 1, 4},           {257, 3, 1, 2}, {258, 3, 1, bits},
+                   {259, 3, 1, compression}, {262, 3, 1, 1}, {270, 2, length, 8 + size},
+                   {273, 4, 1, 8},           {277, 3, 1, 1}, {278, 3, 1, 2},
+                   {279, 4, 1, size}};
+    put(bytes, std::size(entries), 2);
+    for (const auto& [tag, type, count, value] : entries) {
+        put(bytes, tag, 2);
+        put(bytes, type, 2);
+        put(bytes, count, 4);
+        put(bytes, value, 4);
+    }
+    put(bytes, 0, 4);
+    return bytes;
+}
+
+void tiffSeeds() {
+    static constexpr char own[] = "[Lumo]\n[Image]\nSource=a\n[PerformedSteps]\nStep0=invert\n";
+    static constexpr char imageJ[] = "ImageJ=1.5\nunit=mm\n";
+    const struct {
+        const char* name;
+        std::uint32_t compression, bits;
+        Bytes data;
+    } seeds[] = {{"plain", 1, 16, Bytes(16, 5)},
+                 {"bytes", 1, 8, Bytes(8, 5)},
+                 {"twelve", 1, 12, Bytes(12, 0x12)},
+                 {"packbits", 32773, 16, {0xF1, 7}},
+                 {"lzw", 5, 16, {0x80, 0x01, 0x60, 0x50, 0x28, 0x24, 0x02}},
+                 {"deflate", 8, 16, {0x78, 0x9C, 0x63, 0x60, 0x20, 0x0D, 0, 0, 0x10, 0, 1}}};
+    for (const auto& [name, compression, bits, data] : seeds) {
+        Bytes bytes = {0, 0};
+        const std::string_view text =
+            bits == 8 ? std::string_view(imageJ, sizeof imageJ) : std::string_view(own, sizeof own);
+        append(bytes, tiffFile(compression, bits, data, text));
+        seed(name, bytes);
+    }
+}
+
+void transferSeeds() {
+    Bytes picture = {1};
+    append(picture, "LUMOEX01");
+    for (const std::uint32_t number : {2U, 1U, 100000U, 100000U}) put(picture, number, 4);
+    put(picture, 16, 1);
+    put(picture, 1, 4);
+    put(picture, 1, 4);
+    for (const std::string_view text : {"Image", "Source", "a", "a note"}) {
+        put(picture, static_cast<std::uint32_t>(text.size()), 4);
+        append(picture, text);
+    }
+    put(picture, 0x12345678, 4);
+    seed("picture", picture);
+    Bytes answer = {1};
+    append(answer, std::string_view("LUMOAN01\0\1\0\0\0\3\0\0\0why", 20));
+    seed("answer", answer);
+}
+
+void dumpSeeds() {
+    Bytes dump = {1, 0, 'a', 0, 4, 3, 15, 0, 3, 0, 0, 1, 3, 1};
+    append(dump, Bytes(2 + 24, 1));
+    seed("dump", dump);
+    Bytes sidecar = {0};
+    append(sidecar, "[Dump]\nwidth=4\nheight=3\nbits=12\npitch=1,2\n[Image]\nSource=%lumo:a%0Ab\n");
+    seed("sidecar", sidecar);
+}
+
 }  // namespace
 
 int main(int count, char** arguments) {
@@ -195,11 +271,14 @@ int main(int count, char** arguments) {
         void (*make)();
     } makers[] = {{"calibration_fuzz", calibrationSeeds},
                   {"command_fuzz", commandSeeds},
+                  {"dump_fuzz", dumpSeeds},
                   {"ini2_fuzz", ini2Seeds},
                   {"png_fuzz", pngSeeds},
                   {"raw_fuzz", rawSeeds},
                   {"round_trip_fuzz", roundTripSeeds},
                   {"steps_fuzz", stepSeeds},
+                  {"tiff_read_fuzz", tiffSeeds},
+                  {"transfer_fuzz", transferSeeds},
                   {"xyz_fuzz", xyzSeeds}};
     for (const auto& maker : makers) {
         target = std::filesystem::path(arguments[1]) / maker.target;

@@ -112,3 +112,10 @@ mkdir -p exposures
 cp exposure.png flat.png exposures
 lumo calibrate apply detector.cal --batch exposures --out corrected --json --force
 echo "the flat field itself: $(noise flat.png) before, $(noise corrected/flat.png) after"
+
+say "pictures from elsewhere"
+lumo convert corrected.png detector.bin --format dump --force
+lumo convert detector.bin imported.png --from dump --sidecar detector.ini --force
+if lumo convert corrected.png corrected.tif --compression lzw --force 2>/dev/null; then
+    lumo info corrected.tif | sed -n 1,4p
+fi

@@ -22,7 +22,8 @@ MAY_USE = {
     "dose": ["measure"],
     "quality": ["measure", "scripts"],
     "steps": ["scripts", "geometry", "calibration", "dose", "quality"],
-    "cli": ["include"],
+    "interchange": [],
+    "cli": ["include", "interchange"],
 }
 
 # Pattern, what is wrong with it, files in which it has its place.
@@ -43,7 +44,7 @@ FORBIDDEN = [
 READERS = ("io/", "frame/", "image/", "platform/file")
 
 # What the operating system gives is asked for in these folders; a port replaces them and no more.
-SYSTEM_ROOMS = ("platform/", "cli/system/")
+SYSTEM_ROOMS = ("platform/", "cli/system/", "interchange/system")
 # To be emptied: files of the program that still ask the system themselves.
 SYSTEM_FOR_NOW = ("cli/files/", "cli/library.cpp", "cli/messages.cpp")
 SYSTEM_HEADERS = re.compile(

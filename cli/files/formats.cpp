@@ -15,7 +15,7 @@ constexpr std::string_view pngSignature = "\x89PNG\r\n\x1A\n"sv;
 constexpr std::string_view xyz8Signature = "\xFF\xFF\0\0"sv;
 constexpr std::size_t xyz16Header = 4, xyz8Header = 10;
 
-constexpr const char* extensions[] = {"png", "xyz", "raw"};
+constexpr const char* extensions[] = {"png", "xyz", "raw", "tif", "tiff", "dcm", "dicom", "ima"};
 
 constexpr struct {
     std::size_t offset;

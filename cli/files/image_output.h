@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "cli/command.h"
+#include "cli/files/export.h"
 #include "cli/files/names.h"
 #include "cli/files/output.h"
 #include "cli/library.h"
@@ -15,10 +16,13 @@ namespace lumo::cli {
 struct OutputOptions {
     std::string file, formatName;
     bool force = false;
+    ExportOptions foreign;  ///< for files of other formats
 };
 
 /// Declares OUT, --format and --force.
 void addOutputOptions(CLI::App& verb, OutputOptions& options);
+/// Declares the options of formats of others: --compression, and those of DICOM.
+void addForeignOptions(CLI::App& verb, OutputOptions& options);
 /// Declares --force alone.
 void addForceOption(CLI::App& verb, bool& force);
 
@@ -27,6 +31,18 @@ void addForceOption(CLI::App& verb, bool& force);
 
 /// The files that an image of this name consists of: beside PNG an information file belongs to it.
 [[nodiscard]] std::vector<std::string> partsOf(const std::string& file);
+
+/// Our own formats by their numbers, and those of others.
+enum class FileFormat {
+    png = FormatPng,
+    xyz = FormatXyz,
+    xyz8 = FormatXyz8,
+    raw = FormatRaw,
+    txt = FormatTxt,
+    tiff = 100,
+    dicom,
+    dump
+};
 
 /// An image file to come.
 class ImageOutput {
@@ -47,11 +63,13 @@ private:
                ImageFormat format);
     void saveXyz(lmImage* image);
     void savePng(lmImage* image);
+    void saveForeign(lmImage* image);
 
     std::string file_;
     SplitPath path_;
     bool force_;
-    ImageFormat format_;
+    FileFormat format_;
+    ExportOptions foreign_;
 };
 
 }  // namespace lumo::cli

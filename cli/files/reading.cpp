@@ -17,19 +17,31 @@ namespace {
 /// per metre comes to it.
 constexpr std::uint32_t pngWithoutPitch = 352778;
 
-/// Pipes without end are cut: an XYZ file is as long as its header says, a PNG file no longer than
-/// this, and nothing else stands alone.
+/// What is kept of a pipe whose own words do not say how long it is.
+constexpr std::uint64_t longestStream = std::uint64_t{2} << 30;
+
+bool isForeign(std::string_view start) {
+    const FileKind kind = recognise(start, 0, "", {});
+    return kind == FileKind::tiff || kind == FileKind::dicom;
+}
+
+/// Pipes without end are cut: an XYZ file is as long as its header says, a PNG file, or one that a
+/// helper reads, no longer than this, and nothing else stands alone.
 std::uint64_t streamLimit(std::string_view start) {
-    constexpr std::uint64_t longestPng = std::uint64_t{2} << 30;
-    if (formatOf(start) == FormatPng) return longestPng;
+    if (formatOf(start) == FormatPng || isForeign(start)) return longestStream;
     if (foreignFormat(start) != nullptr) return 0;
     const auto layout = xyzLayout(start);
     return layout ? layout->size : 0;
 }
 
-InputFile openInput(const std::string& file) {
+/// For what the user has said what it is.
+std::uint64_t anyStreamLimit(std::string_view) {
+    return longestStream;
+}
+
+InputFile openInput(const std::string& file, const ImportOptions& options) {
     try {
-        return {file, streamLimit};
+        return {file, options.from == "auto" ? streamLimit : anyStreamLimit};
     } catch (const std::system_error& error) {
         const std::string reason = error.code().message();
         throw CommandError(
@@ -48,10 +60,21 @@ void reportContradiction(const lmImage& image, const std::string& file) {
                  std::to_string(info.width) + " x " + std::to_string(info.height));
 }
 
+Reading readForeign(FileKind kind, const InputFile& input, const std::string& file,
+                    const ImportOptions& options) {
+    const std::string name = shownName(file);
+    Imported imported = importPicture(kind, input.descriptor(), name, options);
+    for (const std::string& note : imported.notes) printNote(name, note, note);
+    return {std::move(imported.image), std::move(imported.format)};
+}
+
 }  // namespace
 
-Reading readFile(const std::string& file) {
-    const InputFile input = openInput(file);
+Reading readFile(const std::string& file, const ImportOptions& options) {
+    const InputFile input = openInput(file, options);
+    const FileKind kind = recognise(input.read(0, recognisedBytes), input.size(), file, options);
+    if (kind != FileKind::own) return readForeign(kind, input, file, options);
+    refuseUseless(options, kind, file);
     refuseHopeless(input, file);
     lmImage* place = nullptr;
     const int code = LumoReadImage(&place, input.path().c_str());
@@ -70,8 +93,8 @@ Reading readFile(const std::string& file) {
     return {std::move(image), nameOf(format)};
 }
 
-ImageHandle readImage(const std::string& file) {
-    return readFile(file).image;
+ImageHandle readImage(const std::string& file, const ImportOptions& options) {
+    return readFile(file, options).image;
 }
 
 }  // namespace lumo::cli

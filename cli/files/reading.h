@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "cli/files/import.h"
 #include "cli/library.h"
 
 namespace lumo::cli {
@@ -16,9 +17,10 @@ struct Reading {
 /// Reads an image file of any format; "-" is standard input, which may be a pipe. A pitch that the
 /// file does not hold is marked as assumed (pitch.h). Throws a CommandError that says what is wrong
 /// with the file.
-[[nodiscard]] Reading readFile(const std::string& file);
+/// @param options  for files of other formats
+[[nodiscard]] Reading readFile(const std::string& file, const ImportOptions& options = {});
 
 /// The image alone.
-[[nodiscard]] ImageHandle readImage(const std::string& file);
+[[nodiscard]] ImageHandle readImage(const std::string& file, const ImportOptions& options = {});
 
 }  // namespace lumo::cli

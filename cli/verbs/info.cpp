@@ -32,10 +32,16 @@ struct Facts {
 };
 
 Facts gather(const std::string& file) {
-    const auto [image, format] = readFile(file);
+    ImportOptions options;
+    options.firstFrame = true;
+    const auto [image, format] = readFile(file, options);
     Facts facts{};
     facts.file = file;
     facts.format = format;
+    const std::string frames = metaValue(image.get(), "Import", "Frames", file);
+    if (!frames.empty())
+        facts.format +=
+            ", frame " + metaValue(image.get(), "Import", "Frame", file) + " of " + frames;
     check(LumoGetGeometry(image.get(), &facts.width, &facts.height, &facts.pitch.x, &facts.pitch.y),
           file);
     check(LumoGetDoseEquiv(image.get(), &facts.avgPix, &facts.maxPix, &facts.equivLow,

@@ -80,7 +80,9 @@ Status run(const Options& options) {
         output.save(make(options, renderPhantom, step, options.output.file).get());
         return done;
     }
-    ImageOutput flatOutput({flatField, options.output.formatName, options.output.force});
+    OutputOptions flatOptions = options.output;
+    flatOptions.file = flatField;
+    ImageOutput flatOutput(flatOptions);
     if (haveOneFileTwice(output, flatOutput))
         throw usageError("lumo phantom: --detector needs another file than OUT");
     const ImageHandle exposure = make(options, renderExposure, step, options.output.file);
