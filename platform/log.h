@@ -8,8 +8,8 @@
 class Log {
 public:
     /// Opens `target` for appending in the log folder: ORVEL_LOG_DIR, else the program's
-    /// lumoLogDirectory(), else the current folder. What cannot be opened, or is a symbolic link, is
-    /// silently not written.
+    /// lumoLogDirectory(), else the current folder. What cannot be opened, or is a symbolic link,
+    /// is silently not written.
     Log(int, int, const char* target, int, int);
     ~Log();
     Log(const Log&) = delete;
