@@ -45,7 +45,7 @@ LUMO_INLINE void sumRowBody(const Value* signal, double offset, const double* x,
                             RowSums& to) {
     constexpr int lanes = 8;
     using Lanes = Vector<double, lanes * sizeof(double)>;
-    Lanes sums[3] = {}, value, place;
+    Lanes sums[3] = {}, value{}, place{};
     Vector<Value, lanes * sizeof(Value)> some;
     int i = 0;
     for (; i + lanes <= count; i += lanes) {
