@@ -105,7 +105,9 @@ toff_t TiffFile::sizeNow(thandle_t handle) {
     }
 }
 
-int TiffFile::keepMessage(TIFF*, void* handle, const char*, const char* format, va_list values) {
+/// @param format  the library's
+[[gnu::format(printf, 4, 0)]] int TiffFile::keepMessage(TIFF*, void* handle, const char*,
+                                                        const char* format, va_list values) {
     char text[256];
     if (std::vsnprintf(text, sizeof text, format, values) > 0)
         static_cast<TiffFile*>(handle)->fail(text);

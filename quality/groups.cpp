@@ -168,8 +168,7 @@ struct Medians {
 class PixelGroups {
 public:
     PixelGroups(const Image& image, const Roi& region, bool alongColumns)
-        : image_(image),
-          runs_(runsOf(image, region)),
+        : runs_(runsOf(image, region)),
           region_(region),
           alongColumns_(alongColumns),
           inRow_(alongColumns ? runs_.length : runs_.length / groupSize),
@@ -255,7 +254,6 @@ private:
         return std::sqrt(static_cast<double>(spread) / (pixels * (pixels - 1)));
     }
 
-    const Image& image_;
     Runs runs_;
     Roi region_;
     bool alongColumns_;

@@ -125,8 +125,9 @@ TEST(Dump, ComparesTheSizeToTheByte) {
     };
     for (const auto& [offset, stride, size, frames, message] : cases) {
         std::uint64_t found = 0;
-        const std::string text =
-            failure([&] { found = framesIn(layout(offset, stride), size, "a.bin"); });
+        const std::string text = failure([&, offset = offset, stride = stride, size = size] {
+            found = framesIn(layout(offset, stride), size, "a.bin");
+        });
         EXPECT_EQ(found, frames) << size;
         EXPECT_EQ(text, *message == '\0' ? "" : std::string("a.bin: ") + message);
     }
