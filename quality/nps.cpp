@@ -50,7 +50,7 @@ Roi centredSquare(const Image& image, Pitch pitch) {
 
 /// Regions that fit a length at steps of half their side.
 std::size_t regionsIn(int length) {
-    return static_cast<std::size_t>((length - regionSide) / regionStep + 1);
+    return static_cast<std::size_t>(length - regionSide) / regionStep + 1;
 }
 
 LUMO_INLINE double squaresOf(const float* values) {
