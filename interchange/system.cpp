@@ -37,7 +37,7 @@ void limit(__rlimit_resource resource, rlim_t soft, rlim_t hard) {
     if (setrlimit(resource, &wanted) != 0) fail("setrlimit");
 }
 
-rlim_t addressSpaceFor(std::uint64_t raster) {
+[[maybe_unused]] rlim_t addressSpaceFor(std::uint64_t raster) {
     return startAddressSpace + rastersInMemory * raster;
 }
 
