@@ -127,7 +127,9 @@ TEST_F(Helper, WritesOrSaysWhyNot) {
     EXPECT_EQ(std::memcmp(written.data(), expected.data(), written.size()), 0);
     const std::pair<const char*, const char*> failures[] = {
         {"refuse", "b.tif: no room"},
+#ifndef LUMO_SANITIZED  // they take that signal themselves
         {"crash", "b.tif: its writer was stopped (signal 11)"},
+#endif
         {"lie", "b.tif: its writer sent something unexpected"},
         {"dead", "b.tif: its writer sent something unexpected"}};
     for (const auto& [kind, message] : failures) {
