@@ -138,6 +138,7 @@ const char* lumoLogDirectory(void);
 /**
  * A hook as lumoLogDirectory(): the highest level that the library writes to its log when
  * ORVEL_LOG_LEVEL is not set or no number. Without the hook all are written.
+ * @return the level, -1 (none) to 8 (all)
  */
 int lumoLogLevel(void);
 
