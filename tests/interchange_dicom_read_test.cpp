@@ -283,6 +283,19 @@ TEST(DicomRead, TakesTextsInTheirCharacterSetAndWrongOnesToo) {
         EXPECT_EQ(entryOf(wrong, "DICOM", "Manufacturer"), "R<F6>ntgen") << set;
         EXPECT_TRUE(says(wrong, "outside the file's character set in 1 text,")) << set;
     }
+    // Whole characters, and such that only look like some: too long, halves, beyond the last.
+    constexpr std::pair<const char*, const char*> texts[] = {
+        {"\xE2\x82\xAC \xF0\x9F\x98\x80", "\xE2\x82\xAC \xF0\x9F\x98\x80"},
+        {"\xC0\xAF.", "<C0><AF>."},
+        {"\xE0\x80\xAF.", "<E0><80><AF>."},
+        {"\xED\xA0\x80.", "<ED><A0><80>."},
+        {"\xF4\x90\x80\x80.", "<F4><90><80><80>."},
+        {"\xE2\x82.", "<E2><82>."}};
+    for (const auto& [bytes, expected] : texts) {
+        const Picture text =
+            read(sample().text(0x00080005, "CS", "ISO_IR 192").text(0x00080070, "LO", bytes));
+        EXPECT_EQ(entryOf(text, "DICOM", "Manufacturer"), expected);
+    }
     const Picture odd = read(sample()
                                  .text(0x00180060, "LO", "70")                    // not a DS
                                  .text(0x00280010, "IS", std::to_string(height))  // not a US

@@ -7,6 +7,7 @@
 #include "interchange/dicom/attributes.h"
 #include "interchange/dicom/changes.h"
 #include "interchange/dicom/files.h"
+#include "interchange/dicom/read_back.h"
 #include "interchange/dicom_bytes.h"
 #include "support/support.h"
 
@@ -240,6 +241,8 @@ TEST(DicomWrite, GivesIdentityOnlyToFilesOfPicturesThatHaveIt) {
     made.add("DICOM_Identity", "SeriesInstanceUID", "not valid");
     const Bytes file = write(made);
     EXPECT_FALSE(holds(file, "not searched for text"));
+    const std::string_view all(reinterpret_cast<const char*>(file.data()), file.size());
+    EXPECT_EQ(all.find("Secret"), all.rfind("Secret")) << "not in the private block, too";
     const Picture back = readDicom(file, Request(Options{{"keep", "all"}}));
     EXPECT_EQ(entryOf(back, "DICOM_Identity", "PatientName"), "Secret^Person");
     EXPECT_EQ(entryOf(back, "DICOM_Identity", "StudyInstanceUID"), "1.2.3.4");
@@ -250,6 +253,36 @@ TEST(DicomWrite, GivesIdentityOnlyToFilesOfPicturesThatHaveIt) {
     const Picture bare = readDicom(file, Request());
     for (const Entry& entry : bare.entries)
         EXPECT_EQ(entry.value.find("Secret"), std::string::npos) << entry.key;
+}
+
+TEST(DicomWrite, NoticesAnythingThatDoesNotReadBack) {
+    const Picture made = picture(12);
+    const Bytes file = write(made);
+    const auto complaint = [&](const Picture& expected, const dicom::Written& written) {
+        try {
+            dicom::requireSame(expected, written, dicom::memoryStream(file));
+            return std::string();
+        } catch (const Refusal& reason) {
+            return std::string(reason.what());
+        }
+    };
+    dicom::Written written;
+    written.entries = again(made).entries;
+    std::erase_if(written.entries, [](const Entry& entry) {
+        return !entry.section.starts_with("DICOM") || entry.section == "DICOM_Identity";
+    });
+    const Picture kept = readDicom(file, Request(Options{{"keep", "all"}}));
+    for (const Entry& entry : kept.entries)
+        if (entry.section == "DICOM_Identity") written.entries.push_back(entry);
+    written.pitch = dicom::Pitch{made.pitchX, made.pitchY};
+    EXPECT_EQ(complaint(made, written), "");
+    Picture other = picture(12);
+    other.raster[0] ^= 1;
+    EXPECT_EQ(complaint(other, written), "what was written does not read back: its pixels");
+    written.entries.back().value += "1";
+    EXPECT_EQ(complaint(made, written), "what was written does not read back: its elements");
+    written.pitch->x += 1;
+    EXPECT_EQ(complaint(made, written), "what was written does not read back: its pitch");
 }
 
 TEST(DicomWrite, LeavesOutWhatIsNoValue) {
