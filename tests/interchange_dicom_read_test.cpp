@@ -227,8 +227,10 @@ TEST(DicomRead, RefusesInItsOwnWords) {
         {unknown, "the transfer syntax (1.2.3.4) is not supported"},
     };
     for (const auto& [file, expected] : cases) EXPECT_EQ(refusal(file), expected);
-    EXPECT_THROW((void)read(sample(), {{"keep", "names"}}), std::invalid_argument);
-    EXPECT_THROW((void)read(sample(), {{"pitch-from", "x"}}), std::invalid_argument);
+    EXPECT_EQ(refusal(sample(), {{"keep", "dates,names"}}),
+              "there is no list names to keep; there are device, dates, uids, people, and all");
+    EXPECT_EQ(refusal(sample(), {{"pitch-from", "x"}}),
+              "the pitch comes from the detector, or from the object, not from x");
 }
 
 TEST(DicomRead, SaysWhereAFileEnds) {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <memory>
 #include <new>
-#include <stdexcept>
 #include <vector>
 
 #include "dcmtk/dcmdata/dcostrmb.h"
@@ -120,7 +119,9 @@ std::unique_ptr<DcmElement> nativePixels(const WrittenPixels& pixels, const std:
 Compression compressionNamed(const std::string& name) {
     if (name.empty()) return Compression::none;
     const auto found = std::ranges::find(compressions, name, &NamedCompression::name);
-    if (found == std::end(compressions)) throw std::invalid_argument("compression=" + name);
+    if (found == std::end(compressions))
+        throw Refusal("DICOM files are not compressed by " + name +
+                      "; there are none, rle, jpeg-lossless, and jpeg-ls");
     return found->compression;
 }
 

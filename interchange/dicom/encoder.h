@@ -21,7 +21,7 @@ struct WrittenPixels {
 
 /// How pixels are compressed, without loss; all are exact on 16 bits.
 enum class Compression : std::uint8_t { none, rle, jpegLossless, jpegLs };
-/// Throws std::invalid_argument for a name that is none; none for no name.
+/// Throws Refusal for a name that is none; none for no name.
 [[nodiscard]] Compression compressionNamed(const std::string& name);
 
 /// Puts pixels, compressed, and their description. Throws Refusal.

@@ -1,8 +1,6 @@
 // What the helper program offers: its options, and the work with descriptors or without.
 #include "interchange/dicom/files.h"
 
-#include <stdexcept>
-
 #include "interchange/dicom/dictionary.h"
 #include "interchange/dicom/reader.h"
 #include "interchange/dicom/writer.h"
@@ -24,7 +22,8 @@ ReadOptions readOptions(const Request& request) {
     options.keep = Keep(request.text("keep"));
     options.turn = request.number("monochrome2") != 0;
     const std::string pitch = request.text("pitch-from");
-    if (pitch != "" && pitch != "object") throw std::invalid_argument("pitch-from=" + pitch);
+    if (pitch != "" && pitch != "object")
+        throw Refusal("the pitch comes from the detector, or from the object, not from " + pitch);
     options.objectPitch = pitch == "object";
     return options;
 }

@@ -36,7 +36,7 @@ namespace lumo::interchange {
 extern const Helper dicomHelper;
 
 /// The work itself, without descriptors and processes. All throw Refusal for what is no picture or
-/// cannot be one, std::invalid_argument for options that do not exist.
+/// cannot be one, and for names in the request that do not exist.
 [[nodiscard]] Picture readDicom(std::span<const std::uint8_t> file, const Request& request);
 /// The same of an open file; `allow` is called with the raster's bytes before room is made for it.
 [[nodiscard]] Picture readDicom(int descriptor, const Request& request,

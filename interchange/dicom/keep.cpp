@@ -2,8 +2,9 @@
 #include "interchange/dicom/keep.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <string>
+
+#include "interchange/helper_main.h"
 
 namespace lumo::interchange::dicom {
 
@@ -32,7 +33,9 @@ Keep::Keep(std::string_view list) {
     while (!list.empty()) {
         const std::string_view name = list.substr(0, list.find(','));
         const auto found = std::ranges::find(names, name, &Name::name);
-        if (found == std::end(names)) throw std::invalid_argument("keep=" + std::string(name));
+        if (found == std::end(names))
+            throw Refusal("there is no list " + std::string(name) +
+                          " to keep; there are device, dates, uids, people, and all");
         lists_ |= found->lists;
         list.remove_prefix(std::min(name.size() + 1, list.size()));
     }

@@ -10,7 +10,7 @@ namespace lumo::interchange::dicom {
 class Keep {
 public:
     Keep() = default;
-    /// Names between commas: device, dates, uids, people, or all; throws std::invalid_argument for
+    /// Names between commas: device, dates, uids, people, or all; throws Refusal for
     /// another.
     explicit Keep(std::string_view names);
 

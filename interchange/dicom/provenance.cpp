@@ -45,7 +45,7 @@ std::string joined(const std::vector<std::string>& steps) {
 std::string imageType(DcmItem& dataset, bool hasSteps) {
     OFString told;
     dataset.findAndGetOFStringArray(DcmTagKey(0x0008, 0x0008), told);
-    const std::string text(told.c_str(), told.size());
+    std::string text(told.c_str(), told.size());
     if (text.empty()) return "DERIVED\\SECONDARY";
     if (!hasSteps) return text;
     const std::size_t rest = text.find('\\');

@@ -3,7 +3,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <stdexcept>
+
+#include "interchange/helper_main.h"
 
 namespace lumo::interchange::dicom {
 
@@ -33,7 +34,8 @@ constexpr NamedIntensity intensities[] = {
 const SopClass& sopClassNamed(const std::string& option) {
     const auto found = std::ranges::find(
         classes, option, [](const SopClass& sop) { return std::string_view(sop.option); });
-    if (found == std::end(classes)) throw std::invalid_argument("sop=" + option);
+    if (found == std::end(classes))
+        throw Refusal("there is no class " + option + "; there are sc, cr, dx, and dx-processing");
     return *found;
 }
 
@@ -46,7 +48,8 @@ const SopClass& sopClassLike(std::string_view uid) {
 std::optional<Intensity> intensityNamed(const std::string& option) {
     if (option.empty()) return std::nullopt;
     const auto found = std::ranges::find(intensities, option, &NamedIntensity::option);
-    if (found == std::end(intensities)) throw std::invalid_argument("intensity=" + option);
+    if (found == std::end(intensities))
+        throw Refusal("there is no intensity " + option + "; there are lin+, lin-, log+, and log-");
     return found->intensity;
 }
 

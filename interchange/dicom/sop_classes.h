@@ -19,7 +19,7 @@ struct SopClass {
     }
 };
 
-/// By the name in a request; throws std::invalid_argument for another.
+/// By the name in a request; throws Refusal for another.
 [[nodiscard]] const SopClass& sopClassNamed(const std::string& option);
 /// Computed radiography or digital X-ray if the identifier is one of theirs, else secondary
 /// capture.
@@ -30,7 +30,7 @@ struct Intensity {
     const char* relationship;
     const char* sign;
 };
-/// Throws std::invalid_argument for what is none; none for no text.
+/// Throws Refusal for what is none; none for no text.
 [[nodiscard]] std::optional<Intensity> intensityNamed(const std::string& option);
 
 }  // namespace lumo::interchange::dicom
