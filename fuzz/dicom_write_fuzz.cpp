@@ -93,6 +93,7 @@ void textsComeBack(const Picture& picture, const Picture& back,
         const std::string_view vr = attribute->vr;
         if (vr != "CS" && vr != "LO" && vr != "SH" && vr != "DS" && vr != "IS") continue;
         if (std::ranges::find(own, entry.key) != std::end(own)) continue;
+        if (withoutPadding(entry.value).empty()) continue;  // as if it were not there
         const bool noted = std::ranges::any_of(notes, [&](const std::string& note) {
             return note.find(entry.section + '/' + entry.key) != std::string::npos;
         });

@@ -93,6 +93,7 @@ std::unique_ptr<DatasetFile> openDataset(const OpenStream& open) {
     auto file = std::make_unique<DatasetFile>();
     file->syntax = namedSyntax(open);
     const std::unique_ptr<DcmInputStream> stream = open();
+    file->size = static_cast<std::uint64_t>(stream->avail());
     file->format.transferInit();
     const OFCondition result =
         file->format.read(*stream, EXS_Unknown, EGL_noChange, longestHeldInMemory);

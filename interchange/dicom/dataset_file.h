@@ -24,6 +24,7 @@ using OpenStream = std::function<std::unique_ptr<DcmInputStream>()>;
 struct DatasetFile {
     DcmFileFormat format;
     const TransferSyntax* syntax = nullptr;  ///< one that is read
+    std::uint64_t size = 0;                  ///< bytes of the whole file
     /// Bytes of pixels in a file that ends within them.
     std::optional<std::uint64_t> pixelBytesBeforeEnd;
     bool damagedAfterPixels = false;

@@ -87,17 +87,20 @@ DcmPixelItem& fragment(DcmPixelSequence& sequence, unsigned long index) {
     return *item;
 }
 
-std::span<const std::uint8_t> bytesOf(DcmPixelItem& item) {
+/// The library makes room for what a fragment claims before it sees that the file ends.
+std::span<const std::uint8_t> bytesOf(DcmPixelItem& item, std::uint64_t fileSize) {
     Uint8* bytes = nullptr;
     if (item.getLength() == 0) return {};
+    if (item.getLength() > fileSize)
+        throw Refusal("ends early: its compressed pixels are not all there");
     if (item.getUint8Array(bytes).bad() || bytes == nullptr)
         throw Refusal("its compressed pixels cannot be read");
     return {bytes, item.getLength()};
 }
 
 /// The offsets of the frames' first fragments, which a table before the fragments may give.
-std::vector<std::uint64_t> frameOffsets(DcmPixelSequence& sequence) {
-    const std::span<const std::uint8_t> table = bytesOf(fragment(sequence, 0));
+std::vector<std::uint64_t> frameOffsets(DcmPixelSequence& sequence, std::uint64_t fileSize) {
+    const std::span<const std::uint8_t> table = bytesOf(fragment(sequence, 0), fileSize);
     std::vector<std::uint64_t> offsets;
     for (std::size_t i = 0; i + 4 <= table.size(); i += 4)
         offsets.push_back(table[i] | std::uint64_t{table[i + 1]} << 8 |
@@ -105,13 +108,24 @@ std::vector<std::uint64_t> frameOffsets(DcmPixelSequence& sequence) {
     return offsets;
 }
 
+DcmPixelSequence& fragmentsOf(DatasetFile& file) {
+    DcmPixelSequence* sequence = nullptr;
+    const OFCondition result =
+        pixelData(file.dataset())
+            .getEncapsulatedRepresentation(file.dataset().getOriginalXfer(), nullptr, sequence);
+    if (result.bad() || sequence == nullptr || sequence->card() < 2)
+        throw Refusal("its compressed pixels are not there");
+    return *sequence;
+}
+
 /// The fragments of one frame, joined.
-Bytes joinedFrame(DcmPixelSequence& sequence, const PixelDescription& pixels) {
+Bytes joinedFrame(DatasetFile& file, const PixelDescription& pixels) {
+    DcmPixelSequence& sequence = fragmentsOf(file);
     constexpr std::uint64_t itemHeader = 8;  // bytes
     const unsigned long fragments = sequence.card() - 1;
     const std::vector<std::uint64_t> offsets = pixels.frames == 1 || fragments == pixels.frames
                                                    ? std::vector<std::uint64_t>()
-                                                   : frameOffsets(sequence);
+                                                   : frameOffsets(sequence, file.size);
     const bool byOffset = offsets.size() == pixels.frames && pixels.frames > 1;
     if (pixels.frames > 1 && fragments != pixels.frames && !byOffset)
         throw Refusal("its frames cannot be told apart: " + counted(fragments, "fragment") +
@@ -127,30 +141,20 @@ Bytes joinedFrame(DcmPixelSequence& sequence, const PixelDescription& pixels) {
         DcmPixelItem& item = fragment(sequence, i);
         place += item.getLength() + itemHeader;
         if (!taken) continue;
-        const std::span<const std::uint8_t> bytes = bytesOf(item);
+        const std::span<const std::uint8_t> bytes = bytesOf(item, file.size);
         joined.insert(joined.end(), bytes.begin(), bytes.end());
     }
     return joined;
 }
 
-DcmPixelSequence& fragmentsOf(DatasetFile& file) {
-    DcmPixelSequence* sequence = nullptr;
-    const OFCondition result =
-        pixelData(file.dataset())
-            .getEncapsulatedRepresentation(file.dataset().getOriginalXfer(), nullptr, sequence);
-    if (result.bad() || sequence == nullptr || sequence->card() < 2)
-        throw Refusal("its compressed pixels are not there");
-    return *sequence;
-}
-
 void decodeRuns(DatasetFile& file, const PixelDescription& pixels, std::uint16_t* raster) {
-    const Bytes frame = joinedFrame(fragmentsOf(file), pixels);
+    const Bytes frame = joinedFrame(file, pixels);
     const std::size_t bytesPerWord = pixels.allocated == 8 ? 1 : 2;
     if (!decodeRle(frame, bytesPerWord, raster, pixels.count())) refuseDamaged(file);
 }
 
 void decodeStream(DatasetFile& file, PixelDescription& pixels, std::uint16_t* raster) {
-    const Bytes stream = joinedFrame(fragmentsOf(file), pixels);
+    const Bytes stream = joinedFrame(file, pixels);
     const Jpeg2000Values values = decodeJpeg2000(stream, pixels.width, pixels.height, raster);
     if (values.isSigned && !pixels.layout.isSigned)
         throw Refusal("the file contradicts itself: unsigned pixels in a signed JPEG 2000 stream");
