@@ -29,7 +29,7 @@ Picture receivePicture() {
     Picture picture;
     auto received = receive(get, [&](const Description& description) {
         allowRaster(description.rasterBytes());
-        picture.raster = std::make_unique_for_overwrite<std::uint16_t[]>(description.pixelCount());
+        picture.raster = newRaster(description.pixelCount());
         return picture.raster.get();
     });
     Description* const description = std::get_if<Description>(&received);

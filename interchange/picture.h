@@ -41,12 +41,15 @@ struct Description {
     void note(std::string text) { notes.push_back(std::move(text)); }
 };
 
+/// Room for so many values, undefined at first.
+[[nodiscard]] std::unique_ptr<std::uint16_t[]> newRaster(std::uint64_t count);
+
 /// As a helper holds it: width x height values, row by row from the top.
 struct Picture : Description {
     std::unique_ptr<std::uint16_t[]> raster;
 
     /// Makes room for the raster, with undefined values.
-    void allocate() { raster = std::make_unique_for_overwrite<std::uint16_t[]>(pixelCount()); }
+    void allocate() { raster = newRaster(pixelCount()); }
 };
 
 }  // namespace lumo::interchange

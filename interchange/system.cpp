@@ -1,6 +1,7 @@
 // All that the helpers need of the operating system.
 #include "interchange/system.h"
 
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/random.h>
 #include <sys/resource.h>
@@ -9,7 +10,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 #include <system_error>
+
+#include "interchange/picture.h"
 
 namespace lumo::interchange {
 
@@ -99,6 +103,14 @@ void writeAt(int descriptor, const void* from, std::size_t count, std::uint64_t 
                count);
 }
 
+void preferLargePages(void* block, std::uint64_t bytes) {
+    constexpr std::uint64_t largePage = 2 << 20;
+    void* begin = block;
+    std::size_t left = bytes;
+    if (std::align(largePage, largePage, begin, left) != nullptr)
+        madvise(begin, left / largePage * largePage, MADV_HUGEPAGE);  // a wish
+}
+
 std::uint64_t fileSize(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0) fail("fstat");
@@ -148,6 +160,12 @@ ReplacedVariable::~ReplacedVariable() {
         setenv(name_, before_->c_str(), 1);
     else
         unsetenv(name_);
+}
+
+std::unique_ptr<std::uint16_t[]> newRaster(std::uint64_t count) {
+    auto raster = std::make_unique_for_overwrite<std::uint16_t[]>(count);
+    preferLargePages(raster.get(), count * sizeof raster[0]);
+    return raster;
 }
 
 }  // namespace lumo::interchange

@@ -20,6 +20,9 @@ void writeAt(int descriptor, const void* from, std::size_t count, std::uint64_t 
 /// Throws std::system_error.
 [[nodiscard]] std::uint64_t fileSize(int descriptor);
 
+/// Asks for large pages behind a fresh raster: faults for small ones cost more than to fill it.
+void preferLargePages(void* block, std::uint64_t bytes);
+
 /// Fills a block with random bytes; throws std::system_error.
 void fillRandomly(void* block, std::size_t size);
 

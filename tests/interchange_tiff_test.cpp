@@ -351,6 +351,17 @@ TEST_F(Tiff, ComesBackWholeInEveryCompressionAndThroughOtherPrograms) {
     EXPECT_THROW((void)writeTiff(picture, full.number(), Request()), Refusal);
 }
 
+TEST_F(Tiff, PacksTheDifferencesOfNeighbours) {
+    Raster raster(300, 200);
+    for (std::size_t i = 0; i < raster.pixels.size(); ++i) raster.pixels[i] = std::uint16_t(37 * i);
+    for (const char* compression : {"lzw", "deflate"}) {
+        write(pictureOf(raster), {{"compression", compression}});
+        // Without repetitions, the values themselves would not pack to half.
+        EXPECT_LT(lumo::test::readFile(name).size(), 300 * 200 * 2 / 10) << compression;
+        EXPECT_EQ(pixels(readFile()), raster.pixels);
+    }
+}
+
 TEST_F(Tiff, KeepsThePitchToTheNanometre) {
     Picture picture = pictureOf(valuesOf(16, 2, 1));
     lumo::test::Random random(7);

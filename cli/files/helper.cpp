@@ -5,6 +5,7 @@
 #include <utility>
 #include <variant>
 
+#include "interchange/system.h"
 #include "interchange/transfer.h"
 
 #ifndef LUMO_HELPER_FOLDER
@@ -131,6 +132,7 @@ Incoming readByHelper(const HelperProgram& helper, const std::string& file, cons
         auto received = run.receive(child, [&](const Description& description) {
             incoming.image = createImage(static_cast<int>(description.width),
                                          static_cast<int>(description.height), file);
+            interchange::preferLargePages(incoming.image->data, description.rasterBytes());
             return incoming.image->data;
         });
         auto* const description = std::get_if<Description>(&received);

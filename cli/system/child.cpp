@@ -23,8 +23,8 @@ namespace lumo::cli {
 
 namespace {
 
-constexpr int pipeSize = 1 << 20;  // bytes; fewer changes between the two processes
-constexpr int firstFree = 16;      // above all descriptors that a child gets
+constexpr int pipeSize = 256 << 10;  // bytes; more would not stay in the cache between the two
+constexpr int firstFree = 16;        // above all descriptors that a child gets
 
 [[noreturn]] void fail(int error, const std::string& what) {
     throw std::system_error(error, std::generic_category(), what);
